@@ -1,0 +1,529 @@
+/* Decimal record and arithmetic: normalisation, the four operations,
+ * comparison, rounding, truncation, precision and the packed store form.
+ *
+ * Nothing here allocates: every operation works in a fixed stack buffer and
+ * writes `result` only at the end, so `result` may alias an operand. */
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <vls/decimal.h>
+
+#include "decint.h"
+
+static_assert(sizeof(decimal_t) == 22, "decimal_t is 3 halfwords and 16 digit bytes");
+static_assert(alignof(decimal_t) == 2, "decimal_t is halfword aligned");
+static_assert(offsetof(decimal_t, exponent) == 0, "exponent comes first");
+static_assert(offsetof(decimal_t, sign) == 2, "sign follows exponent");
+static_assert(offsetof(decimal_t, digit_count) == 4, "digit_count follows sign");
+static_assert(offsetof(decimal_t, digits) == 6, "digits follow digit_count");
+
+namespace {
+
+constexpr uint16_t kNullSign = DEC_NULL_SIGN;
+
+inline bool is_null(const decimal_t *d) { return d->sign == kNullSign; }
+
+/* digit_count as a safe index into digits. */
+inline int count_of(const decimal_t *d) {
+  int n = d->digit_count;
+  return n < 0 ? 0 : (n > DEC_MAX_DIGITS ? DEC_MAX_DIGITS : n);
+}
+
+inline void set_null(decimal_t *d) {
+  d->exponent = 0;
+  d->sign = kNullSign;
+  d->digit_count = 0;
+}
+
+inline void set_zero(decimal_t *d) {
+  d->exponent = DEC_MIN_EXPONENT;
+  d->sign = DEC_POSITIVE;
+  d->digit_count = 0;
+}
+
+/* Compares leading digit bytes as unsigned: -1, 0 or 1. */
+inline int bytes_cmp(const unsigned char *a, const unsigned char *b, int n) {
+  for (int i = 0; i < n; ++i)
+    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
+  return 0;
+}
+
+/* deccmp of the two magnitudes, as if both signs were 1. */
+int magnitude_cmp(const decimal_t *a, const decimal_t *b) {
+  int an = a->digit_count, bn = b->digit_count;
+  if (an == 0) return bn == 0 ? 0 : -1;
+  if (bn == 0) return 1;
+  if (a->exponent != b->exponent) return a->exponent < b->exponent ? -1 : 1;
+  int ac = count_of(a), bc = count_of(b);
+  int r = bytes_cmp(a->digits, b->digits, ac < bc ? ac : bc);
+  if (r != 0 || an == bn) return r;
+  return an < bn ? -1 : 1;
+}
+
+/* Adds or subtracts |small| to or from |big|, which is at least as large,
+ * in a frame of at most 17 digit bytes plus a carry byte; digits of `small`
+ * that fall outside the frame are ignored.  The result takes big's sign. */
+int decadsb(const decimal_t *big, const decimal_t *small, decimal_t *result, bool subtract) {
+  const int shift = big->exponent - small->exponent;
+  const int bn = count_of(big), sn = count_of(small);
+  int width = sn + shift > bn ? sn + shift : bn;
+  if (width > 17) width = 17;
+  width += 1;
+
+  unsigned char work[18];
+  memset(work, 0, sizeof work);
+  memcpy(work + 1, big->digits, (size_t)bn);
+
+  int n = width - shift - 1;
+  if (n > sn) n = sn;
+  if (shift < 0) n = 0; /* cannot happen when |big| >= |small| */
+  if (n >= 1) {
+    unsigned char *w = work + 1 + shift;
+    const unsigned char *s = small->digits;
+    int carry = 0;
+    if (subtract) {
+      for (int k = n - 1; k >= 0; --k) {
+        int v = w[k] - s[k] + carry;
+        if (v < 0) {
+          v += 100;
+          carry = -1;
+        } else {
+          carry = 0;
+        }
+        w[k] = (unsigned char)v;
+      }
+      for (int pos = shift; carry != 0 && pos >= 0; --pos) {
+        if (work[pos] == 0) {
+          work[pos] = 99;
+        } else {
+          work[pos]--;
+          carry = 0;
+        }
+      }
+    } else {
+      for (int k = n - 1; k >= 0; --k) {
+        int v = w[k] + s[k] + carry;
+        if (v >= 100) {
+          v -= 100;
+          carry = 1;
+        } else {
+          carry = 0;
+        }
+        w[k] = (unsigned char)v;
+      }
+      for (int pos = shift; carry != 0 && pos >= 0; --pos) {
+        if (++work[pos] == 100)
+          work[pos] = 0;
+        else
+          carry = 0;
+      }
+    }
+  }
+  return decload(result, big->sign, big->exponent + 1, work, width);
+}
+
+int add_signed(const decimal_t *a, const decimal_t *b, unsigned b_sign, decimal_t *result) {
+  bool subtract = a->sign != b_sign;
+  if (magnitude_cmp(a, b) < 0) {
+    /* |b| leads: the sum takes b's (possibly inverted) sign. */
+    decimal_t big;
+    big.exponent = b->exponent;
+    big.sign = (uint16_t)b_sign;
+    big.digit_count = b->digit_count;
+    memcpy(big.digits, b->digits, (size_t)count_of(b));
+    return decadsb(&big, a, result, subtract);
+  }
+  return decadsb(a, b, result, subtract);
+}
+
+/* Byte string of `count` base-100 digits from base-10000 limbs. */
+inline void limbs_to_digits(const uint32_t *limbs, int nlimbs, unsigned char *digits) {
+  for (int i = 0; i < nlimbs; ++i) {
+    digits[2 * i] = (unsigned char)(limbs[i] / 100);
+    digits[2 * i + 1] = (unsigned char)(limbs[i] % 100);
+  }
+}
+
+/* Base-10000 limbs of the digit bytes, padded on the right to an even
+ * number of bytes.  Returns the number of limbs. */
+inline int digits_to_limbs(const unsigned char *digits, int count, uint32_t *limbs) {
+  int n = count / 2;
+  for (int i = 0; i < n; ++i) limbs[i] = digits[2 * i] * 100u + digits[2 * i + 1];
+  if (count & 1) limbs[n++] = digits[count - 1] * 100u;
+  return n;
+}
+
+/* Long division in base 100, one quotient byte per step, estimating each
+ * byte from the leading three remainder bytes over the leading two divisor
+ * bytes, with at most one correction.  Writes 18 quotient bytes. */
+void divide_bytewise(const decimal_t *a, const decimal_t *b, int est, unsigned char *quotient) {
+  const int an = count_of(a), bn = count_of(b);
+  unsigned char rem[34 + 2];
+  memset(rem, 0, sizeof rem);
+  memcpy(rem + 1, a->digits, (size_t)an);
+  unsigned char div[17];
+  div[0] = 0;
+  memcpy(div + 1, b->digits, (size_t)bn);
+
+  for (int i = 0; i < 18; ++i) {
+    int q = (rem[i] * 10000 + rem[i + 1] * 100 + rem[i + 2]) / est;
+    if (q != 0) {
+      int borrow = 0;
+      for (int k = bn; k >= 0; --k) {
+        int t = rem[i + k] - q * div[k] + borrow + 10000;
+        rem[i + k] = (unsigned char)(t % 100);
+        borrow = t / 100 - 100;
+      }
+      if (borrow < 0) {
+        --q;
+        int carry = 0;
+        for (int k = bn; k >= 0; --k) {
+          int t = rem[i + k] + div[k] + carry;
+          rem[i + k] = (unsigned char)(t % 100);
+          carry = t / 100;
+        }
+      }
+    }
+    quotient[i] = (unsigned char)q;
+  }
+}
+
+/* The same quotient bytes, computed in base 10000.  With a leading divisor
+ * byte of at least 1 every estimate is at most one too large, so the
+ * bytewise division yields exactly the truncated quotient, and so does
+ * this. */
+void divide_limbs(const decimal_t *a, const decimal_t *b, unsigned char *quotient) {
+  const int an = count_of(a), bn = count_of(b);
+  uint32_t dv[9];
+  const int m = digits_to_limbs(b->digits, bn, dv);
+  dv[m] = 0;
+
+  /* Remainder: bytes 0, a's digits, zeros; 9 + m limbs and one spare. */
+  int32_t rem[9 + 8 + 2];
+  unsigned char bytes[2 * (9 + 8 + 2)];
+  memset(bytes, 0, sizeof bytes);
+  memcpy(bytes + 1, a->digits, (size_t)an);
+  const int rlimbs = 9 + m + 1;
+  for (int j = 0; j < rlimbs; ++j) rem[j] = bytes[2 * j] * 100 + bytes[2 * j + 1];
+
+  const uint64_t est = (uint64_t)dv[0] * 10000u + dv[1];
+  uint32_t ql[9];
+  for (int j = 0; j < 9; ++j) {
+    uint64_t top = (uint64_t)(uint32_t)rem[j] * 100000000u + (uint64_t)(uint32_t)rem[j + 1] * 10000u +
+                   (uint32_t)rem[j + 2];
+    int32_t q = (int32_t)(top / est);
+    if (q != 0) {
+      int32_t borrow = 0;
+      int32_t *r = rem + j + 1;
+      for (int k = m - 1; k >= 0; --k) {
+        int32_t t = r[k] - q * (int32_t)dv[k] + borrow;
+        if (t < 0) {
+          borrow = -((9999 - t) / 10000);
+          t -= borrow * 10000;
+        } else {
+          borrow = 0;
+        }
+        r[k] = t;
+      }
+      int32_t lead = rem[j] + borrow;
+      if (lead < 0) {
+        --q;
+        int32_t carry = 0;
+        for (int k = m - 1; k >= 0; --k) {
+          int32_t t = r[k] + (int32_t)dv[k] + carry;
+          carry = t >= 10000;
+          r[k] = carry ? t - 10000 : t;
+        }
+        lead += carry;
+      }
+      rem[j] = lead;
+    }
+    ql[j] = (uint32_t)q;
+  }
+  limbs_to_digits(ql, 9, quotient);
+}
+
+}  // namespace
+
+/* ---- normalisation ----------------------------------------------------- */
+
+int decload(decimal_t *result, int sign, int exponent, const void *digits, int count) {
+  if (sign == -1) {
+    set_null(result);
+    return 0;
+  }
+  const unsigned char *p = static_cast<const unsigned char *>(digits);
+  while (count > 0 && p[count - 1] == 0) --count;
+  if (count > 0) {
+    while (*p == 0) {
+      ++p;
+      --count;
+      --exponent;
+    }
+  }
+
+  /* More than 16 bytes: round half up on the 17th.  A carry out of the
+   * first byte lands in a zero byte kept in front of the copy. */
+  unsigned char rounded[1 + DEC_MAX_DIGITS];
+  if (count > DEC_MAX_DIGITS) {
+    rounded[0] = 0;
+    memcpy(rounded + 1, p, DEC_MAX_DIGITS);
+    if (p[DEC_MAX_DIGITS] > 49) {
+      int i = DEC_MAX_DIGITS;
+      while (++rounded[i] == 100) rounded[i--] = 0;
+      if (rounded[0] != 0) ++exponent;
+    }
+    p = rounded[0] != 0 ? rounded : rounded + 1;
+    count = DEC_MAX_DIGITS;
+  }
+  result->digit_count = (int16_t)count;
+  if (count < 1) {
+    result->sign = DEC_POSITIVE;
+    result->exponent = DEC_MIN_EXPONENT;
+    return 0;
+  }
+  memmove(result->digits, p, (size_t)count);
+  result->sign = (uint16_t)sign;
+  if (exponent < DEC_MIN_EXPONENT) {
+    result->exponent = DEC_MIN_EXPONENT;
+    return DEC_E_UNDERFLOW;
+  }
+  if (exponent > DEC_MAX_EXPONENT) {
+    result->exponent = DEC_MAX_EXPONENT;
+    return DEC_E_OVERFLOW;
+  }
+  result->exponent = (int16_t)exponent;
+  return 0;
+}
+
+/* ---- the four operations ------------------------------------------------ */
+
+int decadd(const decimal_t *a, const decimal_t *b, decimal_t *result) {
+  if (is_null(a) || is_null(b)) {
+    set_null(result);
+    return 0;
+  }
+  return add_signed(a, b, b->sign, result);
+}
+
+int decsub(const decimal_t *a, const decimal_t *b, decimal_t *result) {
+  if (is_null(a) || is_null(b)) {
+    set_null(result);
+    return 0;
+  }
+  return add_signed(a, b, b->sign == 0 ? 1u : 0u, result);
+}
+
+int decmul(const decimal_t *a, const decimal_t *b, decimal_t *result) {
+  if (is_null(a) || is_null(b)) {
+    set_null(result);
+    return 0;
+  }
+  const int sign = a->sign == b->sign ? 1 : 0;
+  const int an = count_of(a), bn = count_of(b);
+  if (an == 0 || bn == 0) {
+    set_zero(result);
+    return 0;
+  }
+  /* The exact product, column by column in base 10000.  Padding an odd
+   * digit string with a zero byte only appends zero bytes to the product,
+   * which normalisation drops again. */
+  uint32_t al[8], bl[8];
+  const int la = digits_to_limbs(a->digits, an, al);
+  const int lb = digits_to_limbs(b->digits, bn, bl);
+  uint32_t col[16];
+  const int nl = la + lb;
+  for (int k = 0; k < nl; ++k) col[k] = 0;
+  for (int i = 0; i < la; ++i) {
+    const uint32_t x = al[i];
+    if (x == 0) continue;
+    uint32_t *c = col + i + 1;
+    for (int j = 0; j < lb; ++j) c[j] += x * bl[j];
+  }
+  uint32_t carry = 0;
+  for (int k = nl - 1; k >= 0; --k) {
+    uint32_t v = col[k] + carry;
+    carry = v / 10000;
+    col[k] = v - carry * 10000;
+  }
+  unsigned char work[32];
+  limbs_to_digits(col, nl, work);
+  return decload(result, sign, a->exponent + b->exponent, work, 2 * nl);
+}
+
+int decdiv(const decimal_t *a, const decimal_t *b, decimal_t *result) {
+  if (is_null(a) || is_null(b)) {
+    set_null(result);
+    return 0;
+  }
+  const int bn = count_of(b);
+  if (bn == 0) {
+    set_zero(result);
+    return DEC_E_DIVZERO;
+  }
+  const int sign = a->sign == b->sign ? 1 : 0;
+  const int exponent = a->exponent - b->exponent + 1;
+  if (count_of(a) == 0) {
+    set_zero(result);
+    return 0;
+  }
+  unsigned char quotient[18];
+  if (b->digits[0] >= 1 && b->digits[0] <= 99) {
+    divide_limbs(a, b, quotient);
+  } else {
+    /* A divisor that was not normalised: its leading bytes give the
+     * estimator, whatever they are. */
+    int est = b->digits[0] * 100 + (bn > 1 ? b->digits[1] : 0);
+    if (est == 0) {
+      set_zero(result);
+      return DEC_E_DIVZERO;
+    }
+    divide_bytewise(a, b, est, quotient);
+  }
+  return decload(result, sign, exponent, quotient, 18);
+}
+
+/* ---- comparison and copying ---------------------------------------------- */
+
+int deccmp(const decimal_t *a, const decimal_t *b) {
+  if (is_null(a) || is_null(b)) return -2;
+  const int more = a->sign != 0 ? 1 : -1;
+  const int less = -more;
+  if (a->sign != b->sign) return more;
+  const int an = a->digit_count, bn = b->digit_count;
+  if (an == 0) return bn == 0 ? 0 : less;
+  if (bn == 0) return more;
+  if (a->exponent < b->exponent) return less;
+  if (a->exponent > b->exponent) return more;
+  const int ac = count_of(a), bc = count_of(b);
+  const int r = bytes_cmp(a->digits, b->digits, ac < bc ? ac : bc);
+  if (r != 0 || an == bn) return a->sign != 0 ? r : -r;
+  return an < bn ? less : more;
+}
+
+void deccopy(const decimal_t *source, decimal_t *target) {
+  target->exponent = source->exponent;
+  target->sign = source->sign;
+  target->digit_count = source->digit_count;
+  memmove(target->digits, source->digits, (size_t)count_of(source));
+}
+
+/* ---- rounding and truncation --------------------------------------------- */
+
+void dectrunc(decimal_t *d, int scale) {
+  int keep = d->exponent + ((scale + 1) >> 1);
+  if (d->digit_count < keep) return;
+  if (keep >= 1) {
+    if (scale & 1) {
+      unsigned char &last = d->digits[keep - 1];
+      last = (unsigned char)(last / 10 * 10);
+      if (last == 0) --keep;
+    }
+    while (keep > 0 && d->digits[keep - 1] == 0) --keep;
+    if (keep > 0) {
+      d->digit_count = (int16_t)keep;
+      return;
+    }
+  }
+  set_zero(d);
+}
+
+void decround(decimal_t *d, int scale) {
+  if (is_null(d) || (d->digit_count - d->exponent) * 2 <= scale) return;
+  decimal_t half;
+  half.exponent = (int16_t)(-(scale >> 1));
+  half.sign = d->sign;
+  half.digit_count = 1;
+  half.digits[0] = (scale & 1) ? 5 : 50;
+  (void)decadd(d, &half, d);
+  dectrunc(d, scale);
+}
+
+/* ---- precision ------------------------------------------------------------ */
+
+int dec2prec(const decimal_t *d) {
+  if (d->digit_count == 0 || is_null(d)) return 0;
+  const int n = count_of(d);
+  int precision = d->digit_count * 2;
+  int scale = (d->digit_count - d->exponent) * 2;
+  if (n > 0 && d->digits[n - 1] % 10 == 0) {
+    --precision;
+    --scale;
+  }
+  if (d->digits[0] <= 9) --precision;
+  if (scale >= 0) return precision * 256 + scale;
+  return (precision - scale) * 256;
+}
+
+int decprec(const decimal_t *d) {
+  const int packed = dec2prec(d);
+  const int high = packed >> 8, low = packed & 0xFF;
+  return (high > low ? high : low) * 256 + low;
+}
+
+int dec_is_zero(const decimal_t *d) {
+  return d->digit_count == 0 && d->exponent == DEC_MIN_EXPONENT ? 1 : 0;
+}
+
+/* ---- store form ------------------------------------------------------------ */
+
+void deccomplement(unsigned char *bytes, int n) {
+  int i = n - 1;
+  while (i >= 0 && bytes[i] == 0) --i;
+  if (i < 0) return;
+  bytes[i] = (unsigned char)(100 - bytes[i]);
+  for (--i; i >= 0; --i) bytes[i] = (unsigned char)(99 - bytes[i]);
+}
+
+void stdecimal(const decimal_t *d, void *store, int length) {
+  unsigned char *bytes = static_cast<unsigned char *>(store);
+  if (length < 1) return;
+  if (is_null(d)) {
+    memset(bytes, 0, (size_t)length);
+    return;
+  }
+  bytes[0] = (unsigned char)((d->exponent + 64) & 0x7F);
+  const int n = length - 1;
+  const int count = d->digit_count;
+  const int stored = count_of(d) < n ? count_of(d) : n;
+  memcpy(bytes + 1, d->digits, (size_t)stored);
+  if (stored < n) memset(bytes + 1 + stored, 0, (size_t)(n - stored));
+
+  if (count > n && n >= 1 && n < DEC_MAX_DIGITS && d->digits[n] > 49) {
+    int i = n;
+    while (i >= 1 && ++bytes[i] == 100) bytes[i--] = 0;
+    if (i < 1) {
+      bytes[1] = 1;
+      bytes[0]++;
+    }
+  }
+  if (d->sign == 0 && count != 0) {
+    deccomplement(bytes + 1, n);
+    bytes[0] ^= 0x7F;
+  } else {
+    bytes[0] |= 0x80;
+  }
+}
+
+int lddecimal(const void *store, int length, decimal_t *result) {
+  const unsigned char *bytes = static_cast<const unsigned char *>(store);
+  const unsigned char b0 = length >= 1 ? bytes[0] : 0;
+  const unsigned char b1 = length >= 2 ? bytes[1] : 0;
+  if (b0 == 0 && b1 == 0) {
+    set_null(result);
+    return 0;
+  }
+  int n = (length < 18 ? length : 18) - 1;
+  /* A zero byte in front takes a carry out of the rounding in decload. */
+  unsigned char copy[1 + 17];
+  copy[0] = 0;
+  memcpy(copy + 1, bytes + 1, (size_t)n);
+  unsigned char expbyte = b0;
+  const int positive = (b0 & 0x80) != 0 ? 1 : 0;
+  if (!positive) {
+    expbyte ^= 0x7F;
+    deccomplement(copy + 1, n);
+  }
+  return decload(result, positive, (expbyte & 0x7F) - 64, copy + 1, n);
+}

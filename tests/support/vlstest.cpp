@@ -1,0 +1,133 @@
+#include "vlstest.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace vlstest {
+
+TempDir::TempDir() {
+  char tmpl[] = "/tmp/vlstest.XXXXXX";
+  const char *p = mkdtemp(tmpl);
+  path_ = p ? p : "/tmp";
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  std::filesystem::remove_all(path_, ec);
+}
+
+std::string TempDir::write(const std::string &name, const std::string &content) const {
+  std::string full = file(name);
+  std::filesystem::create_directories(std::filesystem::path(full).parent_path());
+  std::ofstream out(full, std::ios::binary);
+  out << content;
+  return full;
+}
+
+std::string read_file(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+EnvVar::EnvVar(const char *name, const char *value) : name_(name) {
+  const char *old = getenv(name);
+  had_ = old != nullptr;
+  if (old) old_ = old;
+  if (value)
+    setenv(name, value, 1);
+  else
+    unsetenv(name);
+}
+
+EnvVar::~EnvVar() {
+  if (had_)
+    setenv(name_.c_str(), old_.c_str(), 1);
+  else
+    unsetenv(name_.c_str());
+}
+
+int in_child(const std::string &dir, void (*body)(void *), void *arg) {
+  fflush(stdout);
+  fflush(stderr);
+  pid_t pid = fork();
+  if (pid == 0) {
+    if (!dir.empty() && chdir(dir.c_str()) != 0) _exit(99);
+    body(arg);
+    fflush(stdout);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+vl_desc_t desc(std::initializer_list<unsigned> bytes) {
+  vl_desc_t d{};
+  d.length = static_cast<uint32_t>(bytes.size());
+  unsigned i = 0;
+  for (unsigned b : bytes) {
+    if (i < 4) d.bytes[i] = static_cast<unsigned char>(b);
+    ++i;
+  }
+  return d;
+}
+
+int write_u16(void *stream, const void *row) {
+  uint16_t v;
+  memcpy(&v, row, 2);
+  return fprintf(static_cast<FILE *>(stream), "%04x", v) < 0 ? -1 : 0;
+}
+
+int read_u16(void *stream, void *target, uint32_t) {
+  uint16_t v = static_cast<uint16_t>(_vl_get_hex(stream, 4));
+  memcpy(target, &v, 2);
+  return 0;
+}
+
+int write_bytes1(void *stream, const void *row) {
+  return fprintf(static_cast<FILE *>(stream), "%02x", *static_cast<const unsigned char *>(row)) < 0 ? -1 : 0;
+}
+
+int read_bytes(void *stream, void *target, uint32_t size) {
+  auto *t = static_cast<unsigned char *>(target);
+  for (uint32_t i = 0; i < size; ++i) t[i] = static_cast<unsigned char>(_vl_get_hex_byte(stream));
+  return 0;
+}
+
+std::string print_tree(multi_t *tree, vl_multi_writer writer) {
+  char *buf = nullptr;
+  size_t len = 0;
+  FILE *f = open_memstream(&buf, &len);
+  _vl_fprintf_multi(f, tree, writer);
+  fclose(f);
+  std::string s(buf, len);
+  free(buf);
+  return s;
+}
+
+multi_t *scan_tree(const std::string &text, uint32_t data_size, int longest, vl_multi_reader reader, int *rc,
+                   int *err) {
+  const uint16_t zero[8] = {};
+  multi_t *t = _vl_create_multi(data_size, 0, zero);
+  FILE *f = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
+  if (!f) f = tmpfile();  // empty text
+  *rc = _vl_fscanf_multi(f, t, longest, reader);
+  fclose(f);
+  *err = _vl_multi_err(t);
+  if (*rc != 0) {
+    _vl_free_multi(t);
+    return nullptr;
+  }
+  return t;
+}
+
+}  // namespace vlstest

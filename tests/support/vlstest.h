@@ -1,0 +1,64 @@
+// Shared helpers of the test suites.
+#ifndef VLS_TEST_SUPPORT_H
+#define VLS_TEST_SUPPORT_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <vls/vls.h>
+
+namespace vlstest {
+
+// A fresh directory under the system temp area, removed with its contents.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  const std::string &path() const { return path_; }
+  std::string file(const std::string &name) const { return path_ + "/" + name; }
+  // Writes `content` to path()/name, creating intermediate directories.
+  std::string write(const std::string &name, const std::string &content) const;
+
+ private:
+  std::string path_;
+};
+
+std::string read_file(const std::string &path);
+
+// Sets or clears an environment variable for the lifetime of the object.
+class EnvVar {
+ public:
+  EnvVar(const char *name, const char *value);
+  ~EnvVar();
+
+ private:
+  std::string name_;
+  bool had_;
+  std::string old_;
+};
+
+// Runs `body` in a child process that starts in `dir` (if not empty);
+// gives the child's exit status (or -1 if it did not exit normally).
+int in_child(const std::string &dir, void (*body)(void *), void *arg);
+
+// Key descriptor from bytes.
+vl_desc_t desc(std::initializer_list<unsigned> bytes);
+
+// Row writer and reader for 16-bit values, four hex digits.
+int write_u16(void *stream, const void *row);
+int read_u16(void *stream, void *target, uint32_t size);
+// Row writer and reader for any size: two hex digits per byte.
+int write_bytes1(void *stream, const void *row);
+int read_bytes(void *stream, void *target, uint32_t size);
+
+// Prints a tree into a string through a temporary file.
+std::string print_tree(multi_t *tree, vl_multi_writer writer);
+// Reads a tree of the given data size back from text; null with *err set
+// to the tree's error on failure (the tree is freed).
+multi_t *scan_tree(const std::string &text, uint32_t data_size, int longest, vl_multi_reader reader, int *rc,
+                   int *err);
+
+}  // namespace vlstest
+
+#endif

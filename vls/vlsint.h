@@ -1,0 +1,105 @@
+// Library-internal helpers shared by the service areas. Not installed.
+#ifndef VLS_VLSINT_H
+#define VLS_VLSINT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include <vls/vls.h>
+
+namespace vls {
+
+// Stores an error number through the host's errno slot.
+inline void set_error(void *record, uint32_t code) { *_vl_ext_errno(record) = code; }
+inline uint32_t get_error(void *record) { return *_vl_ext_errno(record); }
+
+// Typed allocation through the host table.
+template <typename T>
+inline T *alloc_array(size_t count) {
+  return static_cast<T *>(_vl_alloc_ptr(count * sizeof(T)));
+}
+
+// A heap block owned through the host table; released on scope exit
+// unless handed on with release().
+template <typename T>
+class HostPtr {
+ public:
+  HostPtr() = default;
+  explicit HostPtr(T *p) : p_(p) {}
+  HostPtr(const HostPtr &) = delete;
+  HostPtr &operator=(const HostPtr &) = delete;
+  HostPtr(HostPtr &&o) noexcept : p_(o.p_) { o.p_ = nullptr; }
+  ~HostPtr() { _vl_free_ptr(p_); }
+  T *get() const { return p_; }
+  T *release() { return std::exchange(p_, nullptr); }
+  void reset(T *p = nullptr) {
+    _vl_free_ptr(p_);
+    p_ = p;
+  }
+  explicit operator bool() const { return p_ != nullptr; }
+  T &operator[](size_t i) const { return p_[i]; }
+
+ private:
+  T *p_ = nullptr;
+};
+
+// A stream opened through the host slots, closed on scope exit.
+class HostFile {
+ public:
+  HostFile() = default;
+  explicit HostFile(void *s) : s_(s) {}
+  HostFile(const HostFile &) = delete;
+  HostFile &operator=(const HostFile &) = delete;
+  ~HostFile() { close(); }
+  void *get() const { return s_; }
+  explicit operator bool() const { return s_ != nullptr; }
+  void close() {
+    if (s_) _vl_ext_fclose(s_);
+    s_ = nullptr;
+  }
+  void *release() { return std::exchange(s_, nullptr); }
+
+ private:
+  void *s_ = nullptr;
+};
+
+// A text buffer that lives on the stack while short and moves to the host
+// heap beyond N bytes.
+template <size_t N>
+class ShortBuffer {
+ public:
+  ShortBuffer() = default;
+  ShortBuffer(const ShortBuffer &) = delete;
+  ShortBuffer &operator=(const ShortBuffer &) = delete;
+  ~ShortBuffer() {
+    if (p_ != local_) _vl_free_ptr(p_);
+  }
+  // Makes room for n bytes; false when the allocation fails.
+  bool reserve(size_t n) {
+    if (n <= N) return true;
+    char *p = static_cast<char *>(_vl_alloc_ptr(n));
+    if (!p) return false;
+    if (p_ != local_) _vl_free_ptr(p_);
+    p_ = p;
+    return true;
+  }
+  char *data() { return p_; }
+
+ private:
+  char local_[N];
+  char *p_ = local_;
+};
+
+// Log with printf-style formatting (the text is cut at 1 KiB).
+void logf(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+inline bool is_static_handle(const vl_locale_t *h) { return h == &vl_nomem_locale || h == &vl_nofile_locale; }
+
+inline int ctype_row(int category) { return category - VL_LC_CTYPE; }
+
+}  // namespace vls
+
+#endif

@@ -1,0 +1,721 @@
+// Multi-level byte tree: one level per byte of a character, each node a
+// 256-entry flag array with offsets to the children and a row of data per
+// byte. Built by insertion, shared by compression, stored as text.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include <vls/vlscv.h>
+
+#include "vlsint.h"
+
+namespace {
+
+using Node = unc_multi_arr_t;
+constexpr int kTableSize = 256;
+constexpr int kMaxKey = 4;
+
+inline size_t row_bytes(const multi_t *t) { return size_t{1} << t->data_shift; }
+inline size_t data_bytes(const multi_t *t) { return row_bytes(t) * kTableSize; }
+inline unsigned char flag_of(const Node *n, unsigned b) { return n->flags ? n->flags[b] : 0; }
+
+inline void *row_or_default(const multi_t *t, const Node *n, unsigned b) {
+  return n->data ? n->data + (size_t{b} << t->data_shift) : t->default_data;
+}
+
+Node *new_node() {
+  Node *n = static_cast<Node *>(_vl_alloc_ptr(sizeof(Node)));
+  if (n) {
+    n->next_count = 0;
+    n->flag_index = -1;
+    n->data_index = -1;
+    n->flags = n->offsets = n->data = nullptr;
+    n->next = nullptr;
+  }
+  return n;
+}
+
+unsigned char *new_flags(multi_t *t) {
+  auto *f = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
+  if (f) {
+    memset(f, 0, kTableSize);
+    ++t->flag_arr_count;
+  }
+  return f;
+}
+
+unsigned char *new_data(multi_t *t) {
+  auto *d = static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t)));
+  if (d) {
+    size_t rb = row_bytes(t);
+    memset(d, 0, data_bytes(t));
+    for (int i = 0; i < kTableSize; ++i) memcpy(d + i * rb, t->default_data, t->data_size);
+    ++t->data_arr_count;
+  }
+  return d;
+}
+
+void free_node(Node *n, bool sharing) {
+  if (!n) return;
+  if (n->next) {
+    int count = n->next_count < kTableSize ? n->next_count : kTableSize;
+    for (int i = 0; i < count; ++i) free_node(n->next[i], sharing);
+  }
+  _vl_free_ptr(n->offsets);
+  _vl_free_ptr(n->next);
+  if (!sharing) {
+    _vl_free_ptr(n->flags);
+    _vl_free_ptr(n->data);
+  }
+  _vl_free_ptr(n);
+}
+
+// ---- insertion -------------------------------------------------------------------
+
+int recursive_insert(multi_t *t, Node *node, const vl_desc_t *key, const void *value, uint32_t depth) {
+  unsigned b = key->bytes[depth];
+  if (depth + 1 != key->length) {
+    if (node->flags && node->flags[b] == VL_MULTI_COMPLETE) return -1;  // a character cannot lead on
+    if (!node->flags && !(node->flags = new_flags(t))) return -1;
+    if (!node->offsets) {
+      node->offsets = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
+      if (!node->offsets) return -1;
+      memset(node->offsets, 0, kTableSize);
+      ++t->offset_arr_count;
+    }
+    if (!node->next) {
+      node->next = static_cast<Node **>(_vl_alloc_ptr(kTableSize * sizeof(Node *)));
+      if (!node->next) return -1;
+      for (int i = 0; i < kTableSize; ++i) node->next[i] = nullptr;
+    }
+    if (node->flags[b] == VL_MULTI_LEADS) return recursive_insert(t, node->next[node->offsets[b]], key, value, depth + 1);
+    if (node->next_count >= kTableSize) return -1;
+    int pos = node->next_count++;  // stays raised even if the child fails
+    Node *child = new_node();
+    if (!child) return -1;
+    if (recursive_insert(t, child, key, value, depth + 1) != 0) {
+      free_node(child, false);
+      return -1;
+    }
+    node->flags[b] = VL_MULTI_LEADS;
+    node->offsets[b] = static_cast<unsigned char>(pos);
+    node->next[pos] = child;
+    return 0;
+  }
+  if (t->tree_flags & VL_MULTI_ENDS_IN_4) {
+    if (node->flags && node->flags[b] == VL_MULTI_LEADS) return -1;  // a prefix cannot be a character
+    if (!node->flags && !(node->flags = new_flags(t))) return -1;
+    node->flags[b] = VL_MULTI_COMPLETE;
+  }
+  if (value) {
+    if (!node->data && !(node->data = new_data(t))) return -1;
+    memcpy(node->data + (size_t{b} << t->data_shift), value, t->data_size);
+  }
+  return 0;
+}
+
+// A tree of one-byte keys only treats every byte as a character.
+void single_byte_exists(multi_t *t) {
+  if (t->max_length <= 1 && t->min_length == 1 && t->root->flags)
+    memset(t->root->flags, VL_MULTI_COMPLETE, kTableSize);
+}
+
+// ---- compression ------------------------------------------------------------------
+
+bool data_arrs_match(const multi_t *t, const unsigned char *a, const unsigned char *b) {
+  size_t rb = row_bytes(t);
+  for (int i = 0; i < kTableSize; ++i)
+    if (memcmp(a + i * rb, b + i * rb, t->data_size) != 0) return false;
+  return true;
+}
+
+void recursive_compress(multi_t *t, Node *n) {
+  if (!n->flags) {
+    n->flag_index = -1;
+  } else {
+    int i = 0;
+    for (; i < t->flag_arr_count; ++i)
+      if (memcmp(t->flag_arrs[i], n->flags, kTableSize) == 0) break;
+    if (i < t->flag_arr_count) {
+      _vl_free_ptr(n->flags);
+      n->flags = t->flag_arrs[i];
+    } else {
+      t->flag_arrs[t->flag_arr_count++] = n->flags;
+    }
+    n->flag_index = i;
+  }
+  if (!n->data) {
+    n->data_index = -1;
+  } else {
+    int i = 0;
+    for (; i < t->data_arr_count; ++i)
+      if (data_arrs_match(t, t->data_arrs[i], n->data)) break;
+    if (i < t->data_arr_count) {
+      _vl_free_ptr(n->data);
+      n->data = t->data_arrs[i];
+    } else {
+      t->data_arrs[t->data_arr_count++] = n->data;
+    }
+    n->data_index = i;
+  }
+  if (n->flags && n->next)
+    for (int b = 0; b < kTableSize; ++b)
+      if (n->flags[b] == VL_MULTI_LEADS) recursive_compress(t, n->next[n->offsets[b]]);
+}
+
+// ---- textual form: writing -----------------------------------------------------------
+
+struct Printer {
+  void *stream;
+  const multi_t *tree;
+  vl_multi_writer writer;
+  bool ok = true;
+
+  void text(const char *format, ...) __attribute__((format(printf, 2, 3))) {
+    char buf[64];
+    va_list ap;
+    va_start(ap, format);
+    int n = vsnprintf(buf, sizeof buf, format, ap);
+    va_end(ap);
+    if (n < 0 || _vl_ext_fwrite(buf, 1, static_cast<size_t>(n), stream) != static_cast<size_t>(n)) ok = false;
+  }
+  void value(const unsigned char *row) {
+    if (writer && writer(stream, row) < 0) ok = false;
+  }
+};
+
+// The run form for flags (one byte each) and data rows alike.
+struct FlagView {
+  const unsigned char *a;
+  bool eq(int i, int j) const { return a[i] == a[j]; }
+  bool background(int i) const { return a[i] == 0; }
+  void print(Printer &p, int i) const { p.text("%02x", a[i]); }
+};
+struct DataView {
+  const multi_t *t;
+  const unsigned char *a;
+  const unsigned char *row(int i) const { return a + (size_t(i) << t->data_shift); }
+  bool eq(int i, int j) const { return memcmp(row(i), row(j), t->data_size) == 0; }
+  bool background(int i) const { return memcmp(row(i), t->default_data, t->data_size) == 0; }
+  void print(Printer &p, int i) const { p.value(row(i)); }
+};
+
+// Prints the run that starts at `first`; gives the number of entries covered.
+template <typename View>
+int fprintf_run(Printer &p, const View &v, int first) {
+  int current = first, equal = 0, last = first;
+  bool repeat_mode = false, differed = false;
+  for (int i = first + 1; i < kTableSize; ++i) {
+    if (v.eq(i, current)) {
+      if (++equal == 3) {
+        if (differed) break;
+        repeat_mode = true;
+      }
+    } else {
+      if (repeat_mode) break;
+      current = i;
+      equal = 0;
+    }
+    if (!v.eq(i, first)) {
+      if (repeat_mode) break;
+      differed = true;
+    }
+    if (!v.background(i)) last = i;
+  }
+  int length = repeat_mode ? 1 : last - first + 1;
+  int repeat = repeat_mode ? equal + 1 : 1;
+  p.text("%02x%03x%03x", first, length, repeat);
+  for (int i = 0; i < length; ++i) v.print(p, first + i);
+  p.text("\n");
+  return length * repeat;
+}
+
+template <typename View>
+void fprintf_runs(Printer &p, const View &v) {
+  for (int i = 0; i < kTableSize;) {
+    if (v.background(i)) {
+      ++i;
+      continue;
+    }
+    i += fprintf_run(p, v, i);
+  }
+  p.text("0000000\n");
+}
+
+void fprintf_unc_node(Printer &p, const Node *n) {
+  p.text("%d %d\n", n->flags ? 1 : 0, n->data ? 1 : 0);
+  if (n->flags) fprintf_runs(p, FlagView{n->flags});
+  if (n->data) fprintf_runs(p, DataView{p.tree, n->data});
+  if (n->next_count != 0 && n->flags && n->next)
+    for (int b = 0; b < kTableSize; ++b)
+      if (n->flags[b] == VL_MULTI_LEADS) fprintf_unc_node(p, n->next[n->offsets[b]]);
+}
+
+void fprintf_comp_node(Printer &p, const Node *n) {
+  p.text("%d %d %u %u\n", n->flags ? 1 : 0, n->data ? 1 : 0, n->flags ? unsigned(n->flag_index) : 0u,
+         n->data ? unsigned(n->data_index) : 0u);
+  if (n->next_count != 0 && n->flags && n->next)
+    for (int b = 0; b < kTableSize; ++b)
+      if (n->flags[b] == VL_MULTI_LEADS) fprintf_comp_node(p, n->next[n->offsets[b]]);
+}
+
+// ---- textual form: reading -------------------------------------------------------------
+
+struct Scanner {
+  void *stream;
+  multi_t *tree;
+  vl_multi_reader reader;
+  int longest;
+  int err = 0;
+
+  bool fail(int code) {
+    if (err == 0) err = code;
+    return false;
+  }
+
+  // Reads one run header; false at the terminator.
+  bool run_header(int &first, int &length, int &repeat) {
+    first = static_cast<int>(_vl_get_hex(stream, 2));
+    length = static_cast<int>(_vl_get_hex(stream, 3));
+    repeat = static_cast<int>(_vl_get_hex(stream, 3));
+    return length != 0;
+  }
+
+  // Flags: counts every stored value 1 into *leads.
+  bool flag_runs(unsigned char *flags, int32_t *leads) {
+    int first, length, repeat;
+    while (run_header(first, length, repeat)) {
+      if (first + length * repeat > kTableSize) return fail(VL_ENOMEM);
+      unsigned char values[kTableSize];
+      for (int i = 0; i < length; ++i) values[i] = static_cast<unsigned char>(_vl_get_hex_byte(stream));
+      if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+      for (int k = 0; k < repeat; ++k)
+        for (int i = 0; i < length; ++i) {
+          flags[first + length * k + i] = values[i];
+          if (values[i] == VL_MULTI_LEADS) ++*leads;
+        }
+    }
+    return true;
+  }
+
+  bool data_runs(unsigned char *data, unsigned char *scratch) {
+    size_t rb = row_bytes(tree);
+    int first, length, repeat;
+    while (run_header(first, length, repeat)) {
+      if (first + length * repeat > kTableSize) return fail(VL_ENOMEM);
+      for (int i = 0; i < length; ++i)
+        if (reader && reader(stream, scratch + i * rb, tree->data_size) < 0) return fail(VL_ENOMEM);
+      if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+      for (int k = 0; k < repeat; ++k) memcpy(data + (first + length * k) * rb, scratch, length * rb);
+    }
+    return true;
+  }
+
+  bool children(Node *n, int depth, bool compressed, unsigned char *scratch) {
+    if (n->next_count == 0) return true;
+    if (!n->flags) return fail(VL_ENOMEM);
+    if (depth >= longest) return fail(VL_ETOODEEP);
+    int slots = n->next_count < kTableSize ? n->next_count : kTableSize;
+    n->offsets = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
+    n->next = static_cast<Node **>(_vl_alloc_ptr(slots * sizeof(Node *)));
+    if (!n->offsets || !n->next) {
+      // keep the node consistent for release
+      _vl_free_ptr(n->next);
+      n->next = nullptr;
+      return fail(VL_ENOMEM);
+    }
+    ++tree->offset_arr_count;
+    memset(n->offsets, 0, kTableSize);
+    for (int i = 0; i < slots; ++i) n->next[i] = nullptr;
+    int pos = 0;
+    for (int b = 0; b < kTableSize; ++b) {
+      if (n->flags[b] != VL_MULTI_LEADS) continue;
+      if (pos >= slots) return fail(VL_ENOMEM);
+      Node *child = new_node();
+      if (!child) return fail(VL_ENOMEM);
+      n->offsets[b] = static_cast<unsigned char>(pos);
+      n->next[pos++] = child;  // owned by the tree from here on
+      if (!(compressed ? comp_node(child, depth + 1, scratch) : unc_node(child, depth + 1, scratch))) return false;
+    }
+    return true;
+  }
+
+  bool unc_node(Node *n, int depth, unsigned char *scratch) {
+    int has_flags = _vl_get_int(stream);
+    int has_data = _vl_get_int(stream);
+    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+    if (has_flags) {
+      if (!n->flags && !(n->flags = new_flags(tree))) return fail(VL_ENOMEM);
+      if (!flag_runs(n->flags, &n->next_count)) return false;
+    }
+    if (has_data) {
+      if (!n->data && !(n->data = new_data(tree))) return fail(VL_ENOMEM);
+      if (!data_runs(n->data, scratch)) return false;
+    }
+    return children(n, depth, false, scratch);
+  }
+
+  bool comp_node(Node *n, int depth, unsigned char *scratch) {
+    int has_flags = _vl_get_int(stream);
+    int has_data = _vl_get_int(stream);
+    int32_t fi = _vl_get_int(stream);
+    int32_t di = _vl_get_int(stream);
+    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+    if (has_flags) {
+      if (fi < 0 || fi >= tree->flag_arr_count) return fail(VL_ENOMEM);
+      n->flags = tree->flag_arrs[fi];
+      n->next_count = tree->flag_next_counts[fi];
+      n->flag_index = fi;
+    }
+    if (has_data) {
+      if (di < 0 || di >= tree->data_arr_count) return fail(VL_ENOMEM);
+      n->data = tree->data_arrs[di];
+      n->data_index = di;
+    }
+    return children(n, depth, true, scratch);
+  }
+
+  bool comp_body(unsigned char *scratch) {
+    int32_t nflags = _vl_get_int(stream);
+    int32_t ndata = _vl_get_int(stream);
+    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+    // A tree holds at most one distinct array per node; far more than any
+    // codeset needs, far less than a damaged count could ask for.
+    constexpr int32_t kMaxArrays = 1 << 20;
+    if (nflags < 0 || ndata < 0 || nflags > kMaxArrays || ndata > kMaxArrays) return fail(VL_ENOMEM);
+    multi_t *t = tree;
+    t->flag_arrs = vls::alloc_array<unsigned char *>(nflags > 0 ? nflags : 1);
+    t->data_arrs = vls::alloc_array<unsigned char *>(ndata > 0 ? ndata : 1);
+    t->flag_next_counts = vls::alloc_array<int32_t>(nflags > 0 ? nflags : 1);
+    t->flag_arr_count = 0;
+    t->data_arr_count = 0;
+    if (!t->flag_arrs || !t->data_arrs || !t->flag_next_counts) return fail(VL_ENOMEM);
+    // The root shares from now on.
+    _vl_free_ptr(t->root->flags);
+    t->root->flags = nullptr;
+    for (int32_t i = 0; i < nflags; ++i) {
+      unsigned char *f = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
+      if (!f) return fail(VL_ENOMEM);
+      memset(f, 0, kTableSize);
+      t->flag_arrs[t->flag_arr_count] = f;
+      t->flag_next_counts[t->flag_arr_count] = 0;
+      ++t->flag_arr_count;
+      if (!flag_runs(f, &t->flag_next_counts[i])) return false;
+    }
+    for (int32_t i = 0; i < ndata; ++i) {
+      unsigned char *d = static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t)));
+      if (!d) return fail(VL_ENOMEM);
+      size_t rb = row_bytes(t);
+      memset(d, 0, data_bytes(t));
+      for (int r = 0; r < kTableSize; ++r) memcpy(d + r * rb, t->default_data, t->data_size);
+      t->data_arrs[t->data_arr_count++] = d;
+      if (!data_runs(d, scratch)) return false;
+    }
+    return comp_node(t->root, 1, scratch);
+  }
+};
+
+// Walk by text; Limited adds the byte limit with its error 7.
+template <bool Limited>
+void *walk_text(const unsigned char *s, const multi_t *t, int32_t limit, int32_t *bytes, void *handle) {
+  int32_t n = 0;
+  if (Limited && limit < 1) {
+    if (bytes) *bytes = 0;
+    vls::set_error(handle, VL_EINVAL);
+    return nullptr;
+  }
+  const Node *node = t->root;
+  unsigned b = s[n++];
+  unsigned char flag = flag_of(node, b);
+  while (flag == VL_MULTI_LEADS) {
+    if (Limited && n >= limit) {
+      if (bytes) *bytes = n;
+      vls::set_error(handle, VL_EINVAL);
+      return nullptr;
+    }
+    node = node->next[node->offsets[b]];
+    b = s[n++];
+    flag = flag_of(node, b);
+  }
+  if (bytes) *bytes = n;
+  if (flag != VL_MULTI_COMPLETE) {
+    vls::set_error(handle, VL_EILSEQ);
+    return nullptr;
+  }
+  return row_or_default(t, node, b);
+}
+
+}  // namespace
+
+extern "C" {
+
+VLS_API multi_t *_vl_create_multi(uint32_t data_size, uint32_t tree_flags, const void *default_value) {
+  auto *t = static_cast<multi_t *>(_vl_alloc_ptr(sizeof(multi_t)));
+  if (!t) return nullptr;
+  memset(t, 0, sizeof *t);
+  t->data_size = data_size;
+  t->max_length = 0;
+  t->min_length = 4;
+  t->tree_flags = tree_flags | VL_MULTI_ENDS_IN_4;
+  int shift = 0;
+  while ((uint64_t{1} << shift) < data_size) ++shift;
+  t->data_shift = shift;
+  t->default_data = static_cast<unsigned char *>(_vl_alloc_ptr(data_size ? data_size : 1));
+  t->root = new_node();
+  if (t->root) t->root->flags = new_flags(t);
+  if (!t->default_data || !t->root || !t->root->flags) {
+    _vl_free_ptr(t->default_data);
+    if (t->root) _vl_free_ptr(t->root->flags);
+    _vl_free_ptr(t->root);
+    _vl_free_ptr(t);
+    return nullptr;
+  }
+  if (default_value)
+    memcpy(t->default_data, default_value, data_size);
+  else
+    memset(t->default_data, 0, data_size ? data_size : 1);
+  return t;
+}
+
+VLS_API int _vl_insert_desc_multi(const vl_desc_t *key, const void *value, multi_t *tree) {
+  if (!key || !tree || key->length < 1 || key->length > kMaxKey) return -1;
+  if (tree->tree_flags & VL_MULTI_COMPRESSED) return -1;
+  if (recursive_insert(tree, tree->root, key, value, 0) != 0) return -1;
+  int len = static_cast<int>(key->length);
+  if (len > tree->max_length) tree->max_length = len;
+  if (len < tree->min_length) tree->min_length = len;
+  return 0;
+}
+
+VLS_API int _vl_compress_multi(multi_t *tree) {
+  if (!tree) return 0;
+  if ((tree->tree_flags & VL_MULTI_COMPRESSED) && tree->flag_arrs) return 0;  // already shared
+  single_byte_exists(tree);
+  tree->tree_flags |= VL_MULTI_COMPRESSED;
+  tree->flag_arrs = vls::alloc_array<unsigned char *>(tree->flag_arr_count > 0 ? tree->flag_arr_count : 1);
+  if (!tree->flag_arrs) return -1;
+  if (tree->data_arr_count > 0) {
+    tree->data_arrs = vls::alloc_array<unsigned char *>(tree->data_arr_count);
+    if (!tree->data_arrs) {
+      _vl_free_ptr(tree->flag_arrs);
+      tree->flag_arrs = nullptr;
+      return -1;
+    }
+  }
+  tree->data_arr_count = 0;
+  tree->flag_arr_count = 0;
+  recursive_compress(tree, tree->root);
+  return 0;
+}
+
+VLS_API void _vl_free_multi(multi_t *tree) {
+  if (!tree) return;
+  bool sharing = (tree->tree_flags & VL_MULTI_COMPRESSED) && tree->flag_arrs;
+  free_node(tree->root, sharing);
+  _vl_free_ptr(tree->default_data);
+  if (sharing) {
+    for (int i = 0; i < tree->flag_arr_count; ++i) _vl_free_ptr(tree->flag_arrs[i]);
+    if (tree->data_arrs)
+      for (int i = 0; i < tree->data_arr_count; ++i) _vl_free_ptr(tree->data_arrs[i]);
+  }
+  _vl_free_ptr(tree->flag_arrs);
+  _vl_free_ptr(tree->data_arrs);
+  _vl_free_ptr(tree->flag_next_counts);
+  _vl_free_ptr(tree);
+}
+
+VLS_API int _vl_multi_max_length(const multi_t *tree) { return tree->max_length; }
+VLS_API int _vl_multi_min_length(const multi_t *tree) { return tree->min_length; }
+VLS_API int _vl_multi_err(const multi_t *tree) { return tree->err; }
+
+VLS_API void _vl_multi_node_count(const multi_t *tree, int32_t *data_count, int32_t *flag_count,
+                                  int32_t *offset_count) {
+  if (data_count) *data_count = tree->data_arr_count;
+  if (flag_count) *flag_count = tree->flag_arr_count;
+  if (offset_count) *offset_count = tree->offset_arr_count;
+}
+
+VLS_API int _vl_fprintf_multi(void *stream, multi_t *tree, vl_multi_writer writer) {
+  if (!stream || !tree) return -1;
+  single_byte_exists(tree);
+  Printer p{stream, tree, writer};
+  p.text("%d %d %d ", tree->max_length, tree->min_length, static_cast<int>(tree->tree_flags));
+  p.value(tree->default_data);
+  p.text("\n");
+  if ((tree->tree_flags & VL_MULTI_COMPRESSED) && tree->flag_arrs) {
+    p.text("%d %d\n", tree->flag_arr_count, tree->data_arr_count);
+    for (int i = 0; i < tree->flag_arr_count; ++i) fprintf_runs(p, FlagView{tree->flag_arrs[i]});
+    for (int i = 0; i < tree->data_arr_count; ++i) fprintf_runs(p, DataView{tree, tree->data_arrs[i]});
+    fprintf_comp_node(p, tree->root);
+  } else {
+    fprintf_unc_node(p, tree->root);
+  }
+  return p.ok ? 0 : -1;
+}
+
+VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, vl_multi_reader reader) {
+  if (!stream || !tree) return -1;
+  tree->err = 0;
+  tree->max_length = _vl_get_int(stream);
+  tree->min_length = _vl_get_int(stream);
+  tree->tree_flags = static_cast<uint32_t>(_vl_get_int(stream));
+  if (tree->max_length > longest_allowed) {
+    tree->err = VL_ETOODEEP;
+    return -1;
+  }
+  _vl_skip_space_if_needed(stream);
+  if (reader && reader(stream, tree->default_data, tree->data_size) < 0) return -1;
+  if (!_vl_skip_nl(stream)) return -1;  // err stays 0
+
+  Scanner sc{stream, tree, reader, longest_allowed < kMaxKey ? longest_allowed : kMaxKey};
+  if (sc.longest < 1) sc.longest = 1;
+  vls::HostPtr<unsigned char> scratch(static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(tree))));
+  bool ok;
+  if (!scratch) {
+    ok = sc.fail(VL_ENOMEM);
+  } else if (tree->tree_flags & VL_MULTI_COMPRESSED) {
+    ok = sc.comp_body(scratch.get());
+  } else {
+    ok = sc.unc_node(tree->root, 1, scratch.get());
+  }
+  if (!ok) {
+    tree->err = sc.err ? sc.err : VL_ENOMEM;
+    return -1;
+  }
+  return 0;
+}
+
+// ---- walks --------------------------------------------------------------------------------
+
+VLS_API void *_vl_retrieve_desc_multi(const vl_desc_t *key, const multi_t *tree) {
+  if (!key || !tree || key->length < 1 || key->length > kMaxKey) return nullptr;
+  const Node *node = tree->root;
+  for (uint32_t d = 0;; ++d) {
+    unsigned b = key->bytes[d];
+    unsigned char flag = flag_of(node, b);
+    if (d + 1 == key->length) return flag == VL_MULTI_COMPLETE ? row_or_default(tree, node, b) : nullptr;
+    if (flag != VL_MULTI_LEADS) return nullptr;
+    node = node->next[node->offsets[b]];
+  }
+}
+
+VLS_API void *_vl_retrieve_text_multi(const unsigned char *s, const multi_t *tree, int32_t *bytes, void *handle) {
+  return walk_text<false>(s, tree, 0, bytes, handle);
+}
+
+VLS_API void *_vl_retrieve_text_multi_nl(const unsigned char *s, const multi_t *tree, void *handle) {
+  return walk_text<false>(s, tree, 0, nullptr, handle);
+}
+
+VLS_API int _vl_retrieve_text_multi_nv(const unsigned char *s, const multi_t *tree, void *handle) {
+  int32_t n = 0;
+  return walk_text<false>(s, tree, 0, &n, handle) ? n : 0;
+}
+
+VLS_API void *_vl_retrieve_text_multi_limit(const unsigned char *s, const multi_t *tree, int32_t limit,
+                                            int32_t *bytes, void *handle) {
+  return walk_text<true>(s, tree, limit, bytes, handle);
+}
+
+VLS_API void *_vl_retrieve_text_multi_limit_nl(const unsigned char *s, const multi_t *tree, int32_t limit,
+                                               void *handle) {
+  return walk_text<true>(s, tree, limit, nullptr, handle);
+}
+
+VLS_API void *_vl_retrieve_little_endian_unicode_limit(const unsigned char *s, const multi_t *tree, int32_t limit,
+                                                       void *conversion) {
+  const conv_object *cv = static_cast<const conv_object *>(conversion);
+  int unit = (cv->source_max_len == 4 && cv->target_max_len == 4) ? 4 : 2;
+  if (limit < unit) {
+    vls::set_error(conversion, VL_EINVAL);
+    return nullptr;
+  }
+  const Node *node = tree->root;
+  int i = unit - 1;
+  unsigned b = s[i];
+  unsigned char flag = flag_of(node, b);
+  while (flag == VL_MULTI_LEADS) {
+    if (i == 0) {
+      vls::set_error(conversion, VL_EINVAL);
+      return nullptr;
+    }
+    node = node->next[node->offsets[b]];
+    b = s[--i];
+    flag = flag_of(node, b);
+  }
+  if (flag != VL_MULTI_COMPLETE) {
+    vls::set_error(conversion, VL_EILSEQ);
+    return nullptr;
+  }
+  return row_or_default(tree, node, s[0]);
+}
+
+VLS_API void *_vl_retrieve_wchar_multi_nl(void *handle, uint32_t wc, const multi_t *tree) {
+  int len = tree->min_length;
+  if (wc > 0xFFFFFFu || static_cast<int32_t>(wc) < 0) {
+    len = 4;
+  } else if (wc >= 0x10000u) {
+    if (len < 3) len = 3;
+  } else if (wc >= 0x100u) {
+    if (len < 2) len = 2;
+  }
+  if (len < 1 || len > kMaxKey) {
+    vls::set_error(handle, VL_EILSEQ);
+    return nullptr;
+  }
+  const Node *node = tree->root;
+  for (int i = len - 1;; --i) {
+    unsigned b = (wc >> (8 * i)) & 0xFFu;
+    unsigned char flag = flag_of(node, b);
+    if (i == 0) {
+      if (flag == VL_MULTI_COMPLETE) return row_or_default(tree, node, b);
+      break;
+    }
+    if (flag != VL_MULTI_LEADS) break;
+    node = node->next[node->offsets[b]];
+  }
+  vls::set_error(handle, VL_EILSEQ);
+  return nullptr;
+}
+
+VLS_API int _vl_desc_eq(const vl_desc_t *a, const vl_desc_t *b) {
+  if (a->length != b->length) return 0;
+  uint32_t n = a->length < 4 ? a->length : 4;
+  return memcmp(a->bytes, b->bytes, n) == 0 ? 1 : 0;
+}
+
+VLS_API uint32_t _vl_desc_to_vl_wchar(const vl_desc_t *d) {
+  int32_t len = static_cast<int32_t>(d->length);
+  if (len <= 0) return 0;
+  if (len > 4) len = 4;
+  uint32_t v = 0;
+  for (int32_t i = 0; i < len; ++i) v = (v << 8) | d->bytes[i];
+  return v;
+}
+
+VLS_API void _vl_desc_offset(const vl_desc_t *d, int32_t delta, vl_desc_t *result) {
+  *result = *d;
+  int32_t len = static_cast<int32_t>(d->length);
+  if (len > 4) len = 4;
+  if (delta >= 0) {
+    uint64_t carry = static_cast<uint64_t>(delta);
+    for (int32_t i = len - 1; i >= 0 && carry != 0; --i) {
+      uint64_t sum = result->bytes[i] + carry;
+      result->bytes[i] = static_cast<unsigned char>(sum & 0xFFu);
+      carry = sum >> 8;
+    }
+  } else {
+    uint64_t borrow = 0u - static_cast<uint64_t>(static_cast<int64_t>(delta));
+    for (int32_t i = len - 1; i >= 0 && borrow != 0; --i) {
+      int64_t v = static_cast<int64_t>(result->bytes[i]) - static_cast<int64_t>(borrow & 0xFFu);
+      borrow >>= 8;
+      if (v < 0) {
+        v += 256;
+        ++borrow;
+      }
+      result->bytes[i] = static_cast<unsigned char>(v);
+    }
+  }
+}
+
+}  // extern "C"
