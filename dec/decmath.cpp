@@ -61,83 +61,164 @@ int magnitude_cmp(const decimal_t *a, const decimal_t *b) {
   return an < bn ? -1 : 1;
 }
 
+/* ---- fixed-width helpers ------------------------------------------------
+ *
+ * Work buffers keep 16 readable bytes past their last digit so that digit
+ * strings move in fixed 16-byte blocks.  Eight base-100 bytes are handled at
+ * once in a 64-bit word, most significant byte first as in memory. */
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the word helpers assume x86 byte order");
+
+constexpr uint64_t kOnes = 0x0101010101010101ull;
+constexpr uint64_t kLowOnes = 0x0001010101010101ull; /* all but the top byte */
+constexpr uint64_t kBias = 0x9C9C9C9C9C9C9C9Cull;     /* 256 - 100 in every byte */
+
+inline uint64_t load_be(const unsigned char *p) {
+  uint64_t v;
+  memcpy(&v, p, 8);
+  return __builtin_bswap64(v);
+}
+
+inline void store_be(unsigned char *p, uint64_t v) {
+  v = __builtin_bswap64(v);
+  memcpy(p, &v, 8);
+}
+
+/* a + b + carry on eight base-100 bytes.  Each byte of b is biased by 156,
+ * so that a byte carries in binary exactly when its base-100 sum reaches
+ * 100; the bias is then taken back from the bytes that did not carry. */
+inline uint64_t add_words(uint64_t a, uint64_t b, unsigned &carry) {
+  const uint64_t biased = b + kBias;
+  const uint64_t s1 = a + biased;
+  const unsigned c1 = s1 < a;
+  const uint64_t s = s1 + carry;
+  const unsigned c2 = s < s1;
+  carry = c1 | c2;
+  const uint64_t carried = (((a ^ biased ^ s) >> 8) & kLowOnes) | ((uint64_t)carry << 56);
+  return s - ((~carried & kOnes) * 0x9C);
+}
+
+/* a - b - borrow on eight base-100 bytes: a byte that borrowed holds
+ * 256 + its difference, and takes 156 off to hold 100 + its difference. */
+inline uint64_t sub_words(uint64_t a, uint64_t b, unsigned &borrow) {
+  const uint64_t s1 = a - b;
+  const unsigned b1 = a < b;
+  const uint64_t s = s1 - borrow;
+  const unsigned b2 = s1 < borrow;
+  borrow = b1 | b2;
+  const uint64_t borrowed = (((a ^ b ^ s) >> 8) & kLowOnes) | ((uint64_t)borrow << 56);
+  return s - ((borrowed & kOnes) * 0x9C);
+}
+
+/* decload for a work buffer that stays readable for 16 bytes past `count`. */
+int finish(decimal_t *result, int sign, int exponent, const unsigned char *p, int count) {
+  while (count > 0 && p[count - 1] == 0) --count;
+  if (count <= 0) {
+    set_zero(result);
+    return 0;
+  }
+  while (*p == 0) {
+    ++p;
+    --count;
+    --exponent;
+  }
+  unsigned char rounded[1 + 2 * DEC_MAX_DIGITS];
+  if (count > DEC_MAX_DIGITS) {
+    rounded[0] = 0;
+    memcpy(rounded + 1, p, DEC_MAX_DIGITS);
+    if (p[DEC_MAX_DIGITS] > 49) {
+      int i = DEC_MAX_DIGITS;
+      while (++rounded[i] == 100) rounded[i--] = 0;
+      if (rounded[0] != 0) ++exponent;
+    }
+    p = rounded[0] != 0 ? rounded : rounded + 1;
+    count = DEC_MAX_DIGITS;
+  }
+  memcpy(result->digits, p, DEC_MAX_DIGITS);
+  result->digit_count = (int16_t)count;
+  result->sign = (uint16_t)sign;
+  if (exponent < DEC_MIN_EXPONENT) {
+    result->exponent = DEC_MIN_EXPONENT;
+    return DEC_E_UNDERFLOW;
+  }
+  if (exponent > DEC_MAX_EXPONENT) {
+    result->exponent = DEC_MAX_EXPONENT;
+    return DEC_E_OVERFLOW;
+  }
+  result->exponent = (int16_t)exponent;
+  return 0;
+}
+
 /* Adds or subtracts |small| to or from |big|, which is at least as large,
- * in a frame of at most 17 digit bytes plus a carry byte; digits of `small`
- * that fall outside the frame are ignored.  The result takes big's sign. */
+ * in a frame of at most 17 digit bytes behind a carry byte; digits of
+ * `small` that fall outside the frame are ignored.  The result takes big's
+ * sign. */
 int decadsb(const decimal_t *big, const decimal_t *small, decimal_t *result, bool subtract) {
   const int shift = big->exponent - small->exponent;
   const int bn = count_of(big), sn = count_of(small);
   int width = sn + shift > bn ? sn + shift : bn;
   if (width > 17) width = 17;
   width += 1;
-
-  unsigned char work[18];
-  memset(work, 0, sizeof work);
-  memcpy(work + 1, big->digits, (size_t)bn);
-
   int n = width - shift - 1;
   if (n > sn) n = sn;
   if (shift < 0) n = 0; /* cannot happen when |big| >= |small| */
+
+  /* Frame: carry byte, big's digits, zeros; three words and room behind. */
+  unsigned char work[48], other[48];
+  memset(work, 0, sizeof work);
+  memcpy(work + 1, big->digits, DEC_MAX_DIGITS);
+  memset(work + 1 + bn, 0, DEC_MAX_DIGITS);
   if (n >= 1) {
-    unsigned char *w = work + 1 + shift;
-    const unsigned char *s = small->digits;
-    int carry = 0;
-    if (subtract) {
-      for (int k = n - 1; k >= 0; --k) {
-        int v = w[k] - s[k] + carry;
-        if (v < 0) {
-          v += 100;
-          carry = -1;
-        } else {
-          carry = 0;
-        }
-        w[k] = (unsigned char)v;
-      }
-      for (int pos = shift; carry != 0 && pos >= 0; --pos) {
-        if (work[pos] == 0) {
-          work[pos] = 99;
-        } else {
-          work[pos]--;
-          carry = 0;
-        }
-      }
-    } else {
-      for (int k = n - 1; k >= 0; --k) {
-        int v = w[k] + s[k] + carry;
-        if (v >= 100) {
-          v -= 100;
-          carry = 1;
-        } else {
-          carry = 0;
-        }
-        w[k] = (unsigned char)v;
-      }
-      for (int pos = shift; carry != 0 && pos >= 0; --pos) {
-        if (++work[pos] == 100)
-          work[pos] = 0;
-        else
-          carry = 0;
-      }
+    memset(other, 0, sizeof other);
+    memcpy(other + 1 + shift, small->digits, DEC_MAX_DIGITS);
+    memset(other + 1 + shift + n, 0, DEC_MAX_DIGITS);
+    unsigned carry = 0;
+    for (int w = 16; w >= 0; w -= 8) {
+      const uint64_t x = load_be(work + w), y = load_be(other + w);
+      store_be(work + w, subtract ? sub_words(x, y, carry) : add_words(x, y, carry));
     }
   }
-  return decload(result, big->sign, big->exponent + 1, work, width);
+  return finish(result, big->sign, big->exponent + 1, work, width);
 }
 
 int add_signed(const decimal_t *a, const decimal_t *b, unsigned b_sign, decimal_t *result) {
   bool subtract = a->sign != b_sign;
   if (magnitude_cmp(a, b) < 0) {
     /* |b| leads: the sum takes b's (possibly inverted) sign. */
-    decimal_t big;
-    big.exponent = b->exponent;
+    decimal_t big = *b;
     big.sign = (uint16_t)b_sign;
-    big.digit_count = b->digit_count;
-    memcpy(big.digits, b->digits, (size_t)count_of(b));
     return decadsb(&big, a, result, subtract);
   }
   return decadsb(a, b, result, subtract);
 }
 
-/* Byte string of `count` base-100 digits from base-10000 limbs. */
+/* The 16 digit bytes of `d` as two words, zero past digit_count. */
+inline void digit_words(const decimal_t *d, int count, uint64_t *hi, uint64_t *lo) {
+  uint64_t h = load_be(d->digits), l = load_be(d->digits + 8);
+  if (count < 16) l = count <= 8 ? 0 : l & (~0ull << (8 * (16 - count)));
+  if (count < 8) h &= count <= 0 ? 0 : ~0ull << (8 * (8 - count));
+  *hi = h;
+  *lo = l;
+}
+
+/* Eight base-100 bytes as two base-10^8 limbs, high limb first. */
+inline void word_limbs(uint64_t w, uint32_t *limbs) {
+  w = ((w >> 8) & 0x00FF00FF00FF00FFull) * 100 + (w & 0x00FF00FF00FF00FFull);
+  w = ((w >> 16) & 0x0000FFFF0000FFFFull) * 10000 + (w & 0x0000FFFF0000FFFFull);
+  limbs[0] = (uint32_t)(w >> 32);
+  limbs[1] = (uint32_t)w;
+}
+
+/* A base-10^8 limb as four base-100 bytes. */
+inline void limb_bytes(uint32_t v, unsigned char *p) {
+  const uint32_t hi = v / 10000, lo = v % 10000;
+  p[0] = (unsigned char)(hi / 100);
+  p[1] = (unsigned char)(hi % 100);
+  p[2] = (unsigned char)(lo / 100);
+  p[3] = (unsigned char)(lo % 100);
+}
+
+/* Byte string of base-100 digits from base-10000 limbs. */
 inline void limbs_to_digits(const uint32_t *limbs, int nlimbs, unsigned char *digits) {
   for (int i = 0; i < nlimbs; ++i) {
     digits[2 * i] = (unsigned char)(limbs[i] / 100);
@@ -190,9 +271,10 @@ void divide_bytewise(const decimal_t *a, const decimal_t *b, int est, unsigned c
 }
 
 /* The same quotient bytes, computed in base 10000.  With a leading divisor
- * byte of at least 1 every estimate is at most one too large, so the
- * bytewise division yields exactly the truncated quotient, and so does
- * this. */
+ * byte of at least 1 every bytewise estimate is at most one too large, so
+ * the bytewise division yields exactly the truncated quotient; so does this,
+ * estimating each limb from three remainder limbs over two divisor limbs
+ * (again at most one too large) and correcting once. */
 void divide_limbs(const decimal_t *a, const decimal_t *b, unsigned char *quotient) {
   const int an = count_of(a), bn = count_of(b);
   uint32_t dv[9];
@@ -207,33 +289,35 @@ void divide_limbs(const decimal_t *a, const decimal_t *b, unsigned char *quotien
   const int rlimbs = 9 + m + 1;
   for (int j = 0; j < rlimbs; ++j) rem[j] = bytes[2 * j] * 100 + bytes[2 * j + 1];
 
-  const uint64_t est = (uint64_t)dv[0] * 10000u + dv[1];
+  const int64_t est = (int64_t)dv[0] * 10000 + dv[1];
+  const double inverse = 1.0 / (double)est;
   uint32_t ql[9];
   for (int j = 0; j < 9; ++j) {
-    uint64_t top = (uint64_t)(uint32_t)rem[j] * 100000000u + (uint64_t)(uint32_t)rem[j + 1] * 10000u +
-                   (uint32_t)rem[j + 2];
-    int32_t q = (int32_t)(top / est);
+    /* floor(top / est); top < 10^12 is exact in a double. */
+    const int64_t top = (int64_t)rem[j] * 100000000 + (int64_t)rem[j + 1] * 10000 + rem[j + 2];
+    int32_t q = (int32_t)((double)top * inverse);
+    int64_t r = top - (int64_t)q * est;
+    if (r < 0) --q;
+    else if (r >= est) ++q;
     if (q != 0) {
+      /* Each limb takes the borrow of the one after it; a bias keeps the
+       * division by 10000 on non-negative numbers. */
       int32_t borrow = 0;
-      int32_t *r = rem + j + 1;
+      int32_t *row = rem + j + 1;
       for (int k = m - 1; k >= 0; --k) {
-        int32_t t = r[k] - q * (int32_t)dv[k] + borrow;
-        if (t < 0) {
-          borrow = -((9999 - t) / 10000);
-          t -= borrow * 10000;
-        } else {
-          borrow = 0;
-        }
-        r[k] = t;
+        const uint32_t t = (uint32_t)(row[k] - q * (int32_t)dv[k] + borrow + 100010000);
+        const uint32_t h = t / 10000;
+        row[k] = (int32_t)(t - h * 10000);
+        borrow = (int32_t)h - 10001;
       }
       int32_t lead = rem[j] + borrow;
       if (lead < 0) {
         --q;
         int32_t carry = 0;
         for (int k = m - 1; k >= 0; --k) {
-          int32_t t = r[k] + (int32_t)dv[k] + carry;
+          int32_t t = row[k] + (int32_t)dv[k] + carry;
           carry = t >= 10000;
-          r[k] = carry ? t - 10000 : t;
+          row[k] = carry ? t - 10000 : t;
         }
         lead += carry;
       }
@@ -326,30 +410,31 @@ int decmul(const decimal_t *a, const decimal_t *b, decimal_t *result) {
     set_zero(result);
     return 0;
   }
-  /* The exact product, column by column in base 10000.  Padding an odd
-   * digit string with a zero byte only appends zero bytes to the product,
-   * which normalisation drops again. */
-  uint32_t al[8], bl[8];
-  const int la = digits_to_limbs(a->digits, an, al);
-  const int lb = digits_to_limbs(b->digits, bn, bl);
-  uint32_t col[16];
-  const int nl = la + lb;
-  for (int k = 0; k < nl; ++k) col[k] = 0;
-  for (int i = 0; i < la; ++i) {
-    const uint32_t x = al[i];
-    if (x == 0) continue;
-    uint32_t *c = col + i + 1;
-    for (int j = 0; j < lb; ++j) c[j] += x * bl[j];
-  }
-  uint32_t carry = 0;
+  /* The exact product of the two 16-byte digit strings, column by column
+   * in base 10^8.  Zero bytes past digit_count only append zero bytes to
+   * the product, which normalisation drops again. */
+  uint64_t ah, al, bh, bl;
+  digit_words(a, an, &ah, &al);
+  digit_words(b, bn, &bh, &bl);
+  uint32_t x[4], y[4];
+  word_limbs(ah, x);
+  word_limbs(al, x + 2);
+  word_limbs(bh, y);
+  word_limbs(bl, y + 2);
+  const int lx = (an + 3) / 4, ly = (bn + 3) / 4;
+  uint64_t col[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+  for (int i = 0; i < lx; ++i)
+    for (int j = 0; j < ly; ++j) col[i + j + 1] += (uint64_t)x[i] * y[j];
+  const int nl = lx + ly;
+  unsigned char work[32 + 16];
+  uint64_t carry = 0;
   for (int k = nl - 1; k >= 0; --k) {
-    uint32_t v = col[k] + carry;
-    carry = v / 10000;
-    col[k] = v - carry * 10000;
+    const uint64_t v = col[k] + carry;
+    carry = v / 100000000u;
+    limb_bytes((uint32_t)(v - carry * 100000000u), work + 4 * k);
   }
-  unsigned char work[32];
-  limbs_to_digits(col, nl, work);
-  return decload(result, sign, a->exponent + b->exponent, work, 2 * nl);
+  memset(work + 4 * nl, 0, 16);
+  return finish(result, sign, a->exponent + b->exponent, work, 4 * nl);
 }
 
 int decdiv(const decimal_t *a, const decimal_t *b, decimal_t *result) {
@@ -368,7 +453,8 @@ int decdiv(const decimal_t *a, const decimal_t *b, decimal_t *result) {
     set_zero(result);
     return 0;
   }
-  unsigned char quotient[18];
+  unsigned char quotient[18 + 16];
+  memset(quotient + 18, 0, 16);
   if (b->digits[0] >= 1 && b->digits[0] <= 99) {
     divide_limbs(a, b, quotient);
   } else {
@@ -381,7 +467,7 @@ int decdiv(const decimal_t *a, const decimal_t *b, decimal_t *result) {
     }
     divide_bytewise(a, b, est, quotient);
   }
-  return decload(result, sign, exponent, quotient, 18);
+  return finish(result, sign, exponent, quotient, 18);
 }
 
 /* ---- comparison and copying ---------------------------------------------- */

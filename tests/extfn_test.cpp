@@ -1,5 +1,5 @@
-// Host function table. The table is process-wide, so the order of these
-// tests matters: the untouched-table cases come first.
+// Host function table. The table is process-wide; every test runs in a
+// process of its own under CTest, so each sets up what it needs.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -64,6 +64,7 @@ TEST(ExtTable, BadSlotFailsWithNineAndChangesNothing) {
 }
 
 TEST(ExtTable, NullSlotRestoresDefaultOfThatSlotOnly) {
+  _vl_set_ext_funcptr(VL_EXT_UCA, reinterpret_cast<void *>(&uca_value));
   _vl_set_ext_funcptr(VL_EXT_MALLOC, reinterpret_cast<void *>(&counting_malloc));
   malloc_calls = 0;
   void *p = _vl_alloc_ptr(8);

@@ -1,5 +1,6 @@
 // Collation. The weighted engine and the single-byte paths are not built
 // yet: until then every comparison and transform reports VL_ENOTSUP.
+#include <vls/vlscat.h>
 #include <vls/vlscoll.h>
 
 #include "vlsint.h"
@@ -48,5 +49,13 @@ VLS_API void free_collate(vl_locale_t *h) {
   h->coll_rows = nullptr;
   h->coll_sb_tables[0] = h->coll_sb_tables[1] = nullptr;
 }
+
+}  // extern "C"
+
+extern "C" {
+
+// The collation section is read by its own reader when collation arrives;
+// until then it consumes nothing and the category collates nothing.
+VLS_API int read_collate(void *, vl_locale_t *) { return 0; }
 
 }  // extern "C"

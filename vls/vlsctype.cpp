@@ -1,35 +1,343 @@
-// Character classes and case.
+// Character classes and case: the LC_CTYPE section reader, class lookup by
+// name, and classification and case mapping of wide and multibyte
+// characters through the two trees (or the bridge).
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
 #include <vls/vlsctype.h>
+#include <vls/vlsmbwc.h>
+#include <vls/vlsvlu.h>
 
 #include "vlsint.h"
 
 namespace {
 
-// The case pair of a character, or null when it has none.
-const vl_case_pair *case_pair_of(vl_locale_t *h, vl_wchar wc) {
-  const ctype_category &c = h->ctype;
-  if (!c.case_tree || !c.case_pairs) return nullptr;
-  uint32_t saved = vls::get_error(h);
-  const void *row = _vl_retrieve_wchar_multi_nl(h, wc, c.case_tree);
-  vls::set_error(h, saved);
-  if (!row) return nullptr;
-  uint16_t index;
-  memcpy(&index, row, sizeof index);
-  return index ? &c.case_pairs[index] : nullptr;
+constexpr int kRow = VL_LC_CTYPE - 2;
+constexpr int kNameBuf = 128;
+// Far above any real codeset; a larger count in a file is damage.
+constexpr int32_t kMaxClasses = 4096;
+constexpr int32_t kMaxPairs = 1 << 22;
+
+struct Builtin {
+  std::string_view name;
+  uint32_t mask;
+};
+constexpr Builtin kBuiltins[] = {
+    {"alpha", VL_CT_ALPHA}, {"lower", VL_CT_LOWER}, {"upper", VL_CT_UPPER}, {"digit", VL_CT_DIGIT},
+    {"xdigit", VL_CT_XDIGIT}, {"alnum", VL_CT_ALNUM}, {"blank", VL_CT_BLANK}, {"space", VL_CT_SPACE},
+    {"punct", VL_CT_PUNCT}, {"graph", VL_CT_GRAPH}, {"print", VL_CT_PRINT}, {"cntrl", VL_CT_CNTRL},
+};
+
+inline bool bridged(const vl_locale_t *h) { return h->bridge_active[kRow] == 1; }
+
+inline uint16_t row_u16(const void *row) {
+  uint16_t v;
+  memcpy(&v, row, sizeof v);
+  return v;
+}
+
+int ub2_tree_reader(void *stream, void *target, uint32_t) { return ub2_reader(stream, target); }
+
+// The case pair behind a row of the case tree, or null for none (index 0,
+// or an index beyond the pairs a damaged file supplied).
+inline const vl_case_pair *pair_of(const vl_locale_t *h, const void *row) {
+  if (!row || !h->ctype.case_pairs) return nullptr;
+  uint16_t index = row_u16(row);
+  if (index == 0 || index > h->case_pair_count) return nullptr;
+  return &h->ctype.case_pairs[index];
+}
+
+template <bool Upper>
+inline vl_wchar pick(const vl_case_pair *p) {
+  return p ? (Upper ? p->upper : p->lower) : 0;
+}
+
+template <bool Upper>
+vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
+  if (bridged(h))
+    return _vlu_call(h, Upper ? fn_vlu_uc32toupper : fn_vlu_uc32tolower, h->bridge_locale[kRow], value);
+  const void *row = _vl_retrieve_wchar_multi_nl(h, value, h->ctype.case_tree);
+  vl_wchar to = pick<Upper>(pair_of(h, row));
+  return to ? to : value;
+}
+
+inline uint16_t pack(int consumed, int written) {
+  return static_cast<uint16_t>(((consumed & 0xFF) << 8) | (written & 0xFF));
+}
+
+template <bool Upper>
+uint16_t im_tomcase(vl_locale_t *h, char *target, const char *source) {
+  if (bridged(h))
+    return static_cast<uint16_t>(
+        _vlu_call(h, Upper ? fn_vlu_mbtoupper : fn_vlu_mbtolower, h->bridge_locale[kRow], target, source, 4) & 0xFFFF);
+  int32_t bytes = 0;
+  const void *row =
+      _vl_retrieve_text_multi(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree, &bytes, h);
+  vl_wchar to = pick<Upper>(pair_of(h, row));
+  if (!to) {
+    memcpy(target, source, static_cast<size_t>(bytes));
+    return pack(bytes, bytes);
+  }
+  return pack(bytes, vl_full_wctomb(h, target, to));
+}
+
+template <bool Upper>
+uint16_t kvx_im_tomcase(vl_locale_t *h, char *target, const char *source, int32_t limit) {
+  int32_t bytes = 0;
+  const void *row = _vl_retrieve_text_multi_limit(reinterpret_cast<const unsigned char *>(source),
+                                                  h->ctype.case_tree, limit, &bytes, h);
+  if (!row) return 0;
+  vl_wchar to = pick<Upper>(pair_of(h, row));
+  if (!to) {
+    memcpy(target, source, static_cast<size_t>(bytes));
+    return pack(bytes, bytes);
+  }
+  return pack(bytes, vl_full_wctomb(h, target, to));
+}
+
+template <bool Upper>
+int tombscase(vl_locale_t *h, char *target, const char *source) {
+  if (bridged(h))
+    return _vlu_call(h, Upper ? fn_vlu_mbstoupper : fn_vlu_mbstolower, h->bridge_locale[kRow], target, source);
+  if (const unsigned char *table = Upper ? h->upper_table : h->lower_table) {
+    const auto *s = reinterpret_cast<const unsigned char *>(source);
+    auto *t = reinterpret_cast<unsigned char *>(target);
+    int n = 0;
+    for (; s[n]; ++n) t[n] = table[s[n]];
+    t[n] = 0;
+    return n;
+  }
+  const char *s = source;
+  char *t = target;
+  while (!vl_ismbsterm(h, s)) {
+    int32_t bytes = 0;
+    const void *row = _vl_retrieve_text_multi(reinterpret_cast<const unsigned char *>(s), h->ctype.case_tree, &bytes, h);
+    if (!row) return -1;
+    vl_wchar to = pick<Upper>(pair_of(h, row));
+    int written = to ? vl_full_wctomb(h, t, to) : -1;
+    if (written < 0) {  // no mapping (or none writable): the character stays
+      memcpy(t, s, static_cast<size_t>(bytes));
+      written = bytes;
+    }
+    t += written;
+    s += bytes;
+  }
+  vl_mbsterm(h, t);
+  return static_cast<int>(t - target);
+}
+
+template <bool Upper>
+int towcscase(vl_locale_t *h, vl_wchar *target, const vl_wchar *source) {
+  if (bridged(h))
+    return _vlu_call(h, Upper ? fn_vlu_ucs32toupper : fn_vlu_ucs32tolower, h->bridge_locale[kRow], target, source);
+  if (const unsigned char *table = Upper ? h->upper_table : h->lower_table) {
+    for (;; ++source, ++target) {
+      vl_wchar v = *source;
+      if (v == 0) break;
+      if (v > 255) {
+        vls::set_error(h, VL_EILSEQ);
+        return -1;
+      }
+      *target = table[v];
+    }
+    *target = 0;
+    return 0;
+  }
+  for (;; ++source, ++target) {
+    vl_wchar v = *source;
+    if (v == 0) break;
+    const void *row = _vl_retrieve_wchar_multi_nl(h, v, h->ctype.case_tree);
+    if (!row) return -1;
+    vl_wchar to = pick<Upper>(pair_of(h, row));
+    *target = to ? to : v;
+  }
+  *target = 0;
+  return 0;
+}
+
+void free_class_names(ctype_category &c, int32_t made) {
+  for (int32_t i = 0; i < made; ++i) {
+    _vl_free_ptr(c.class_names[i].name);
+    c.class_names[i].name = nullptr;
+  }
 }
 
 }  // namespace
 
 extern "C" {
 
-VLS_API vl_wchar _vl_im_towupper(vl_locale_t *h, vl_wchar wc) {
-  const vl_case_pair *p = case_pair_of(h, wc);
-  return (p && p->upper) ? p->upper : wc;
+VLS_API int ub2_reader(void *stream, void *target) {
+  uint16_t v = static_cast<uint16_t>(_vl_get_hex(stream, 4));
+  memcpy(target, &v, sizeof v);
+  return 0;
 }
 
-VLS_API vl_wchar _vl_im_towlower(vl_locale_t *h, vl_wchar wc) {
-  const vl_case_pair *p = case_pair_of(h, wc);
-  return (p && p->lower) ? p->lower : wc;
+VLS_API int _vl_read_vl_wchar(void *stream, void *target) {
+  vl_wchar v = _vl_get_hex(stream, 8);
+  memcpy(target, &v, sizeof v);
+  return 0;
+}
+
+VLS_API int read_ctype(void *stream, vl_locale_t *h) {
+  ctype_category &c = h->ctype;
+  if (!c.ctype_tree || !c.case_tree) {
+    vls::set_error(h, VL_ENOMEM);
+    return -1;
+  }
+  if (int r = _vl_fscanf_multi(stream, c.ctype_tree, 4, ub2_tree_reader); r != 0) {
+    vls::set_error(h, static_cast<uint32_t>(_vl_multi_err(c.ctype_tree)));
+    return r;
+  }
+  int32_t count = _vl_get_int(stream);
+  if (!_vl_skip_nl(stream) || count > kMaxClasses) {
+    vls::set_error(h, VL_EBADFILE);
+    return -1;
+  }
+  if (count > 0) {
+    c.class_names = vls::alloc_array<vl_class_name>(static_cast<size_t>(count));
+    if (!c.class_names) {
+      vls::set_error(h, VL_ENOMEM);
+      return -1;
+    }
+    for (int32_t i = 0; i < count; ++i) c.class_names[i] = {0, nullptr};
+    c.class_count = count;
+    char name[kNameBuf];
+    for (int32_t i = 0; i < count; ++i) {
+      uint32_t bit = static_cast<uint32_t>(_vl_get_int(stream));
+      _vl_skip_space_if_needed(stream);
+      if (_vl_get_str(name, kNameBuf, stream) != 0) {
+        vls::set_error(h, VL_ENOMEM);
+        return -1;
+      }
+      if (!_vl_skip_nl(stream)) {
+        vls::set_error(h, VL_EBADFILE);
+        return -1;
+      }
+      size_t n = strlen(name) + 1;
+      char *copy = static_cast<char *>(_vl_alloc_ptr(n));
+      if (!copy) {
+        free_class_names(c, i);
+        vls::set_error(h, VL_ENOMEM);
+        return -1;
+      }
+      memcpy(copy, name, n);
+      c.class_names[i] = {bit, copy};
+    }
+  }
+  if (int r = _vl_fscanf_multi(stream, c.case_tree, 4, ub2_tree_reader); r != 0) {
+    vls::set_error(h, static_cast<uint32_t>(_vl_multi_err(c.case_tree)));
+    return r;
+  }
+  int32_t n = _vl_get_int(stream);
+  if (n < 0 || n > kMaxPairs) {
+    vls::set_error(h, VL_EBADFILE);
+    return -1;
+  }
+  c.case_pairs = vls::alloc_array<vl_case_pair>(static_cast<size_t>(n) + 1);
+  if (!c.case_pairs) {
+    vls::set_error(h, VL_ENOMEM);
+    return -1;
+  }
+  c.case_pairs[0] = {0, 0};  // never used: indexes start at 1
+  for (int32_t i = 1; i <= n; ++i) {
+    if (!_vl_skip_nl(stream)) {
+      h->case_pair_count = i - 1;
+      vls::set_error(h, VL_EBADFILE);
+      return -1;
+    }
+    _vl_read_vl_wchar(stream, &c.case_pairs[i].upper);
+    _vl_read_vl_wchar(stream, &c.case_pairs[i].lower);
+  }
+  h->case_pair_count = n;
+  char line[kNameBuf];
+  if (!_vl_ext_fgets(line, sizeof line, stream) || check_nl(line)) {
+    vls::set_error(h, VL_EBADFILE);
+    return -1;
+  }
+  if (line[0] == '\n') {
+    h->case_expansion = 4.0;
+    return 0;
+  }
+  double e;
+  if (sscanf(line, "%lf", &e) != 1) {
+    vls::set_error(h, VL_EBADFILE);
+    return -1;
+  }
+  h->case_expansion = e;
+  return 0;
+}
+
+VLS_API uint32_t vl_ctype(vl_locale_t *h, const char *name) {
+  if (!name) return 0;
+  std::string_view n(name);
+  if (name[0] != 'f')
+    for (const auto &b : kBuiltins)
+      if (b.name == n) return b.mask;
+  const ctype_category &c = h->ctype;
+  if (c.class_names)
+    for (int32_t i = 0; i < c.class_count; ++i)
+      if (c.class_names[i].name && n == c.class_names[i].name) return VL_CT_LOCAL << c.class_names[i].bit;
+  return 0;
+}
+
+VLS_API uint32_t _vl_im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) {
+  if (bridged(h)) return static_cast<uint32_t>(fn_vlu_isuc32type(value, mask));
+  const void *row = _vl_retrieve_wchar_multi_nl(h, value, h->ctype.ctype_tree);
+  return row ? (row_u16(row) & mask) : 0;
+}
+
+VLS_API uint32_t im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) { return _vl_im_iswctype(h, value, mask); }
+
+VLS_API uint32_t _vl_im_ismctype(vl_locale_t *h, const char *s, uint32_t mask) {
+  if (!s) {
+    vls::set_error(h, VL_EBADPTR);
+    return 0;
+  }
+  if (bridged(h)) return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, 4, mask));
+  const void *row = _vl_retrieve_text_multi_nl(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, h);
+  return row ? (row_u16(row) & mask) : 0;
+}
+
+VLS_API uint32_t im_ismctype(vl_locale_t *h, const char *s, uint32_t mask) { return _vl_im_ismctype(h, s, mask); }
+
+VLS_API uint32_t _kvx_vl_im_ismctype(vl_locale_t *h, const char *s, int32_t limit, uint32_t mask) {
+  if (!s) {
+    vls::set_error(h, VL_EBADPTR);
+    return 0;
+  }
+  if (bridged(h))
+    return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, limit, mask));
+  const void *row =
+      _vl_retrieve_text_multi_limit_nl(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, limit, h);
+  return row ? (row_u16(row) & mask) : 0;
+}
+
+VLS_API vl_wchar _vl_im_towupper(vl_locale_t *h, vl_wchar v) { return im_towcase<true>(h, v); }
+VLS_API vl_wchar _vl_im_towlower(vl_locale_t *h, vl_wchar v) { return im_towcase<false>(h, v); }
+VLS_API vl_wchar im_towlower(vl_locale_t *h, vl_wchar v) { return _vl_im_towlower(h, v); }
+
+VLS_API uint16_t _vl_im_tomupper(vl_locale_t *h, char *t, const char *s) { return im_tomcase<true>(h, t, s); }
+VLS_API uint16_t _vl_im_tomlower(vl_locale_t *h, char *t, const char *s) { return im_tomcase<false>(h, t, s); }
+VLS_API uint16_t im_tomlower(vl_locale_t *h, char *t, const char *s) { return _vl_im_tomlower(h, t, s); }
+VLS_API uint16_t _kvx_vl_im_tomupper(vl_locale_t *h, char *t, const char *s, int32_t limit) {
+  return kvx_im_tomcase<true>(h, t, s, limit);
+}
+VLS_API uint16_t _kvx_vl_im_tomlower(vl_locale_t *h, char *t, const char *s, int32_t limit) {
+  return kvx_im_tomcase<false>(h, t, s, limit);
+}
+
+VLS_API int vl_tombsupper(vl_locale_t *h, char *t, const char *s) { return tombscase<true>(h, t, s); }
+VLS_API int vl_tombslower(vl_locale_t *h, char *t, const char *s) { return tombscase<false>(h, t, s); }
+VLS_API int vl_towcsupper(vl_locale_t *h, vl_wchar *t, const vl_wchar *s) { return towcscase<true>(h, t, s); }
+VLS_API int vl_towcslower(vl_locale_t *h, vl_wchar *t, const vl_wchar *s) { return towcscase<false>(h, t, s); }
+
+VLS_API int32_t vl_case_conv_outbuflen(vl_locale_t *h, int32_t length) {
+  if (bridged(h)) return fn_vlu_case_conv_outbuflen(h->bridge_locale[kRow], length);
+  double e = h->case_expansion;
+  int32_t k = static_cast<int32_t>(e);
+  if (e - k != 0) ++k;
+  return k * length;
 }
 
 }  // extern "C"

@@ -100,6 +100,21 @@ inline bool is_static_handle(const vl_locale_t *h) { return h == &vl_nomem_local
 
 inline int ctype_row(int category) { return category - VL_LC_CTYPE; }
 
+// Locale strings end in four zero bytes: the length is the offset of the
+// first such run.
+inline size_t mb_length(const char *s) {
+  size_t n = 0;
+  while (s[n] || s[n + 1] || s[n + 2] || s[n + 3]) ++n;
+  return n;
+}
+
+inline int hex_value(int c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return 0;
+}
+
 }  // namespace vls
 
 #endif

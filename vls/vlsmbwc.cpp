@@ -1,26 +1,599 @@
-// Multibyte and wide characters. The string conversions arrive with the
-// character services; until then they report VL_ENOTSUP.
+// Multibyte and wide characters: conversion between the two forms, string
+// lengths in characters and bytes, terminators and display widths.
+//
+// A string ends in vl_mb_loc_min zero bytes; a wide string in a zero value.
+// In a tree-driven locale a wide value is the character's bytes folded
+// big-endian. Single-byte locales are served by direct byte loops; the
+// test of `single_byte` sits at the head of every loop. Walks of the byte
+// tree are written inline and allocate nothing.
 #include <vls/vlsmbwc.h>
+
+#include <climits>
+#include <cstring>
+
+#include <vls/vlsctype.h>
+#include <vls/vlsvlu.h>
 
 #include "vlsint.h"
 
+namespace {
+
+using Node = unc_multi_arr_t;
+
+constexpr int kCtypeRow = VL_LC_CTYPE - 2;
+constexpr int32_t kMaxChar = 4;            // longest character of any codeset
+constexpr int32_t kUnbounded = INT32_MAX;  // walk bounded only by the tree
+
+inline bool bridged(const vl_locale_t *h) { return h->bridge_active[kCtypeRow] == 1; }
+inline void *bridge_locale(const vl_locale_t *h) { return h->bridge_locale[kCtypeRow]; }
+
+inline const unsigned char *ubytes(const char *s) { return reinterpret_cast<const unsigned char *>(s); }
+inline const char *cbytes(const unsigned char *s) { return reinterpret_cast<const char *>(s); }
+
+inline int fail(vl_locale_t *h, uint32_t code) {
+  vls::set_error(h, code);
+  return -1;
+}
+
+inline unsigned char flag_of(const Node *n, unsigned b) { return n->flags ? n->flags[b] : 0; }
+
+// One character walked through a byte tree.
+struct Walk {
+  int32_t len;        // bytes consumed, or minus the error number
+  vl_wchar value;     // the bytes folded big-endian, first byte highest
+  const Node *node;   // node holding the last byte
+  unsigned last;      // the last byte
+};
+
+// Walks one character at `s`, reading at most `limit` bytes (limit >= 1).
+// A failed walk gives -7 when the limit ends inside a character and -1
+// when the bytes are no character.
+inline Walk walk(const multi_t *tree, const unsigned char *s, int32_t limit) {
+  const Node *node = tree->root;
+  int32_t n = 0;
+  unsigned b = s[n++];
+  vl_wchar v = b;
+  unsigned char flag = flag_of(node, b);
+  while (flag == VL_MULTI_LEADS) {
+    if (n >= limit) return {-static_cast<int32_t>(VL_EINVAL), v, node, b};
+    node = node->next[node->offsets[b]];
+    b = s[n++];
+    v = (v << 8) | b;
+    flag = flag_of(node, b);
+  }
+  if (flag != VL_MULTI_COMPLETE) return {-static_cast<int32_t>(VL_EILSEQ), v, node, b};
+  return {n, v, node, b};
+}
+
+// The 16-bit class mask of a walked character of the LC_CTYPE tree.
+inline uint16_t class_mask(const multi_t *tree, const Walk &w) {
+  const unsigned char *row =
+      w.node->data ? w.node->data + (static_cast<size_t>(w.last) << tree->data_shift) : tree->default_data;
+  if (!row) return 0;
+  uint16_t m;
+  memcpy(&m, row, sizeof m);
+  return m;
+}
+
+inline uint16_t class_mask(const void *row) {
+  if (!row) return 0;
+  uint16_t m;
+  memcpy(&m, row, sizeof m);
+  return m;
+}
+
+// Bytes of the multibyte form of a wide value: the tree's shortest length,
+// raised to cover the value's significant bytes.
+inline int32_t wide_length(const multi_t *tree, vl_wchar v) {
+  int32_t len = tree->min_length;
+  if (v > 0xFFFFFFu) {
+    len = 4;
+  } else if (v > 0xFFFFu) {
+    if (len < 3) len = 3;
+  } else if (v > 0xFFu) {
+    if (len < 2) len = 2;
+  }
+  return len;
+}
+
+// Writes the bytes of `v` as the tree accepts them, highest first. Gives
+// the length, or -1 when the value is no character (a prefix may stand).
+inline int32_t put_wide(const multi_t *tree, unsigned char *out, vl_wchar v) {
+  const int32_t len = wide_length(tree, v);
+  if (len < 1 || len > kMaxChar) return -1;
+  const Node *node = tree->root;
+  for (int32_t i = len - 1;; --i) {
+    const unsigned b = (v >> (8 * i)) & 0xFFu;
+    const unsigned char flag = flag_of(node, b);
+    if (i == 0) {
+      if (flag != VL_MULTI_COMPLETE) return -1;
+      *out = static_cast<unsigned char>(b);
+      return len;
+    }
+    if (flag != VL_MULTI_LEADS) return -1;
+    *out++ = static_cast<unsigned char>(b);
+    node = node->next[node->offsets[b]];
+  }
+}
+
+inline int wctomb_on(vl_locale_t *h, const multi_t *tree, char *target, vl_wchar v) {
+  if (!tree) return fail(h, VL_EILSEQ);
+  const int32_t len = put_wide(tree, reinterpret_cast<unsigned char *>(target), v);
+  return len < 0 ? fail(h, VL_EILSEQ) : len;
+}
+
+// Length of the character at `p` in the NUL-terminated form of a multibyte
+// locale: 0 for a NUL character, -1 on failure. The caller has tested
+// `single_byte` already.
+inline int32_t mb_char_len(vl_locale_t *h, const unsigned char *p) {
+  if (bridged(h)) return vl_full_mblen(h, cbytes(p), kMaxChar);
+  const Walk w = walk(h->ctype.ctype_tree, p, kMaxChar);
+  if (w.len < 0) return fail(h, static_cast<uint32_t>(-w.len));
+  return w.value ? w.len : 0;
+}
+
+// True when the `min` bytes at `p` are all zero.
+inline bool at_terminator(const unsigned char *p, int32_t min) {
+  for (int32_t i = 0; i < min; ++i)
+    if (p[i]) return false;
+  return true;
+}
+
+inline uint32_t full_width_mask(vl_locale_t *h) { return vl_ctype(h, "full_width"); }
+
+inline int vlu_width(vl_locale_t *h, vl_wchar v) { return _vlu_call(h, fn_vlu_uc32width, v); }
+
+// Columns of one non-zero wide value; -1 with 7 stored when it is not
+// printable. `fw` is the mask of "full_width", 0 when the locale has none.
+inline int wide_columns(vl_locale_t *h, vl_wchar v, uint32_t fw) {
+  uint16_t m;
+  if (const uint16_t *ct = h->class_table) {
+    if (v > 0xFFu) {
+      vls::set_error(h, VL_EILSEQ);
+      return fail(h, VL_EINVAL);
+    }
+    m = ct[v];
+    if (!(m & VL_CT_PRINT)) return fail(h, VL_EINVAL);
+    if (bridged(h)) return vlu_width(h, v);
+  } else if (bridged(h)) {
+    if (!_vl_im_iswctype(h, v, VL_CT_PRINT)) return fail(h, VL_EINVAL);
+    return vlu_width(h, v);
+  } else {
+    m = class_mask(_vl_retrieve_wchar_multi_nl(h, v, h->ctype.ctype_tree));
+    if (!(m & VL_CT_PRINT)) return fail(h, VL_EINVAL);
+  }
+  return (m & fw) ? 2 : 1;
+}
+
+// Class mask of the walked character at `p` for the width services: the
+// first byte's entry of `class_table` when the table exists, else the row
+// of the walk.
+inline uint16_t mb_class(vl_locale_t *h, const unsigned char *p, const Walk &w) {
+  if (const uint16_t *ct = h->class_table) return ct[*p];
+  return class_mask(h->ctype.ctype_tree, w);
+}
+
+}  // namespace
+
 extern "C" {
 
-VLS_API int _vl_is_mbstowcs(vl_locale_t *h, vl_wchar *, const char *, int32_t) {
-  vls::set_error(h, VL_ENOTSUP);
-  return -1;
+// ---- single characters -----------------------------------------------------------
+
+VLS_API int _kvx_vl_full_mbtowc(vl_locale_t *h, vl_wchar *wide, const char *string, int32_t limit) {
+  if (!string) return 0;
+  int32_t r;
+  if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_mbtouc32, wide, string, limit)) return r;
+  if (limit == -1) {
+    // The character must end before the terminator.
+    const int bytes = vl_mbsbytes(h, string);
+    if (bytes <= 0) return -1;
+    limit = bytes - vl_mb_loc_min(h);
+  }
+  if (limit <= 0) return fail(h, VL_EINVAL);
+  const Walk w = walk(h->ctype.ctype_tree, ubytes(string), limit);
+  if (w.len < 0) return fail(h, static_cast<uint32_t>(-w.len));
+  if (wide) *wide = w.value;
+  return w.value ? w.len : 0;
 }
-VLS_API int _kvx_vl_is_mbfstowcfs(vl_locale_t *h, vl_wchar *, const char *, int32_t, int32_t) {
-  vls::set_error(h, VL_ENOTSUP);
-  return -1;
+
+VLS_API int vl_full_mbtowc(vl_locale_t *h, vl_wchar *wide, const char *string, int32_t limit) {
+  if (!string) return 0;
+  if (limit < 1) return fail(h, VL_EINVAL);
+  return _kvx_vl_full_mbtowc(h, wide, string, limit);
 }
-VLS_API int _vl_im_mbstowcs(vl_locale_t *h, vl_wchar *, const char *, int32_t) {
-  vls::set_error(h, VL_ENOTSUP);
-  return -1;
+
+VLS_API int vl_full_wctomb(vl_locale_t *h, char *target, vl_wchar wide) {
+  int32_t r;
+  if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_uc32tomb, target, wide)) return r;
+  return wctomb_on(h, h->ctype.ctype_tree, target, wide);
 }
-VLS_API int _kvx_vl_im_mbfstowcfs(vl_locale_t *h, vl_wchar *, const char *, int32_t, int32_t) {
-  vls::set_error(h, VL_ENOTSUP);
-  return -1;
+
+// The collation reader turns the characters of its weights into bytes with
+// the collation category's own tree, before LC_CTYPE need agree with it.
+VLS_API int _vl_sl_wctomb(vl_locale_t *h, char *target, vl_wchar wide) {
+  return wctomb_on(h, h->coll_rows, target, wide);
+}
+
+VLS_API int vl_wclen(vl_locale_t *h, vl_wchar wide) {
+  if (h->single_byte) return 1;
+  char scratch[16];
+  return vl_full_wctomb(h, scratch, wide);
+}
+
+// ---- lengths and terminators --------------------------------------------------------
+
+VLS_API int32_t vl_wcslen(const vl_wchar *wide) {
+  if (!wide) return 0;
+  const vl_wchar *p = wide;
+  while (*p) ++p;
+  return static_cast<int32_t>(p - wide);
+}
+
+// A null wide string has no terminator and so 0 bytes, as vl_mbsbytes.
+VLS_API int32_t vl_wcsbytes(const vl_wchar *wide) {
+  if (!wide) return 0;
+  return 4 * (vl_wcslen(wide) + 1);
+}
+
+VLS_API int vl_mbsbytes(vl_locale_t *h, const char *string) {
+  if (!string) return 0;
+  size_t n;
+  if (h->single_byte) {
+    n = strlen(string);
+  } else {
+    const unsigned char *p = ubytes(string);
+    int32_t len;
+    while ((len = mb_char_len(h, p)) > 0) p += len;
+    if (len < 0) return 0;
+    n = static_cast<size_t>(p - ubytes(string));
+  }
+  return static_cast<int>(n) + vl_mb_loc_min(h);
+}
+
+VLS_API int vl_mbsbytes_nt(vl_locale_t *h, const char *string) {
+  if (!string) return fail(h, VL_EBADPTR);
+  // The bridge counts a one-byte terminator whatever the codeset.
+  if (bridged(h)) return vl_mbsbytes(h, string) - 1;
+  if (h->single_byte) return static_cast<int>(strlen(string));
+  const multi_t *tree = h->ctype.ctype_tree;
+  const int32_t min = vl_mb_loc_min(h);
+  const unsigned char *s = ubytes(string), *p = s;
+  for (;;) {
+    // The terminator's bytes must themselves walk as a character.
+    const Walk w = walk(tree, p, kUnbounded);
+    if (w.len < 0) return fail(h, VL_EILSEQ);
+    if (at_terminator(p, min)) return static_cast<int>(p - s);
+    p += w.len;
+  }
+}
+
+VLS_API int vl_ismbsterm(vl_locale_t *h, const char *position) {
+  if (!position) return 1;
+  return at_terminator(ubytes(position), vl_mb_loc_min(h)) ? 1 : 0;
+}
+
+VLS_API int vl_mbsterm(vl_locale_t *h, char *position) {
+  const int min = vl_mb_loc_min(h);
+  if (position && min > 0) memset(position, 0, static_cast<size_t>(min));
+  return min;
+}
+
+VLS_API int _kvx_vl_im_mbfslen(vl_locale_t *h, const char *string, int32_t length) {
+  if (length == -1) {
+    // A failed measure (or a null string) leaves a negative length: no
+    // character can end exactly there.
+    length = vl_mbsbytes(h, string) - vl_mb_loc_min(h);
+    if (length < 0) return fail(h, VL_EILSEQ);
+  } else if (length < -1) {
+    return fail(h, VL_EBADARG);
+  } else if (!string) {
+    return fail(h, VL_EBADPTR);
+  }
+  // One byte a character; a NUL advances by the shortest length, one.
+  if (h->single_byte) return length;
+  const int32_t min = vl_mb_loc_min(h);
+  const bool bridge = bridged(h);
+  const multi_t *tree = h->ctype.ctype_tree;
+  const unsigned char *p = ubytes(string), *end = p + length;
+  int count = 0;
+  while (p < end) {
+    int32_t len;
+    if (bridge) {
+      len = vl_full_mblen(h, cbytes(p), kMaxChar);
+      if (len < 0) return -1;
+    } else {
+      // Bounded by the end: a character that runs past it straddles the
+      // end, which is the same failure as bytes that are no character.
+      const int32_t room = static_cast<int32_t>(end - p);
+      const Walk w = walk(tree, p, room < kMaxChar ? room : kMaxChar);
+      if (w.len < 0) return fail(h, VL_EILSEQ);
+      len = w.value ? w.len : 0;
+    }
+    ++count;
+    p += len ? len : min;
+  }
+  if (p != end) return fail(h, VL_EILSEQ);
+  return count;
+}
+
+VLS_API int _vl_im_mbslen(vl_locale_t *h, const char *string) { return _kvx_vl_im_mbfslen(h, string, -1); }
+
+// ---- string conversions -----------------------------------------------------------
+
+VLS_API int _kvx_vl_is_mbfstowcfs(vl_locale_t *h, vl_wchar *target, const char *source, int32_t length,
+                                  int32_t capacity) {
+  if (capacity <= 0) return 0;
+  if (length < -1) return fail(h, VL_EBADARG);
+  if (!source) return fail(h, VL_EBADPTR);
+  const unsigned char *s = ubytes(source);
+  if (length == -1) {
+    // The zero byte is copied too but not counted.
+    for (int32_t i = 0; i < capacity; ++i) {
+      target[i] = s[i];
+      if (!s[i]) return i;
+    }
+    return capacity;
+  }
+  const int32_t n = length < capacity ? length : capacity;
+  for (int32_t i = 0; i < n; ++i) target[i] = s[i];
+  return n;
+}
+
+VLS_API int _vl_is_mbstowcs(vl_locale_t *h, vl_wchar *target, const char *source, int32_t capacity) {
+  return _kvx_vl_is_mbfstowcfs(h, target, source, -1, capacity);
+}
+
+// In counted mode the result is one more than the loop's count at its exit:
+// the true number of values when the input ends, but capacity + 1 when the
+// capacity stops the loop (1 for a capacity of 0 or below). Callers give a
+// capacity above the longest expected count.
+VLS_API int _kvx_vl_im_mbfstowcfs(vl_locale_t *h, vl_wchar *target, const char *source, int32_t length,
+                                  int32_t capacity) {
+  int32_t r;
+  if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_mbstoucs32, target, capacity, source, length)) return r;
+  if (length < -1) return fail(h, VL_EBADARG);
+  if (!source && capacity > 0) return fail(h, VL_EBADPTR);
+  const multi_t *tree = h->ctype.ctype_tree;
+  const unsigned char *p = ubytes(source);
+  int32_t i = 0;
+  if (length != -1) {
+    const unsigned char *end = p + length;
+    while (i < capacity) {
+      const int32_t room = static_cast<int32_t>(end - p);
+      if (room < 1) return fail(h, VL_EILSEQ);
+      const Walk w = walk(tree, p, room);
+      if (w.len < 0) return fail(h, VL_EILSEQ);
+      target[i] = w.value;
+      p += w.len;
+      if (p >= end) break;
+      ++i;
+    }
+    return i + 1;
+  }
+  while (i < capacity) {
+    const Walk w = walk(tree, p, kUnbounded);
+    if (w.len < 0) return fail(h, VL_EILSEQ);
+    target[i] = w.value;
+    if (!w.value) break;
+    p += w.len;
+    ++i;
+  }
+  return i;
+}
+
+VLS_API int _vl_im_mbstowcs(vl_locale_t *h, vl_wchar *target, const char *source, int32_t capacity) {
+  return _kvx_vl_im_mbfstowcfs(h, target, source, -1, capacity);
+}
+
+VLS_API int _kvx_vl_is_wcstombs(vl_locale_t *h, char *target, const vl_wchar *source, int32_t length,
+                                int32_t capacity) {
+  int32_t r;
+  if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_ucs32tombs, target, capacity, source, length)) return r;
+  if (capacity <= 0) return 0;
+  if (length < -1) return fail(h, VL_EBADARG);
+  if (!source) return fail(h, VL_EBADPTR);
+  unsigned char *t = reinterpret_cast<unsigned char *>(target);
+  if (length == -1) {
+    for (int32_t i = 0; i < capacity; ++i) {
+      const vl_wchar v = source[i];
+      if (!v) {
+        vl_mbsterm(h, target + i);
+        return i;
+      }
+      if (v > 0xFFu) return fail(h, VL_EILSEQ);
+      t[i] = static_cast<unsigned char>(v);
+    }
+    return capacity;
+  }
+  const int32_t n = length < capacity ? length : capacity;
+  for (int32_t i = 0; i < n; ++i) {
+    const vl_wchar v = source[i];
+    if (v > 0xFFu) return fail(h, VL_EILSEQ);
+    t[i] = static_cast<unsigned char>(v);
+  }
+  return n;
+}
+
+VLS_API int _vl_is_wcstombs(vl_locale_t *h, char *target, const vl_wchar *source, int32_t capacity) {
+  return _kvx_vl_is_wcstombs(h, target, source, -1, capacity);
+}
+
+VLS_API int is_wcstombs(vl_locale_t *h, char *target, const vl_wchar *source, int32_t capacity) {
+  return _vl_is_wcstombs(h, target, source, capacity);
+}
+
+// A character that does not fit whole ends the conversion without error
+// and without a terminator. In a single-byte locale each value stores its
+// low byte and counts the length of its multibyte form.
+VLS_API int _kvx_vl_full_wcstombs(vl_locale_t *h, char *target, const vl_wchar *source, int32_t length,
+                                  int32_t capacity) {
+  int32_t r;
+  if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_ucs32tombs, target, capacity, source, length)) return r;
+  if (length < -1) return fail(h, VL_EBADARG);
+  if (!source) return fail(h, VL_EBADPTR);
+  const multi_t *tree = h->ctype.ctype_tree;
+  const bool single = h->single_byte != 0;
+  unsigned char *t = reinterpret_cast<unsigned char *>(target);
+  int32_t written = 0;
+  for (int32_t i = 0; length == -1 || i < length; ++i) {
+    const vl_wchar v = source[i];
+    const int32_t len = wide_length(tree, v);
+    if (static_cast<int64_t>(written) + len > capacity) return written;
+    if (length == -1 && !v) {
+      vl_mbsterm(h, target + written);
+      return written;
+    }
+    if (single) {
+      t[written] = static_cast<unsigned char>(v);
+      written += len;
+      continue;
+    }
+    const int32_t n = put_wide(tree, t + written, v);
+    if (n < 0) return fail(h, VL_EILSEQ);
+    written += n;
+  }
+  return written;
+}
+
+VLS_API int vl_full_wcstombs(vl_locale_t *h, char *target, const vl_wchar *source, int32_t capacity) {
+  return _kvx_vl_full_wcstombs(h, target, source, -1, capacity);
+}
+
+// ---- display widths ---------------------------------------------------------------
+
+VLS_API int vl_wcwidth(vl_locale_t *h, vl_wchar wide) {
+  if (!wide) return 0;
+  return wide_columns(h, wide, full_width_mask(h));
+}
+
+// A control character of one byte has a width of 1 here, where vl_wcwidth
+// rejects it.
+VLS_API int vl_mbwidth(vl_locale_t *h, const char *string) {
+  if (!string) return fail(h, VL_EBADPTR);
+  if (vl_ismbsterm(h, string)) return 0;
+  const unsigned char *s = ubytes(string);
+  const uint32_t fw = full_width_mask(h);
+  uint16_t m;
+  if (h->class_table || bridged(h)) {
+    const bool printable =
+        h->class_table ? (h->class_table[*s] & VL_CT_PRINT) != 0 : _vl_im_ismctype(h, string, VL_CT_PRINT) != 0;
+    if (!printable) {
+      const int len = h->single_byte ? 1 : vl_full_mblen(h, string, kMaxChar);
+      return len == 1 ? 1 : fail(h, VL_EINVAL);
+    }
+    if (bridged(h)) {
+      int32_t r = 0;
+      _vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_mbwidth, string);
+      return r;
+    }
+    m = h->class_table[*s];
+  } else {
+    const Walk w = walk(h->ctype.ctype_tree, s, kMaxChar);
+    if (w.len < 0) return fail(h, VL_EINVAL);
+    m = class_mask(h->ctype.ctype_tree, w);
+    if (!(m & VL_CT_PRINT)) return w.len == 1 ? 1 : fail(h, VL_EINVAL);
+  }
+  return (m & fw) ? 2 : 1;
+}
+
+VLS_API int vl_wcswidth(vl_locale_t *h, const vl_wchar *wide, int32_t count) {
+  if (!wide) return fail(h, VL_EBADPTR);
+  if (count < 0) return fail(h, VL_EBADCOUNT);
+  if (count == 0) return 0;
+  if (bridged(h)) return _vlu_call(h, fn_vlu_ucs32width, wide, count);
+  const uint32_t fw = full_width_mask(h);
+  int total = 0;
+  for (int32_t i = 0; i < count && wide[i]; ++i) {
+    const int c = wide_columns(h, wide[i], fw);
+    if (c < 0) return -1;
+    total += c;
+  }
+  return total;
+}
+
+VLS_API int vl_wcspwidth(vl_locale_t *h, const vl_wchar *start, const vl_wchar *end) {
+  if (!start || !end) return fail(h, VL_EBADPTR);
+  if (start > end) return fail(h, VL_EBADRANGE);
+  if (bridged(h)) return _vlu_call(h, fn_vlu_ucs32pwidth, start, end);
+  const uint32_t fw = full_width_mask(h);
+  int total = 0;
+  for (const vl_wchar *p = start; p < end && *p; ++p) {
+    const int c = wide_columns(h, *p, fw);
+    if (c < 0) return -1;
+    total += c;
+  }
+  return total;
+}
+
+VLS_API int vl_mbswidth(vl_locale_t *h, const char *string, int32_t count) {
+  if (!string) return fail(h, VL_EBADPTR);
+  if (count < 0) return fail(h, VL_EBADCOUNT);
+  if (count == 0) return 0;
+  int32_t r;
+  if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_mbswidth, string, count)) return r;
+  const uint32_t fw = full_width_mask(h);
+  const unsigned char *p = ubytes(string);
+  int total = 0;
+  if (h->single_byte && h->class_table) {
+    const uint16_t *ct = h->class_table;
+    for (int32_t k = 0; k < count && p[k]; ++k) {
+      const uint16_t m = ct[p[k]];
+      if (!(m & VL_CT_PRINT)) return fail(h, VL_EINVAL);
+      total += (m & fw) ? 2 : 1;
+    }
+    return total;
+  }
+  const multi_t *tree = h->ctype.ctype_tree;
+  for (int32_t k = 0; k < count; ++k) {
+    const Walk w = walk(tree, p, kMaxChar);
+    if (w.len < 0) return fail(h, VL_EILSEQ);
+    if (!w.value) break;
+    const uint16_t m = mb_class(h, p, w);
+    if (!(m & VL_CT_PRINT)) return fail(h, VL_EINVAL);
+    total += (m & fw) ? 2 : 1;
+    p += w.len;
+  }
+  return total;
+}
+
+// Clears vl_errno first, so that a character that is not printable stores
+// 7 only when the class lookup itself stored nothing.
+VLS_API int vl_mbspwidth(vl_locale_t *h, const char *start, const char *end) {
+  vls::set_error(h, 0);
+  if (!start || !end) return fail(h, VL_EBADPTR);
+  if (start > end) return fail(h, VL_EBADRANGE);
+  int32_t r;
+  if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_mbspwidth, start, end)) return r;
+  const uint32_t fw = full_width_mask(h);
+  const unsigned char *p = ubytes(start), *e = ubytes(end);
+  int total = 0;
+  if (h->single_byte && h->class_table) {
+    const uint16_t *ct = h->class_table;
+    for (; p < e && *p; ++p) {
+      const uint16_t m = ct[*p];
+      if (!(m & VL_CT_PRINT)) return fail(h, VL_EINVAL);
+      total += (m & fw) ? 2 : 1;
+    }
+    return total;
+  }
+  const multi_t *tree = h->ctype.ctype_tree;
+  while (p < e) {
+    const Walk w = walk(tree, p, kMaxChar);
+    if (w.len < 0) {
+      // The class lookup of bytes that are no character reports them.
+      vls::set_error(h, VL_EILSEQ);
+      return -1;
+    }
+    if (!w.value) break;
+    const uint16_t m = mb_class(h, p, w);
+    if (!(m & VL_CT_PRINT)) {
+      if (vls::get_error(h) == 0) vls::set_error(h, VL_EINVAL);
+      return -1;
+    }
+    total += (m & fw) ? 2 : 1;
+    p += w.len;
+  }
+  return total;
 }
 
 }  // extern "C"

@@ -2,11 +2,13 @@
 // pointers derived from the loaded data, character length through the
 // LC_CTYPE tree, and release of categories and handles.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <vls/vlscat.h>
 #include <vls/vlscoll.h>
 #include <vls/vlsctype.h>
+#include <vls/vlsspec.h>
 #include <vls/vlsmbwc.h>
 #include <vls/vlsvlu.h>
 
@@ -78,6 +80,7 @@ void free_ctype(vl_locale_t *h) {
   c.class_names = nullptr;
   c.class_count = 0;
   c.case_pairs = nullptr;
+  h->case_pair_count = 0;
   free_derived_tables(h);
 }
 
@@ -162,6 +165,7 @@ VLS_API int vl_create_null_locale_4(vl_locale_t **out) {
   h->bridge_collation = 0;
   h->coll_rows = nullptr;
   h->fgetwcs_scratch = nullptr;
+  h->case_pair_count = 0;
   // The rows are filled before make_null reads them.
   memset(h->codeset_names, 0, sizeof h->codeset_names);
   memset(h->codeset_names_w, 0, sizeof h->codeset_names_w);
@@ -358,6 +362,459 @@ VLS_API void vl_free_nonshared_loc(vl_locale_t *h) {
   free_vlconv_monetary(&h->vlconv);
   free_vlconv_numeric(&h->vlconv);
   _vl_free_ptr(h);
+}
+
+}  // extern "C"
+
+// ---- the locale object file ---------------------------------------------------------
+
+extern "C" {
+
+static constexpr int kHeaderLine = 128;
+constexpr int kMarkerLimit = 32;
+constexpr size_t kResultSize = 311;
+constexpr size_t kMaxSpec = 312;
+constexpr size_t kMaxName = 32;
+constexpr size_t kMaxDirectory = 116;
+
+const char *const kReadFailed[8] = {nullptr,
+                                    nullptr,
+                                    nullptr,
+                                    nullptr,
+                                    "Failed to read numeric information\n",
+                                    "Failed to read monetary information\n",
+                                    "Failed to read time information\n",
+                                    "Failed to read messages information\n"};
+const char *const kInitFailed[8] = {nullptr,
+                                    nullptr,
+                                    nullptr,
+                                    nullptr,
+                                    "Failed to initialize numeric information\n",
+                                    "Failed to initialize monetary information\n",
+                                    "Failed to initialize time information\n",
+                                    "Failed to initialize messages information\n"};
+
+// Reads one line into buf; true when it ends in a line feed, which is
+// removed.
+static bool good_line(char *buf, int size, void *stream) {
+  if (!_vl_ext_fgets(buf, size, stream)) return false;
+  return replace_nl(buf) == 0;
+}
+
+// Gives 1 on success, 0 with *code set on failure.
+VLS_API int read_file_header(void *stream, char *codeset, int *code) {
+  char line[kHeaderLine];
+  if (!good_line(line, sizeof line, stream) || strcmp(line, "FILE_TYPE=locale_object") != 0) {
+    *code = VL_EBADFILE;
+    return 0;
+  }
+  if (!good_line(line, sizeof line, stream)) {
+    *code = VL_EBADFILE;
+    return 0;
+  }
+  if (strcmp(line, "COMPILER_VERSION=11") != 0) {
+    *code = VL_EVERSION;
+    return 0;
+  }
+  if (!good_line(line, sizeof line, stream)) {
+    *code = VL_EBADFILE;
+    return 0;
+  }
+  const char *eq = strchr(line, '=');
+  long n = eq ? strtol(eq + 1, nullptr, 10) : 0;
+  for (long i = 3; i < n; ++i) {
+    if (!good_line(line, sizeof line, stream)) {
+      *code = VL_EBADFILE;
+      return 0;
+    }
+  }
+  if (!good_line(codeset, VL_CODESET_NAME_LEN, stream)) {
+    *code = VL_EBADFILE;
+    return 0;
+  }
+  return 1;
+}
+
+// Reads lines until one equals the marker of the category; false at the end.
+static bool find_marker(void *stream, int category, int limit) {
+  char line[kHeaderLine];
+  const char *marker = category_markers[category];
+  while (_vl_ext_fgets(line, limit, stream)) {
+    if (strcmp(line, marker) == 0) return true;
+  }
+  return false;
+}
+
+// The reader and finisher of one section; 0 or 1. `one_category` selects
+// the wording of the lone-category path for a failed messages read.
+static int read_section(vl_locale_t *h, int category, void *stream, bool one_category) {
+  int32_t err = 0;
+  int r = 0;
+  int (*finisher)(vl_locale_t *) = nullptr;
+  switch (category) {
+    case VL_LC_CTYPE:
+      return read_ctype(stream, h) == 0 ? 0 : 1;
+    case VL_LC_COLLATE:
+      return read_collate(stream, h) == 0 ? 0 : 1;
+    case VL_LC_NUMERIC:
+      r = _vl_read_numeric(stream, &h->nmm, &err);
+      finisher = init_numeric_info;
+      break;
+    case VL_LC_MONETARY:
+      r = _vl_read_monetary(stream, &h->nmm, &err);
+      finisher = init_monetary_info;
+      break;
+    case VL_LC_TIME:
+      r = _vl_read_time(stream, &h->time, &err);
+      finisher = init_time_info;
+      break;
+    case VL_LC_MESSAGES:
+      r = _vl_read_messages(stream, &h->nmm, &err);
+      finisher = init_message_info;
+      break;
+    default:
+      return 1;
+  }
+  if (r != 0) {
+    vls::set_error(h, static_cast<uint32_t>(err));
+    vl_message(one_category && category == VL_LC_MESSAGES ? kInitFailed[category] : kReadFailed[category]);
+    return 1;
+  }
+  if (finisher(h) <= 0) {
+    vl_message(kInitFailed[category]);
+    return 1;
+  }
+  return 0;
+}
+
+VLS_API int read_locale_file(void *stream, vl_locale_t *h) {
+  char codeset[VL_CODESET_NAME_LEN];
+  int code = 0;
+  if (!read_file_header(stream, codeset, &code)) {
+    vls::set_error(h, code ? static_cast<uint32_t>(code) : static_cast<uint32_t>(VL_EBADFILE));
+    return 1;
+  }
+  for (auto &row : h->codeset_names) memcpy(row, codeset, sizeof row);
+  for (int c = VL_LC_CTYPE; c <= VL_LC_MESSAGES; ++c) {
+    if (!find_marker(stream, c, kMarkerLimit)) {
+      vls::set_error(h, VL_EBADFILE);
+      return 1;
+    }
+    if (read_section(h, c, stream, false) != 0) return 1;
+  }
+  return 0;
+}
+
+// Compares the codeset numbers of the LC_CTYPE row and the category's row
+// without touching the handle's error number.
+VLS_API int verify_codesets(vl_locale_t *h, int category) {
+  struct {
+    uint32_t vl_errno;
+  } scratch{0};
+  uint16_t a = vl_cs_name2cs_num(&scratch, h->codeset_names[0], nullptr);
+  uint16_t b = vl_cs_name2cs_num(&scratch, h->codeset_names[vls::ctype_row(category)], nullptr);
+  if (a != b) {
+    vls::set_error(h, VL_ECATCODESET);
+    return 1;
+  }
+  return 0;
+}
+
+VLS_API int read_one_category(vl_locale_t *h, int category, void *stream) {
+  int code = 0;
+  if (!read_file_header(stream, h->codeset_names[vls::ctype_row(category)], &code)) {
+    vls::set_error(h, code ? static_cast<uint32_t>(code) : static_cast<uint32_t>(VL_EBADFILE));
+    return 1;
+  }
+  if (verify_codesets(h, category)) return 1;
+  if (!find_marker(stream, category, kHeaderLine)) {
+    vls::set_error(h, VL_EBADFILE);
+    return 1;
+  }
+  return read_section(h, category, stream, true);
+}
+
+VLS_API int check_codesets(vl_locale_t *h) {
+  uint16_t ctype = vl_cs_name2cs_num(h, h->codeset_names[0], nullptr);
+  if (vls::get_error(h) == VL_ENOMEM) return -1;
+  for (int c : {VL_LC_COLLATE, VL_LC_NUMERIC, VL_LC_MONETARY, VL_LC_TIME}) {
+    uint16_t n = vl_cs_name2cs_num(h, h->codeset_names[vls::ctype_row(c)], nullptr);
+    if (vls::get_error(h) == VL_ENOMEM) return -1;
+    if (n != ctype) {
+      vls::set_error(h, VL_EMISMATCH);
+      return -1;
+    }
+  }
+  vls::set_error(h, 0);
+  return 0;
+}
+
+static void free_and_null(vl_locale_t *h, int category) {
+  vl_free_category(h, category);
+  vl_make_null_category(h, category);
+}
+
+// Opens a category file and reads it into a fresh null category.
+static int read_category_file(vl_locale_t *h, int category, void *stream) {
+  free_and_null(h, category);
+  int r = read_one_category(h, category, stream);
+  _vl_ext_fclose(stream);
+  return r;
+}
+
+static void *open_in(vl_locale_t *h, const char *name, const char *directory) {
+  if (directory) {
+    char path[kHeaderLine + kMaxSpec + 8];
+    snprintf(path, sizeof path, "%s/%s", directory, name);
+    return vl_open_file(h, path);
+  }
+  return vl_path_search(h, name, "lc", "11");
+}
+
+VLS_API int load_native_category(vl_locale_t *h, int category, char *name_out, const char *directory) {
+  strcpy(name_out, "native");
+  void *f = directory ? open_in(h, "native", directory) : vl_path_search(h, "default.lco", "lc", "11");
+  if (!f) return 1;
+  return read_category_file(h, category, f);
+}
+
+// Finds the category's name in a specification; name_out holds up to 32
+// characters and a NUL.
+VLS_API int load_category(vl_locale_t *h, int category, const char *spec, char *name_out, const char *directory) {
+  char name[kMaxSpec + 1];
+  if (spec[0] != '\0') {
+    const char *key = strstr(spec, category_params[category]);
+    if (key) {
+      const char *p = strchr(key, '=');
+      size_t n = 0;
+      if (p) {
+        ++p;
+        while (*p == ' ' || *p == '\t') ++p;
+        while (p[n] && p[n] != ' ' && p[n] != '\t' && n < kMaxName) ++n;
+        memcpy(name, p, n);
+      }
+      name[n] = '\0';
+    } else {
+      snprintf(name, sizeof name, "%s", spec);
+    }
+  } else {
+    const char *v = _vl_get_env_var("VL_ALL");
+    if (!v) v = _vl_get_env_var(category_params[category]);
+    if (!v) v = _vl_get_env_var("VL_LANG");
+    if (!v) v = "default.lco";
+    if (strlen(v) > kMaxName) {
+      vls::set_error(h, VL_ENOENT);
+      return 1;
+    }
+    strcpy(name, v);
+  }
+  if (strcmp(name, "native") == 0) return load_native_category(h, category, name_out, directory);
+  size_t n = strnlen(name, kMaxName);
+  memcpy(name_out, name, n);
+  name_out[n] = '\0';
+  void *f = open_in(h, name, directory);
+  if (!f) return 1;
+  if (read_category_file(h, category, f) != 0) return 1;
+  return set_categories_vlu(h, category, name);
+}
+
+VLS_API void query_locname(vl_locale_t *h, int category, char *out, size_t size) {
+  if (category >= VL_LC_CTYPE && category <= VL_LC_MESSAGES) {
+    snprintf(out, size, "%s", h->locale_names[vls::ctype_row(category)]);
+    return;
+  }
+  size_t used = 0;
+  out[0] = '\0';
+  for (int c = VL_LC_CTYPE; c <= VL_LC_MESSAGES && used < size; ++c) {
+    int n = snprintf(out + used, size - used, "%s = %.32s ; ", category_params[c], h->locale_names[vls::ctype_row(c)]);
+    if (n < 0) break;
+    used += static_cast<size_t>(n);
+  }
+}
+
+VLS_API char *set_categories(vl_locale_t *h, int category, const char *spec, const char *directory) {
+  char *result = static_cast<char *>(_vl_alloc_ptr(kResultSize));
+  if (!result) {
+    vls::set_error(h, VL_ENOMEM);
+    return nullptr;
+  }
+  if (!spec) {
+    query_locname(h, category, result, kResultSize);
+    return result;
+  }
+  if (strlen(spec) >= kMaxSpec || category < VL_LC_ALL || category > VL_LC_MESSAGES) {
+    vls::set_error(h, VL_EBADARG);
+    _vl_free_ptr(result);
+    return nullptr;
+  }
+  char local[kMaxSpec];
+  strcpy(local, spec);
+  int first = category == VL_LC_ALL ? VL_LC_CTYPE : category;
+  int last = category == VL_LC_ALL ? VL_LC_MESSAGES : category;
+  for (int c = first; c <= last; ++c) {
+    char name[kMaxName + 1];
+    if (load_category(h, c, local, name, directory) != 0) {
+      _vl_free_ptr(result);
+      if (vls::get_error(h) == 0) vls::set_error(h, VL_ECATFAILED);
+      return nullptr;
+    }
+    memset(h->locale_names[vls::ctype_row(c)], 0, VL_LOCALE_NAME_LEN);
+    memcpy(h->locale_names[vls::ctype_row(c)], name, strnlen(name, VL_LOCALE_NAME_LEN - 1));
+  }
+  update_locale(h);
+  if (init_locale_info(h) < 0) {
+    _vl_free_ptr(result);
+    return nullptr;
+  }
+  query_locname(h, category, result, kResultSize);
+  return result;
+}
+
+static void copy_category(vl_locale_t *t, vl_locale_t *s, int category) {
+  vl_free_category(t, category);
+  switch (category) {
+    case VL_LC_CTYPE:
+      t->ctype = s->ctype;
+      t->case_pair_count = s->case_pair_count;
+      break;
+    case VL_LC_COLLATE:
+      t->coll_rows = s->coll_rows;
+      t->collate = s->collate;
+      t->coll_sb_tables[0] = s->coll_sb_tables[0];
+      t->coll_sb_tables[1] = s->coll_sb_tables[1];
+      break;
+    case VL_LC_NUMERIC:
+      _vl_copy_numeric(&t->nmm, &s->nmm);
+      free_vlconv_numeric(&t->vlconv);
+      load_vlconv_numeric(t);
+      break;
+    case VL_LC_MONETARY:
+      _vl_copy_monetary(&t->nmm, &s->nmm);
+      free_vlconv_monetary(&t->vlconv);
+      load_vlconv_monetary(t);
+      break;
+    case VL_LC_TIME:
+      t->time = s->time;
+      t->time.era_info = nullptr;  // the era cache stays private to each handle
+      break;
+    case VL_LC_MESSAGES:
+      _vl_copy_messages(&t->nmm, &s->nmm);
+      break;
+    default:
+      break;
+  }
+  int r = vls::ctype_row(category);
+  memcpy(t->codeset_names[r], s->codeset_names[r], VL_CODESET_NAME_LEN);
+  memcpy(t->locale_names[r], s->locale_names[r], VL_LOCALE_NAME_LEN);
+  update_locale(t);
+}
+
+}  // extern "C"
+
+extern "C" {
+
+VLS_API int update_locale(vl_locale_t *h) {
+  if (set_flags(h) != 0) return -1;
+  return check_codesets(h);
+}
+
+VLS_API int init_locale_info(vl_locale_t *h) {
+  for (int r = 0; r < VL_CATEGORY_ROWS; ++r) {
+    for (int i = 0; i < VL_CODESET_NAME_LEN; ++i) {
+      h->codeset_names_w[r][i] = static_cast<unsigned char>(h->codeset_names[r][i]);
+      if (!h->codeset_names[r][i]) break;
+    }
+    for (int i = 0; i < VL_LOCALE_NAME_LEN; ++i) {
+      h->locale_names_w[r][i] = static_cast<unsigned char>(h->locale_names[r][i]);
+      if (!h->locale_names[r][i]) break;
+    }
+  }
+  return 1;
+}
+
+VLS_API int vl_createlocale_4(vl_locale_t **out) { return vl_createlocale2_4(out, nullptr); }
+
+VLS_API int vl_createlocale2_4(vl_locale_t **out, const char *directory) {
+  if (directory && strlen(directory) > kMaxDirectory) {
+    vls::set_error(out, VL_ENOENT);  // no handle yet: the number lands in *out
+    return -1;
+  }
+  if (vl_create_null_locale_4(out) != 0) return -1;
+  vl_locale_t *h = *out;
+  void *f = nullptr;
+  if (directory) {
+    char path[kHeaderLine];
+    snprintf(path, sizeof path, "%sdefault.lco", directory);
+    f = _vl_ext_fopen(path, "r");
+  }
+  if (!f) f = vl_path_search(h, "default.lco", "lc", "11");
+  if (!f) {
+    vl_lc_unload(h);
+    *out = &vl_nofile_locale;
+    return -1;
+  }
+  int r = read_locale_file(f, h);
+  _vl_ext_fclose(f);
+  if (r != 0) return -1;
+  for (auto &row : h->locale_names) {
+    memset(row, 0, sizeof row);
+    strcpy(row, "default.lco");
+  }
+  if (update_locale(h) != 0) return -1;
+  return init_locale_info(h) < 0 ? -1 : 0;
+}
+
+VLS_API char *vl_setlocale_4(vl_locale_t *h, int category, const char *spec) {
+  vl_message("vl_setlocale: Begin");
+  vl_message("vl_setlocale: Calling vl_init_vlu");
+  if (vl_init_vlu(h) != 0) {
+    vl_message("vl_setlocale: vl_init_vlu failed");
+    return nullptr;
+  }
+  vl_message("vl_setlocale: Calling set_categories");
+  char *s = set_categories(h, category, spec, nullptr);
+  vl_message("vl_setlocale: retVal from set_categories");
+  vl_message(s ? s : "NULL");
+  vl_message("vl_setlocale: End");
+  return s;
+}
+
+VLS_API int vl_lc_load(vl_locale_t **out, const char *spec, const char *registry, const char *directory) {
+  char name[kHeaderLine + kMaxSpec];
+  struct {
+    uint32_t vl_errno;
+  } scratch{0};
+  const char *use = spec ? spec : "";
+  if (spec && vl_lc_spec2lc_fname(&scratch, spec, name, registry, directory) >= 0) use = name;
+  if (vl_create_null_locale_4(out) != 0) return -1;
+  vl_locale_t *h = *out;
+  if (vl_init_vlu(h) != 0) return -1;
+  vl_destroystring(set_categories(h, VL_LC_ALL, use, directory));
+  return h->vl_errno != 0 ? -1 : 0;
+}
+
+VLS_API void vl_destroystring(char *s) { _vl_free_ptr(s); }
+
+VLS_API int vl_copy_cat(vl_locale_t *target, vl_locale_t *source, int category) {
+  int first = category == VL_LC_ALL ? VL_LC_CTYPE : category;
+  int last = category == VL_LC_ALL ? VL_LC_MESSAGES : category;
+  if (first < VL_LC_CTYPE || last > VL_LC_MESSAGES) {
+    vls::set_error(target, VL_EBADARG);
+    return -1;
+  }
+  for (int c = first; c <= last; ++c) {
+    int r = vls::ctype_row(c);
+    if (!source->locale_names[r][0] || !source->codeset_names[r][0]) {
+      vls::set_error(target, VL_ENOSRCCAT);
+      return -1;
+    }
+    if (target->locale_names[r][0] || target->codeset_names[r][0]) {
+      vls::set_error(target, VL_EDSTCAT);
+      return -1;
+    }
+  }
+  for (int c = first; c <= last; ++c) copy_category(target, source, c);
+  return 0;
 }
 
 }  // extern "C"

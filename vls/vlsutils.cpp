@@ -21,12 +21,6 @@ constexpr size_t kMaxDirVar = 256;
 bool is_blank(int c) { return c == ' ' || c == '\t'; }
 bool is_digit(int c) { return c >= '0' && c <= '9'; }
 
-int hex_value(int c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return 0;
-}
 
 // open_file: open for reading with a service set, log the outcome and store
 // 8 in the handle when it fails.
@@ -300,7 +294,7 @@ VLS_API int _vl_skip_nl(void *stream) {
   return 0;
 }
 
-VLS_API int _vl_get_hex_digit(void *stream) { return hex_value(_vl_ext_getc(stream)); }
+VLS_API int _vl_get_hex_digit(void *stream) { return vls::hex_value(_vl_ext_getc(stream)); }
 
 VLS_API int _vl_get_hex_byte(void *stream) {
   int hi = _vl_get_hex_digit(stream);

@@ -243,10 +243,11 @@ VLS_API int get_dl_name(void *file, const char *directory, char **name, int32_t 
 
 // ---- binding --------------------------------------------------------------
 
-VLS_API void vl_usevlu(int32_t value) {
+VLS_API int vl_usevlu(int32_t value) {
   vl_message("vl_usevlu: Begin");
   vlu_capable = value;
   vl_message("vl_usevlu: exit");
+  return 0;
 }
 
 VLS_API int vl_init_vlu_dll(void *handle) {

@@ -301,6 +301,7 @@ struct vl_locale_t {
   /* Held beside the documented record. */
   multi_t *coll_rows;                /* character to collation row */
   void *fgetwcs_scratch;             /* scratch of the stream reader */
+  int32_t case_pair_count;           /* rows 1..count of ctype.case_pairs */
 };
 
 /* The two process-wide handles handed out when a handle cannot come into
@@ -321,6 +322,42 @@ VLS_API void set_collation_fp(vl_locale_t *handle);
 VLS_API void vl_free_category(vl_locale_t *handle, int category);
 VLS_API void vl_lc_unload(vl_locale_t *handle);
 VLS_API void vl_free_nonshared_loc(vl_locale_t *handle);
+
+/* Loading locales from ".lco" files. The string returned by vl_setlocale_4
+ * is freed with vl_destroystring. */
+VLS_API int vl_createlocale_4(vl_locale_t **handle);
+VLS_API int vl_createlocale2_4(vl_locale_t **handle, const char *directory);
+VLS_API char *vl_setlocale_4(vl_locale_t *handle, int category, const char *specification);
+VLS_API int vl_lc_load(vl_locale_t **handle, const char *specification, const char *registry,
+                       const char *directory);
+VLS_API int vl_copy_cat(vl_locale_t *target, vl_locale_t *source, int category);
+VLS_API void vl_destroystring(char *string);
+VLS_API int update_locale(vl_locale_t *handle);
+VLS_API int init_locale_info(vl_locale_t *handle);
+
+/* The steps of a load, for tools and tests. `codeset` holds 21 bytes;
+ * `name` 33; `result` of query_locname at least 311. */
+VLS_API int read_file_header(void *stream, char *codeset, int *code);
+VLS_API int read_locale_file(void *stream, vl_locale_t *handle);
+VLS_API int read_one_category(vl_locale_t *handle, int category, void *stream);
+VLS_API int verify_codesets(vl_locale_t *handle, int category);
+VLS_API int check_codesets(vl_locale_t *handle);
+VLS_API int load_category(vl_locale_t *handle, int category, const char *specification, char *name,
+                          const char *directory);
+VLS_API int load_native_category(vl_locale_t *handle, int category, char *name, const char *directory);
+VLS_API char *set_categories(vl_locale_t *handle, int category, const char *specification,
+                             const char *directory);
+VLS_API void query_locname(vl_locale_t *handle, int category, char *result, size_t size);
+
+/* Language information. */
+enum {
+  VL_YESSTR = 57,
+  VL_NOSTR = 58,
+  VL_YESEXPR = 71,
+  VL_NOEXPR = 72
+};
+/* The text of an item, or "" for an item the locale does not hold. */
+VLS_API const char *vl_nl_langinfo(vl_locale_t *handle, int item);
 
 VLS_API int vl_full_mblen(vl_locale_t *handle, const char *string, int32_t limit);
 VLS_API int _kvx_vl_full_mblen(vl_locale_t *handle, const char *string, int32_t limit);

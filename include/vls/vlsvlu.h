@@ -177,8 +177,9 @@ VLS_API extern int32_t (*fn_vlu_setMessageSubLevel)(int32_t sublevel);
 /* ---- binding ----------------------------------------------------------- */
 
 /* Declares the process capable of using the bridge (1, or 2 to allow a
- * fallback when the library won't load); any other value forbids it. */
-VLS_API void vl_usevlu(int32_t value);
+ * fallback when the library won't load); any other value forbids it.
+ * Always 0. */
+VLS_API int vl_usevlu(int32_t value);
 /* Loads and binds the libraries named in vls/etc/32-dllregistry.34 when
  * "VL_USEVLU" asks for it. `handle`: any record that begins with a 32-bit
  * error number. 0, or -1 with the reason stored. */
