@@ -149,10 +149,103 @@ int finish(decimal_t *result, int sign, int exponent, const unsigned char *p, in
   return 0;
 }
 
+/* The digit bytes of a 16-byte block (hi, lo) moved `at` bytes to the right
+ * in a frame of three words. */
+inline void place(uint64_t hi, uint64_t lo, int at, uint64_t *w) {
+  uint64_t a = hi, b = lo, c = 0;
+  int bits = 8 * at;
+  while (bits >= 64) {
+    c = b;
+    b = a;
+    a = 0;
+    bits -= 64;
+  }
+  if (bits != 0) {
+    c = (c >> bits) | (b << (64 - bits));
+    b = (b >> bits) | (a << (64 - bits));
+    a >>= bits;
+  }
+  w[0] = a;
+  w[1] = b;
+  w[2] = c;
+}
+
+/* finish() for a frame held in three words, zero past its digits. */
+int finish_frame(decimal_t *result, int sign, int exponent, uint64_t *w) {
+  int first, last;
+  if (w[0] != 0)
+    first = __builtin_clzll(w[0]) >> 3;
+  else if (w[1] != 0)
+    first = 8 + (__builtin_clzll(w[1]) >> 3);
+  else if (w[2] != 0)
+    first = 16 + (__builtin_clzll(w[2]) >> 3);
+  else {
+    set_zero(result);
+    return 0;
+  }
+  if (w[2] != 0)
+    last = 23 - (__builtin_ctzll(w[2]) >> 3);
+  else if (w[1] != 0)
+    last = 15 - (__builtin_ctzll(w[1]) >> 3);
+  else
+    last = 7 - (__builtin_ctzll(w[0]) >> 3);
+  int count = last - first + 1;
+  exponent -= first;
+  /* Bring the first digit to the front. */
+  int bits = 8 * first;
+  while (bits >= 64) {
+    w[0] = w[1];
+    w[1] = w[2];
+    w[2] = 0;
+    bits -= 64;
+  }
+  if (bits != 0) {
+    w[0] = (w[0] << bits) | (w[1] >> (64 - bits));
+    w[1] = (w[1] << bits) | (w[2] >> (64 - bits));
+    w[2] <<= bits;
+  }
+  if (count > DEC_MAX_DIGITS) {
+    /* Round half up on the 17th byte; trailing zeros stay. */
+    if ((w[2] >> 56) > 49) {
+      unsigned carry = 0;
+      w[1] = add_words(w[1], 1, carry);
+      w[0] = add_words(w[0], 0, carry);
+      if (carry) {
+        w[0] = 1ull << 56;
+        ++exponent;
+      }
+    }
+    count = DEC_MAX_DIGITS;
+  }
+  store_be(result->digits, w[0]);
+  store_be(result->digits + 8, w[1]);
+  result->digit_count = (int16_t)count;
+  result->sign = (uint16_t)sign;
+  if (exponent < DEC_MIN_EXPONENT) {
+    result->exponent = DEC_MIN_EXPONENT;
+    return DEC_E_UNDERFLOW;
+  }
+  if (exponent > DEC_MAX_EXPONENT) {
+    result->exponent = DEC_MAX_EXPONENT;
+    return DEC_E_OVERFLOW;
+  }
+  result->exponent = (int16_t)exponent;
+  return 0;
+}
+
+/* The 16 digit bytes of `d` as two words, zero past `count`. */
+inline void digit_words(const decimal_t *d, int count, uint64_t *hi, uint64_t *lo) {
+  uint64_t h = load_be(d->digits), l = load_be(d->digits + 8);
+  if (count < 16) l = count <= 8 ? 0 : l & (~0ull << (8 * (16 - count)));
+  if (count < 8) h &= count <= 0 ? 0 : ~0ull << (8 * (8 - count));
+  *hi = h;
+  *lo = l;
+}
+
 /* Adds or subtracts |small| to or from |big|, which is at least as large,
  * in a frame of at most 17 digit bytes behind a carry byte; digits of
  * `small` that fall outside the frame are ignored.  The result takes big's
- * sign. */
+ * sign.  The frame lives in three words: big-endian bytes 0 to 23. */
 int decadsb(const decimal_t *big, const decimal_t *small, decimal_t *result, bool subtract) {
   const int shift = big->exponent - small->exponent;
   const int bn = count_of(big), sn = count_of(small);
@@ -163,22 +256,17 @@ int decadsb(const decimal_t *big, const decimal_t *small, decimal_t *result, boo
   if (n > sn) n = sn;
   if (shift < 0) n = 0; /* cannot happen when |big| >= |small| */
 
-  /* Frame: carry byte, big's digits, zeros; three words and room behind. */
-  unsigned char work[48], other[48];
-  memset(work, 0, sizeof work);
-  memcpy(work + 1, big->digits, DEC_MAX_DIGITS);
-  memset(work + 1 + bn, 0, DEC_MAX_DIGITS);
+  uint64_t hi, lo, w[3];
+  digit_words(big, bn, &hi, &lo);
+  place(hi, lo, 1, w);
   if (n >= 1) {
-    memset(other, 0, sizeof other);
-    memcpy(other + 1 + shift, small->digits, DEC_MAX_DIGITS);
-    memset(other + 1 + shift + n, 0, DEC_MAX_DIGITS);
+    uint64_t v[3];
+    digit_words(small, n, &hi, &lo);
+    place(hi, lo, 1 + shift, v);
     unsigned carry = 0;
-    for (int w = 16; w >= 0; w -= 8) {
-      const uint64_t x = load_be(work + w), y = load_be(other + w);
-      store_be(work + w, subtract ? sub_words(x, y, carry) : add_words(x, y, carry));
-    }
+    for (int i = 2; i >= 0; --i) w[i] = subtract ? sub_words(w[i], v[i], carry) : add_words(w[i], v[i], carry);
   }
-  return finish(result, big->sign, big->exponent + 1, work, width);
+  return finish_frame(result, big->sign, big->exponent + 1, w);
 }
 
 int add_signed(const decimal_t *a, const decimal_t *b, unsigned b_sign, decimal_t *result) {
@@ -190,15 +278,6 @@ int add_signed(const decimal_t *a, const decimal_t *b, unsigned b_sign, decimal_
     return decadsb(&big, a, result, subtract);
   }
   return decadsb(a, b, result, subtract);
-}
-
-/* The 16 digit bytes of `d` as two words, zero past digit_count. */
-inline void digit_words(const decimal_t *d, int count, uint64_t *hi, uint64_t *lo) {
-  uint64_t h = load_be(d->digits), l = load_be(d->digits + 8);
-  if (count < 16) l = count <= 8 ? 0 : l & (~0ull << (8 * (16 - count)));
-  if (count < 8) h &= count <= 0 ? 0 : ~0ull << (8 * (8 - count));
-  *hi = h;
-  *lo = l;
 }
 
 /* Eight base-100 bytes as two base-10^8 limbs, high limb first. */
@@ -270,6 +349,7 @@ void divide_bytewise(const decimal_t *a, const decimal_t *b, int est, unsigned c
   }
 }
 
+#if !defined(__x86_64__)
 /* The same quotient bytes, computed in base 10000.  With a leading divisor
  * byte of at least 1 every bytewise estimate is at most one too large, so
  * the bytewise division yields exactly the truncated quotient; so does this,
@@ -327,6 +407,91 @@ void divide_limbs(const decimal_t *a, const decimal_t *b, unsigned char *quotien
   }
   limbs_to_digits(ql, 9, quotient);
 }
+
+#endif
+
+#if defined(__x86_64__)
+/* The same quotient again, in base 10^8 with 64-bit arithmetic: five
+ * quotient limbs (20 bytes, of which the first 18 count) from a dividend of
+ * the remainder bytes and two more zero bytes.  Each limb is estimated in
+ * floating point, which may be one off either way, and then made exact. */
+constexpr int64_t kBase8 = 100000000;
+
+/* r[0..m] -= q * d[0..m-1], d aligned with r[1..m]. */
+inline void sub_multiple(int64_t *r, const uint32_t *d, int m, int64_t q) {
+  constexpr uint64_t kBias = (uint64_t)kBase8 * (kBase8 + 2);
+  int64_t borrow = 0;
+  for (int k = m - 1; k >= 0; --k) {
+    const uint64_t t = (uint64_t)(r[1 + k] - q * d[k] + borrow) + kBias;
+    const uint64_t h = t / kBase8;
+    r[1 + k] = (int64_t)(t - h * kBase8);
+    borrow = (int64_t)h - (kBase8 + 2);
+  }
+  r[0] += borrow;
+}
+
+inline void add_once(int64_t *r, const uint32_t *d, int m) {
+  int64_t carry = 0;
+  for (int k = m - 1; k >= 0; --k) {
+    int64_t t = r[1 + k] + d[k] + carry;
+    carry = t >= kBase8;
+    r[1 + k] = carry ? t - kBase8 : t;
+  }
+  r[0] += carry;
+}
+
+/* Whether the window r[0..m] is at least d. */
+inline bool at_least(const int64_t *r, const uint32_t *d, int m) {
+  if (r[0] != 0) return r[0] > 0;
+  for (int k = 0; k < m; ++k)
+    if (r[1 + k] != d[k]) return r[1 + k] > d[k];
+  return true;
+}
+
+void divide_wide(const decimal_t *a, const decimal_t *b, unsigned char *quotient) {
+  const int an = count_of(a), bn = count_of(b);
+  uint64_t bh, bl;
+  digit_words(b, bn, &bh, &bl);
+  uint32_t d[5];
+  word_limbs(bh, d);
+  word_limbs(bl, d + 2);
+  d[4] = 0;
+  const int m = (bn + 3) / 4;
+
+  unsigned char bytes[48];
+  memset(bytes, 0, sizeof bytes);
+  memcpy(bytes + 1, a->digits, DEC_MAX_DIGITS);
+  memset(bytes + 1 + an, 0, DEC_MAX_DIGITS);
+  int64_t r[12];
+  for (int w = 0; w < 6; ++w) {
+    uint32_t pair[2];
+    word_limbs(load_be(bytes + 8 * w), pair);
+    r[2 * w] = pair[0];
+    r[2 * w + 1] = pair[1];
+  }
+
+  const double inverse = 1.0 / ((double)d[0] * 1e8 + (double)d[1]);
+  uint32_t ql[5];
+  for (int j = 0; j < 5; ++j) {
+    int64_t *w = r + j;
+    const double top = (double)w[0] * 1e16 + (double)w[1] * 1e8 + (double)w[2];
+    int64_t q = (int64_t)(top * inverse);
+    if (q > 0) sub_multiple(w, d, m, q);
+    while (w[0] < 0) {
+      add_once(w, d, m);
+      --q;
+    }
+    while (at_least(w, d, m)) {
+      sub_multiple(w, d, m, 1);
+      ++q;
+    }
+    ql[j] = (uint32_t)q;
+  }
+  unsigned char wide[20];
+  for (int j = 0; j < 5; ++j) limb_bytes(ql[j], wide + 4 * j);
+  memcpy(quotient, wide, 18);
+}
+#endif
 
 }  // namespace
 
@@ -456,7 +621,11 @@ int decdiv(const decimal_t *a, const decimal_t *b, decimal_t *result) {
   unsigned char quotient[18 + 16];
   memset(quotient + 18, 0, 16);
   if (b->digits[0] >= 1 && b->digits[0] <= 99) {
+#if defined(__x86_64__)
+    divide_wide(a, b, quotient);
+#else
     divide_limbs(a, b, quotient);
+#endif
   } else {
     /* A divisor that was not normalised: its leading bytes give the
      * estimator, whatever they are. */

@@ -689,7 +689,7 @@ def main():
     ap = argparse.ArgumentParser()
     ap.add_argument("--driver", required=True)
     ap.add_argument("--seed", type=int, default=20240611)
-    ap.add_argument("--count", type=int, default=1500)
+    ap.add_argument("--count", type=int, default=3000)
     args = ap.parse_args()
 
     rng = random.Random(args.seed)

@@ -26,12 +26,13 @@ struct Handle {
 enum : uint16_t { kUpper = 1, kLower = 2, kDigit = 4 };
 
 // Replaces the handle's LC_CTYPE trees.
-void install_ctype(vl_locale_t *h, multi_t *ctype, multi_t *cases, vl_case_pair *pairs) {
+void install_ctype(vl_locale_t *h, multi_t *ctype, multi_t *cases, vl_case_pair *pairs, int32_t npairs = 0) {
   _vl_free_multi(h->ctype.ctype_tree);
   _vl_free_multi(h->ctype.case_tree);
   h->ctype.ctype_tree = ctype;
   h->ctype.case_tree = cases;
   h->ctype.case_pairs = pairs;
+  h->case_pair_count = npairs;
 }
 
 // A Latin-1-like single-byte LC_CTYPE with ASCII case pairs.
@@ -52,7 +53,7 @@ void latin1(vl_locale_t *h) {
     _vl_insert_desc_multi(&u, &i, c);
     _vl_insert_desc_multi(&l, &i, c);
   }
-  install_ctype(h, t, c, pairs);
+  install_ctype(h, t, c, pairs, 26);
 }
 
 // An EUC-like multibyte LC_CTYPE: ASCII and 0xA1..0xFE pairs.

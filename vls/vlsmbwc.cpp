@@ -30,6 +30,11 @@ inline void *bridge_locale(const vl_locale_t *h) { return h->bridge_locale[kCtyp
 inline const unsigned char *ubytes(const char *s) { return reinterpret_cast<const unsigned char *>(s); }
 inline const char *cbytes(const unsigned char *s) { return reinterpret_cast<const char *>(s); }
 
+// vl_mb_loc_min without a call for a native locale.
+inline int32_t loc_min(vl_locale_t *h) {
+  return bridged(h) ? vl_mb_loc_min(h) : h->ctype.ctype_tree->min_length;
+}
+
 inline int fail(vl_locale_t *h, uint32_t code) {
   vls::set_error(h, code);
   return -1;
@@ -187,7 +192,7 @@ VLS_API int _kvx_vl_full_mbtowc(vl_locale_t *h, vl_wchar *wide, const char *stri
     // The character must end before the terminator.
     const int bytes = vl_mbsbytes(h, string);
     if (bytes <= 0) return -1;
-    limit = bytes - vl_mb_loc_min(h);
+    limit = bytes - loc_min(h);
   }
   if (limit <= 0) return fail(h, VL_EINVAL);
   const Walk w = walk(h->ctype.ctype_tree, ubytes(string), limit);
@@ -247,7 +252,7 @@ VLS_API int vl_mbsbytes(vl_locale_t *h, const char *string) {
     if (len < 0) return 0;
     n = static_cast<size_t>(p - ubytes(string));
   }
-  return static_cast<int>(n) + vl_mb_loc_min(h);
+  return static_cast<int>(n) + loc_min(h);
 }
 
 VLS_API int vl_mbsbytes_nt(vl_locale_t *h, const char *string) {
@@ -256,7 +261,7 @@ VLS_API int vl_mbsbytes_nt(vl_locale_t *h, const char *string) {
   if (bridged(h)) return vl_mbsbytes(h, string) - 1;
   if (h->single_byte) return static_cast<int>(strlen(string));
   const multi_t *tree = h->ctype.ctype_tree;
-  const int32_t min = vl_mb_loc_min(h);
+  const int32_t min = loc_min(h);
   const unsigned char *s = ubytes(string), *p = s;
   for (;;) {
     // The terminator's bytes must themselves walk as a character.
@@ -269,20 +274,36 @@ VLS_API int vl_mbsbytes_nt(vl_locale_t *h, const char *string) {
 
 VLS_API int vl_ismbsterm(vl_locale_t *h, const char *position) {
   if (!position) return 1;
-  return at_terminator(ubytes(position), vl_mb_loc_min(h)) ? 1 : 0;
+  return at_terminator(ubytes(position), loc_min(h)) ? 1 : 0;
 }
 
 VLS_API int vl_mbsterm(vl_locale_t *h, char *position) {
-  const int min = vl_mb_loc_min(h);
+  const int min = loc_min(h);
   if (position && min > 0) memset(position, 0, static_cast<size_t>(min));
   return min;
 }
 
 VLS_API int _kvx_vl_im_mbfslen(vl_locale_t *h, const char *string, int32_t length) {
+  if (length == -1 && string && !bridged(h)) {
+    // One byte a character up to the terminator.
+    if (h->single_byte) return static_cast<int>(strlen(string));
+    // One pass: measuring the string first and counting up to that end
+    // walks the same characters twice with the same outcome.
+    const multi_t *tree = h->ctype.ctype_tree;
+    const unsigned char *p = ubytes(string);
+    int count = 0;
+    for (;;) {
+      const Walk w = walk(tree, p, kMaxChar);
+      if (w.len < 0) return fail(h, VL_EILSEQ);
+      if (!w.value) return count;
+      ++count;
+      p += w.len;
+    }
+  }
   if (length == -1) {
     // A failed measure (or a null string) leaves a negative length: no
     // character can end exactly there.
-    length = vl_mbsbytes(h, string) - vl_mb_loc_min(h);
+    length = vl_mbsbytes(h, string) - loc_min(h);
     if (length < 0) return fail(h, VL_EILSEQ);
   } else if (length < -1) {
     return fail(h, VL_EBADARG);
@@ -291,7 +312,7 @@ VLS_API int _kvx_vl_im_mbfslen(vl_locale_t *h, const char *string, int32_t lengt
   }
   // One byte a character; a NUL advances by the shortest length, one.
   if (h->single_byte) return length;
-  const int32_t min = vl_mb_loc_min(h);
+  const int32_t min = loc_min(h);
   const bool bridge = bridged(h);
   const multi_t *tree = h->ctype.ctype_tree;
   const unsigned char *p = ubytes(string), *end = p + length;
@@ -328,11 +349,10 @@ VLS_API int _kvx_vl_is_mbfstowcfs(vl_locale_t *h, vl_wchar *target, const char *
   const unsigned char *s = ubytes(source);
   if (length == -1) {
     // The zero byte is copied too but not counted.
-    for (int32_t i = 0; i < capacity; ++i) {
-      target[i] = s[i];
-      if (!s[i]) return i;
-    }
-    return capacity;
+    const int32_t n = static_cast<int32_t>(strnlen(source, static_cast<size_t>(capacity)));
+    const int32_t copy = n < capacity ? n + 1 : n;
+    for (int32_t i = 0; i < copy; ++i) target[i] = s[i];
+    return n;
   }
   const int32_t n = length < capacity ? length : capacity;
   for (int32_t i = 0; i < n; ++i) target[i] = s[i];

@@ -285,7 +285,7 @@ struct Scanner {
   bool flag_runs(unsigned char *flags, int32_t *leads) {
     int first, length, repeat;
     while (run_header(first, length, repeat)) {
-      if (first + length * repeat > kTableSize) return fail(VL_ENOMEM);
+      if (length > kTableSize || first + length * repeat > kTableSize) return fail(VL_ENOMEM);
       unsigned char values[kTableSize];
       for (int i = 0; i < length; ++i) values[i] = static_cast<unsigned char>(_vl_get_hex_byte(stream));
       if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
@@ -302,7 +302,7 @@ struct Scanner {
     size_t rb = row_bytes(tree);
     int first, length, repeat;
     while (run_header(first, length, repeat)) {
-      if (first + length * repeat > kTableSize) return fail(VL_ENOMEM);
+      if (length > kTableSize || first + length * repeat > kTableSize) return fail(VL_ENOMEM);
       for (int i = 0; i < length; ++i)
         if (reader && reader(stream, scratch + i * rb, tree->data_size) < 0) return fail(VL_ENOMEM);
       if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);

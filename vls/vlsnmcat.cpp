@@ -143,11 +143,17 @@ VLS_API void free_vlconv_monetary(vlconv *c) {
 
 VLS_API vlconv *vl_localeconv(vl_locale_t *h) { return &h->vlconv; }
 
-// ---- section readers ----------------------------------------------------------
+// ---- section readers ------------------------------------------------------------
+
+static constexpr int32_t kMaxLocaleString = 1 << 20;
 
 VLS_API char *str_readallc(void *stream, int32_t *err) {
   int32_t count = _vl_get_int(stream);
   if (count < 0) count = 0;  // the compiler never writes one
+  if (count > kMaxLocaleString) {  // no locale string comes near this: damage
+    *err = VL_ENOMEM;
+    return nullptr;
+  }
   _vl_skip_space_if_needed(stream);
   char *block = static_cast<char *>(_vl_alloc_ptr(static_cast<size_t>(count) + 4));
   if (!block) {

@@ -7,6 +7,9 @@
 #include <vls/vlsmbwc.h>
 #include <vls/vlsmulti.h>
 #include <vls/vlsext.h>
+#include <vls/vlsio.h>
+#include <vls/vlsstr.h>
+#include <vls/vlsmulti.h>
 #include <vls/vlsutils.h>
 #include <vls/vlsspec.h>
 #include <vls/vlsvlu.h>
