@@ -1,4 +1,5 @@
 /* Every public header compiles as C11 and the library links. */
+#include <vls/libvls.h>
 #include <vls/vls.h>
 #include <vls/vlscat.h>
 #include <vls/vlscoll.h>

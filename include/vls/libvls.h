@@ -1,0 +1,17 @@
+/* libvls: every public header at once. */
+#ifndef VLS_LIBVLS_H
+#define VLS_LIBVLS_H
+
+#include <vls/vls.h>
+#include <vls/vlscat.h>
+#include <vls/vlscoll.h>
+#include <vls/vlsctype.h>
+#include <vls/vlscv.h>
+#include <vls/vlsio.h>
+#include <vls/vlsmbwc.h>
+#include <vls/vlsspec.h>
+#include <vls/vlsstr.h>
+#include <vls/vlsvlu.h>
+#include <vls/decimal.h>
+
+#endif
