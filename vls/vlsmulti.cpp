@@ -381,7 +381,7 @@ struct Scanner {
     if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
     // A tree holds at most one distinct array per node; far more than any
     // codeset needs, far less than a damaged count could ask for.
-    constexpr int32_t kMaxArrays = 1 << 20;
+    constexpr int32_t kMaxArrays = 1 << 16;
     if (nflags < 0 || ndata < 0 || nflags > kMaxArrays || ndata > kMaxArrays) return fail(VL_ENOMEM);
     multi_t *t = tree;
     t->flag_arrs = vls::alloc_array<unsigned char *>(nflags > 0 ? nflags : 1);
@@ -394,6 +394,7 @@ struct Scanner {
     _vl_free_ptr(t->root->flags);
     t->root->flags = nullptr;
     for (int32_t i = 0; i < nflags; ++i) {
+      if (_vl_ext_feof(stream)) return fail(VL_ENOMEM);  // the text ran out: no more arrays
       unsigned char *f = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
       if (!f) return fail(VL_ENOMEM);
       memset(f, 0, kTableSize);
@@ -403,6 +404,7 @@ struct Scanner {
       if (!flag_runs(f, &t->flag_next_counts[i])) return false;
     }
     for (int32_t i = 0; i < ndata; ++i) {
+      if (_vl_ext_feof(stream)) return fail(VL_ENOMEM);
       unsigned char *d = static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t)));
       if (!d) return fail(VL_ENOMEM);
       size_t rb = row_bytes(t);

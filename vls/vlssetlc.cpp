@@ -9,6 +9,7 @@
 #include <vls/vlscoll.h>
 #include <vls/vlsctype.h>
 #include <vls/vlsspec.h>
+#include <vls/vlstime.h>
 #include <vls/vlsmbwc.h>
 #include <vls/vlsvlu.h>
 
@@ -337,7 +338,7 @@ VLS_API void vl_free_category(vl_locale_t *h, int category) {
       free_vlconv_monetary(&h->vlconv);
       break;
     case VL_LC_TIME:
-      free_ltime(&h->time);
+      free_ltime(h, &h->time);
       break;
     case VL_LC_MESSAGES:
       free_messages(&h->nmm);
@@ -361,6 +362,10 @@ VLS_API void vl_free_nonshared_loc(vl_locale_t *h) {
   free_derived_tables(h);
   free_vlconv_monetary(&h->vlconv);
   free_vlconv_numeric(&h->vlconv);
+  if (h->time.era_info) {  // the era records are private to each handle
+    era_cleanup(h->time.era_info, h->time.era_count);
+    h->time.era_info = nullptr;
+  }
   _vl_free_ptr(h);
 }
 

@@ -11,6 +11,7 @@
 #include <vls/vlsmbwc.h>
 #include <vls/vlsspec.h>
 #include <vls/vlsstr.h>
+#include <vls/vlstime.h>
 #include <vls/vlsvlu.h>
 #include <vls/decimal.h>
 

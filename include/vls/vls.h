@@ -349,10 +349,79 @@ VLS_API char *set_categories(vl_locale_t *handle, int category, const char *spec
                              const char *directory);
 VLS_API void query_locname(vl_locale_t *handle, int category, char *result, size_t size);
 
-/* Language information. */
+/* Language information: item numbers of vl_nl_langinfo.
+ *   1-7    abbreviated day names, weekday 0 (Sunday) to 6
+ *   8-14   full day names, weekday 0 to 6
+ *   15-27  abbreviated month names 1 to 13 (13 for calendars that have it)
+ *   28-40  full month names 1 to 13
+ *   41-53  time texts: AM, PM, formats, eras, alternative digits, the
+ *          calendar name and the name of the file that filled LC_TIME
+ *   54-56  numeric and monetary texts
+ *   57-58  yes and no words, 59 the codeset name of LC_CTYPE
+ *   71-72  yes and no expressions
+ * VL_ERA gives all era definitions and VL_ALT_DIGITS all alternative digit
+ * texts, each joined by line feeds. The latter is made together with the
+ * eras, so a locale without eras answers "" for it. */
 enum {
+  VL_ABDAY_1 = 1,
+  VL_ABDAY_2 = 2,
+  VL_ABDAY_3 = 3,
+  VL_ABDAY_4 = 4,
+  VL_ABDAY_5 = 5,
+  VL_ABDAY_6 = 6,
+  VL_ABDAY_7 = 7,
+  VL_DAY_1 = 8,
+  VL_DAY_2 = 9,
+  VL_DAY_3 = 10,
+  VL_DAY_4 = 11,
+  VL_DAY_5 = 12,
+  VL_DAY_6 = 13,
+  VL_DAY_7 = 14,
+  VL_ABMON_1 = 15,
+  VL_ABMON_2 = 16,
+  VL_ABMON_3 = 17,
+  VL_ABMON_4 = 18,
+  VL_ABMON_5 = 19,
+  VL_ABMON_6 = 20,
+  VL_ABMON_7 = 21,
+  VL_ABMON_8 = 22,
+  VL_ABMON_9 = 23,
+  VL_ABMON_10 = 24,
+  VL_ABMON_11 = 25,
+  VL_ABMON_12 = 26,
+  VL_ABMON_13 = 27,
+  VL_MON_1 = 28,
+  VL_MON_2 = 29,
+  VL_MON_3 = 30,
+  VL_MON_4 = 31,
+  VL_MON_5 = 32,
+  VL_MON_6 = 33,
+  VL_MON_7 = 34,
+  VL_MON_8 = 35,
+  VL_MON_9 = 36,
+  VL_MON_10 = 37,
+  VL_MON_11 = 38,
+  VL_MON_12 = 39,
+  VL_MON_13 = 40,
+  VL_AM_STR = 41,
+  VL_PM_STR = 42,
+  VL_D_T_FMT = 43,
+  VL_D_FMT = 44,
+  VL_T_FMT = 45,
+  VL_T_FMT_AMPM = 46,
+  VL_ERA = 47,
+  VL_ERA_D_FMT = 48,
+  VL_ERA_T_FMT = 49,
+  VL_ERA_D_T_FMT = 50,
+  VL_ALT_DIGITS = 51,
+  VL_CALENDAR = 52,    /* "gregorian", "hebrew", "islamic" or "arabic" */
+  VL_TIME_LOCALE = 53, /* locale_names row of LC_TIME */
+  VL_RADIXCHAR = 54,   /* decimal_point */
+  VL_THOUSEP = 55,     /* thousands_sep */
+  VL_CRNCYSTR = 56,    /* currency_symbol */
   VL_YESSTR = 57,
   VL_NOSTR = 58,
+  VL_CODESET = 59,     /* codeset_names row of LC_CTYPE */
   VL_YESEXPR = 71,
   VL_NOEXPR = 72
 };

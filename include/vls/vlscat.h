@@ -46,7 +46,7 @@ VLS_API int alloc_wc_from_mb(vl_locale_t *handle, const char *mb, vl_wchar **wid
 
 /* time */
 VLS_API void _vl_init_ltime(time_category *time);
-VLS_API void free_ltime(time_category *time);
+VLS_API void free_ltime(vl_locale_t *handle, time_category *time);
 
 VLS_END_DECLS
 

@@ -1,5 +1,7 @@
 #include "lcofix.h"
 
+#include "timefix.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -271,7 +273,7 @@ std::string lco_header(const std::string &codeset, const std::vector<std::string
 std::string lco_text(const LocaleFile &f) {
   return lco_header(f.ctype.codeset, f.info) + "### LC_CTYPE\n" + ctype_section(f.ctype) + "### LC_COLLATE\n" +
          "### LC_NUMERIC\n" + numeric_section(f.numeric) + "### LC_MONETARY\n" + monetary_section(f.monetary) +
-         "### LC_TIME\n" + "### LC_MESSAGES\n" + messages_section(f.messages);
+         "### LC_TIME\n" + time_section(TimeSpec{}) + "### LC_MESSAGES\n" + messages_section(f.messages);
 }
 
 std::string category_text(const std::string &codeset, int category, const std::string &section) {
