@@ -1,0 +1,94 @@
+// vls-localedef: the locale compiler's command line.
+//
+//   vls-localedef -i SOURCE -f CHARMAP [-I DIR]... [--charmaps DIR]...
+//                 [--codeset NAME] [--registry FILE] [-u] [-v|-q] OUTPUT
+#include <cstring>
+#include <iostream>
+#include <new>
+
+#include "ldef.h"
+
+namespace {
+
+void usage(std::ostream &o) {
+  o << "usage: vls-localedef -i SOURCE -f CHARMAP [options] OUTPUT\n"
+       "  -i SOURCE        locale source: a path, or a name found in the -I directories\n"
+       "                   and then in /usr/share/i18n/locales\n"
+       "  -f CHARMAP       charmap: a path, or a name (plain or .gz) found in the\n"
+       "                   --charmaps directories and then in /usr/share/i18n/charmaps\n"
+       "  -I DIR           a further directory for locale sources (and their copies)\n"
+       "  --charmaps DIR   a further directory for charmaps\n"
+       "  --codeset NAME   the library's name of the codeset, for charmaps the\n"
+       "                   built-in table does not know\n"
+       "  --registry FILE  check the codeset name, and the output's ll_tt/xxxx.lco\n"
+       "                   name, against this registry\n"
+       "  -u               write the trees uncompressed\n"
+       "  -v               report dropped characters and classes\n"
+       "  -q               no warnings\n"
+       "  OUTPUT           the .lco file to write\n";
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  ldef::CompileOptions opt;
+  try {
+    for (int i = 1; i < argc; ++i) {
+      std::string a = argv[i];
+      auto value = [&](const char *what) -> std::string {
+        // Both "-i X" and "-iX" (and "--opt=X") are taken.
+        size_t eq = a.find('=');
+        if (a.compare(0, 2, "--") == 0 && eq != std::string::npos) return a.substr(eq + 1);
+        if (a.compare(0, 2, "--") != 0 && a.size() > 2) return a.substr(2);
+        if (i + 1 >= argc) throw ldef::Error(std::string("option ") + what + " needs a value");
+        return argv[++i];
+      };
+      auto is = [&](const char *opt_name) {
+        size_t n = strlen(opt_name);
+        if (a.compare(0, n, opt_name) != 0) return false;
+        if (opt_name[1] == '-') return a.size() == n || a[n] == '=';
+        return true;
+      };
+      if (a == "-h" || a == "--help") {
+        usage(std::cout);
+        return 0;
+      } else if (a == "-v") {
+        ldef::g_verbose = true;
+      } else if (a == "-q") {
+        ldef::g_quiet = true;
+      } else if (a == "-u") {
+        opt.uncompressed = true;
+      } else if (is("--charmaps")) {
+        opt.charmap_dirs.push_back(value("--charmaps"));
+      } else if (is("--codeset")) {
+        opt.codeset = value("--codeset");
+      } else if (is("--registry")) {
+        opt.registry = value("--registry");
+      } else if (is("-i")) {
+        opt.locale = value("-i");
+      } else if (is("-f")) {
+        opt.charmap = value("-f");
+      } else if (is("-I")) {
+        opt.include_dirs.push_back(value("-I"));
+      } else if (a.size() > 1 && a[0] == '-') {
+        throw ldef::Error("unknown option " + a);
+      } else if (opt.output.empty()) {
+        opt.output = a;
+      } else {
+        throw ldef::Error("more than one output given");
+      }
+    }
+    if (opt.locale.empty() || opt.charmap.empty() || opt.output.empty()) {
+      usage(std::cerr);
+      return 2;
+    }
+    ldef::compile(opt);
+  } catch (const std::bad_alloc &) {
+    std::cerr << "vls-localedef: out of memory\n";
+    return 1;
+  } catch (const std::exception &e) {
+    std::cerr << "vls-localedef: " << e.what() << "\n";
+    return 1;
+  }
+  return 0;
+}
