@@ -297,27 +297,11 @@ inline void limb_bytes(uint32_t v, unsigned char *p) {
   p[3] = (unsigned char)(lo % 100);
 }
 
-/* Byte string of base-100 digits from base-10000 limbs. */
-inline void limbs_to_digits(const uint32_t *limbs, int nlimbs, unsigned char *digits) {
-  for (int i = 0; i < nlimbs; ++i) {
-    digits[2 * i] = (unsigned char)(limbs[i] / 100);
-    digits[2 * i + 1] = (unsigned char)(limbs[i] % 100);
-  }
-}
-
-/* Base-10000 limbs of the digit bytes, padded on the right to an even
- * number of bytes.  Returns the number of limbs. */
-inline int digits_to_limbs(const unsigned char *digits, int count, uint32_t *limbs) {
-  int n = count / 2;
-  for (int i = 0; i < n; ++i) limbs[i] = digits[2 * i] * 100u + digits[2 * i + 1];
-  if (count & 1) limbs[n++] = digits[count - 1] * 100u;
-  return n;
-}
-
 /* Long division in base 100, one quotient byte per step, estimating each
  * byte from the leading three remainder bytes over the leading two divisor
  * bytes, with at most one correction.  Writes 18 quotient bytes. */
-void divide_bytewise(const decimal_t *a, const decimal_t *b, int est, unsigned char *quotient) {
+__attribute__((noinline)) void divide_bytewise(const decimal_t *a, const decimal_t *b, int est,
+                                               unsigned char *quotient) {
   const int an = count_of(a), bn = count_of(b);
   unsigned char rem[34 + 2];
   memset(rem, 0, sizeof rem);
@@ -349,149 +333,202 @@ void divide_bytewise(const decimal_t *a, const decimal_t *b, int est, unsigned c
   }
 }
 
-#if !defined(__x86_64__)
-/* The same quotient bytes, computed in base 10000.  With a leading divisor
- * byte of at least 1 every bytewise estimate is at most one too large, so
- * the bytewise division yields exactly the truncated quotient; so does this,
- * estimating each limb from three remainder limbs over two divisor limbs
- * (again at most one too large) and correcting once. */
-void divide_limbs(const decimal_t *a, const decimal_t *b, unsigned char *quotient) {
-  const int an = count_of(a), bn = count_of(b);
-  uint32_t dv[9];
-  const int m = digits_to_limbs(b->digits, bn, dv);
-  dv[m] = 0;
+/* ---- exact quotient in 128-bit arithmetic --------------------------------
+ *
+ * With a leading divisor byte of 1 to 99 and every digit byte at most 99,
+ * each bytewise estimate is never too small and at most one too large, so
+ * the single correction always lands on the true quotient byte: the 18
+ * bytes are then the truncated quotient Q = floor(A * 10^34 / B), A and B
+ * being the two 16-byte digit strings read as 32-digit integers (zero-filled
+ * on the right), 10^30 <= A, B < 10^32.
+ *
+ * Its first byte, floor(A / B), is zero exactly when A < B.  The 16 bytes
+ * that normalisation keeps are then K = floor(A' * 10^30 / B), A' being
+ * 100 A when A < B and A otherwise, and what follows them, the rounding
+ * byte and the byte after it, depends only on the remainder r of K:
+ * the 17th byte is floor(100 r / B), and the bytes after K are all zero
+ * exactly when r * 10^4 < B (or r * 100 < B, when only one byte follows).
+ *
+ * K is found as two halves of 16 digits, each from an estimate at most one
+ * off that is made exact against its remainder, kept modulo 2^128: the true
+ * remainder is then within a divisor of zero, so the wrapped value read as
+ * signed is the true one. */
 
-  /* Remainder: bytes 0, a's digits, zeros; 9 + m limbs and one spare. */
-  int32_t rem[9 + 8 + 2];
-  unsigned char bytes[2 * (9 + 8 + 2)];
-  memset(bytes, 0, sizeof bytes);
-  memcpy(bytes + 1, a->digits, (size_t)an);
-  const int rlimbs = 9 + m + 1;
-  for (int j = 0; j < rlimbs; ++j) rem[j] = bytes[2 * j] * 100 + bytes[2 * j + 1];
+#if defined(__SIZEOF_INT128__)
+__extension__ typedef unsigned __int128 u128;
 
-  const int64_t est = (int64_t)dv[0] * 10000 + dv[1];
-  const double inverse = 1.0 / (double)est;
-  uint32_t ql[9];
-  for (int j = 0; j < 9; ++j) {
-    /* floor(top / est); top < 10^12 is exact in a double. */
-    const int64_t top = (int64_t)rem[j] * 100000000 + (int64_t)rem[j + 1] * 10000 + rem[j + 2];
-    int32_t q = (int32_t)((double)top * inverse);
-    int64_t r = top - (int64_t)q * est;
-    if (r < 0) --q;
-    else if (r >= est) ++q;
-    if (q != 0) {
-      /* Each limb takes the borrow of the one after it; a bias keeps the
-       * division by 10000 on non-negative numbers. */
-      int32_t borrow = 0;
-      int32_t *row = rem + j + 1;
-      for (int k = m - 1; k >= 0; --k) {
-        const uint32_t t = (uint32_t)(row[k] - q * (int32_t)dv[k] + borrow + 100010000);
-        const uint32_t h = t / 10000;
-        row[k] = (int32_t)(t - h * 10000);
-        borrow = (int32_t)h - 10001;
-      }
-      int32_t lead = rem[j] + borrow;
-      if (lead < 0) {
-        --q;
-        int32_t carry = 0;
-        for (int k = m - 1; k >= 0; --k) {
-          int32_t t = row[k] + (int32_t)dv[k] + carry;
-          carry = t >= 10000;
-          row[k] = carry ? t - 10000 : t;
-        }
-        lead += carry;
-      }
-      rem[j] = lead;
-    }
-    ql[j] = (uint32_t)q;
-  }
-  limbs_to_digits(ql, 9, quotient);
+inline u128 u128_make(uint64_t hi, uint64_t lo) { return ((u128)hi << 64) | lo; }
+inline uint64_t u128_hi(u128 v) { return (uint64_t)(v >> 64); }
+inline uint64_t u128_lo(u128 v) { return (uint64_t)v; }
+/* Low 128 bits of v * m. */
+inline u128 u128_mul(u128 v, uint64_t m) { return v * m; }
+inline u128 u128_wide(uint64_t x, uint64_t y) { return (u128)x * y; }
+inline u128 u128_add(u128 x, u128 y) { return x + y; }
+inline u128 u128_sub(u128 x, u128 y) { return x - y; }
+inline bool u128_less(u128 x, u128 y) { return x < y; }
+/* Low 64 bits of v >> n, 0 < n < 64. */
+inline uint64_t u128_shr(u128 v, int n) { return (uint64_t)(v >> n); }
+#else
+/* Two 64-bit limbs. */
+struct u128 {
+  uint64_t hi, lo;
+};
+
+inline u128 u128_make(uint64_t hi, uint64_t lo) { return u128{hi, lo}; }
+inline uint64_t u128_hi(u128 v) { return v.hi; }
+inline uint64_t u128_lo(u128 v) { return v.lo; }
+inline u128 u128_wide(uint64_t x, uint64_t y) {
+  const uint64_t xl = (uint32_t)x, xh = x >> 32, yl = (uint32_t)y, yh = y >> 32;
+  const uint64_t p0 = xl * yl, p1 = xl * yh, p2 = xh * yl, p3 = xh * yh;
+  const uint64_t mid = (p0 >> 32) + (uint32_t)p1 + (uint32_t)p2;
+  return u128{p3 + (p1 >> 32) + (p2 >> 32) + (mid >> 32), (mid << 32) | (uint32_t)p0};
 }
-
+inline u128 u128_mul(u128 v, uint64_t m) {
+  u128 r = u128_wide(v.lo, m);
+  r.hi += v.hi * m;
+  return r;
+}
+inline u128 u128_add(u128 x, u128 y) {
+  const uint64_t lo = x.lo + y.lo;
+  return u128{x.hi + y.hi + (lo < x.lo), lo};
+}
+inline u128 u128_sub(u128 x, u128 y) { return u128{x.hi - y.hi - (x.lo < y.lo), x.lo - y.lo}; }
+inline bool u128_less(u128 x, u128 y) { return x.hi != y.hi ? x.hi < y.hi : x.lo < y.lo; }
+inline uint64_t u128_shr(u128 v, int n) { return (v.lo >> n) | (v.hi << (64 - n)); }
 #endif
 
-#if defined(__x86_64__)
-/* The same quotient again, in base 10^8 with 64-bit arithmetic: five
- * quotient limbs (20 bytes, of which the first 18 count) from a dividend of
- * the remainder bytes and two more zero bytes.  Each limb is estimated in
- * floating point, which may be one off either way, and then made exact. */
-constexpr int64_t kBase8 = 100000000;
+inline bool u128_negative(u128 v) { return (int64_t)u128_hi(v) < 0; }
+inline u128 u128_masked(u128 v, uint64_t mask) { return u128_make(u128_hi(v) & mask, u128_lo(v) & mask); }
 
-/* r[0..m] -= q * d[0..m-1], d aligned with r[1..m]. */
-inline void sub_multiple(int64_t *r, const uint32_t *d, int m, int64_t q) {
-  constexpr uint64_t kBias = (uint64_t)kBase8 * (kBase8 + 2);
-  int64_t borrow = 0;
-  for (int k = m - 1; k >= 0; --k) {
-    const uint64_t t = (uint64_t)(r[1 + k] - q * d[k] + borrow) + kBias;
-    const uint64_t h = t / kBase8;
-    r[1 + k] = (int64_t)(t - h * kBase8);
-    borrow = (int64_t)h - (kBase8 + 2);
-  }
-  r[0] += borrow;
+constexpr uint64_t kTen8 = 100000000u;
+constexpr uint64_t kTen14 = 100000000000000u;
+constexpr uint64_t kTen16 = kTen8 * kTen8;
+
+/* The top bit of each byte above 99 (and maybe of the byte after it). */
+inline uint64_t big_bytes(uint64_t w) { return ((w + 0x1C1C1C1C1C1C1C1Cull) | w) & 0x8080808080808080ull; }
+
+/* The 16 digit bytes as a 32-digit integer, in two halves of 16 digits. */
+inline void digit_halves(uint64_t hi, uint64_t lo, uint64_t *top, uint64_t *bottom) {
+  uint32_t l[4];
+  word_limbs(hi, l);
+  word_limbs(lo, l + 2);
+  *top = l[0] * kTen8 + l[1];
+  *bottom = l[2] * kTen8 + l[3];
 }
 
-inline void add_once(int64_t *r, const uint32_t *d, int m) {
-  int64_t carry = 0;
-  for (int k = m - 1; k >= 0; --k) {
-    int64_t t = r[1 + k] + d[k] + carry;
-    carry = t >= kBase8;
-    r[1 + k] = carry ? t - kBase8 : t;
-  }
-  r[0] += carry;
+static_assert(__LDBL_MANT_DIG__ == 64, "long double is the x87 extended format");
+
+/* x rounded to an integer in the current rounding mode, without touching
+ * the control word. */
+inline int64_t round_extended(long double x) {
+  int64_t r;
+  __asm__("fistpll %0" : "=m"(r) : "t"(x) : "st");
+  return r;
 }
 
-/* Whether the window r[0..m] is at least d. */
-inline bool at_least(const int64_t *r, const uint32_t *d, int m) {
-  if (r[0] != 0) return r[0] > 0;
-  for (int k = 0; k < m; ++k)
-    if (r[1 + k] != d[k]) return r[1 + k] > d[k];
+/* floor(n / d) < 10^16, given an estimate q of it and n - q * d modulo
+ * 2^128, with d below 2^107.  An estimate one off either way is put right;
+ * false when it was further off, as it can be only in an unusual
+ * floating-point mode.  Leaves the remainder in *r. */
+inline bool settle(uint64_t *q, u128 *r, u128 d) {
+  u128 v = *r;
+  const uint64_t low = (uint64_t)0 - (uint64_t)u128_negative(v);
+  v = u128_add(v, u128_masked(d, low));
+  const uint64_t high = (uint64_t)0 - (uint64_t)!u128_negative(u128_sub(v, d));
+  v = u128_sub(v, u128_masked(d, high));
+  const uint64_t n = *q + low - high;
+  *q = n;
+  *r = v;
+  return !u128_negative(v) && u128_less(v, d) && n < kTen16;
+}
+
+/* Eight base-100 bytes, in memory order, of a number below 10^16. */
+inline uint64_t sixteen_digits(uint64_t v) {
+  const uint64_t h = v / kTen8;
+  const uint32_t hi = (uint32_t)h, lo = (uint32_t)(v - h * kTen8);
+  const uint32_t a = hi / 10000u, c = lo / 10000u;
+  /* Four numbers below 10^4 in 32-bit lanes, split by 100 at once. */
+  const uint64_t w[2] = {a | (uint64_t)(hi - a * 10000u) << 32, c | (uint64_t)(lo - c * 10000u) << 32};
+  uint32_t pack[2];
+  for (int i = 0; i < 2; ++i) {
+    const uint64_t q = ((w[i] * 5243) >> 19) & 0x0000007F0000007Full;
+    const uint64_t pairs = q | (w[i] - q * 100) << 8;
+    pack[i] = (uint32_t)(pairs | pairs >> 16);
+  }
+  return pack[0] | (uint64_t)pack[1] << 32;
+}
+
+/* decdiv for two records whose bytes are all digits and whose leading
+ * bytes are not zero.  False, with nothing written, when another path
+ * must decide. */
+bool divide_exact(const decimal_t *a, const decimal_t *b, int sign, int exponent, decimal_t *result,
+                  int *status) {
+  const int an = count_of(a), bn = count_of(b);
+  uint64_t ah, al, bh, bl;
+  digit_words(a, an, &ah, &al);
+  digit_words(b, bn, &bh, &bl);
+  if ((ah >> 56) == 0 || (bh >> 56) == 0) return false;
+  if ((big_bytes(ah) | big_bytes(al) | big_bytes(bh) | big_bytes(bl)) != 0) return false;
+  uint64_t at, ab, bt, bb;
+  digit_halves(ah, al, &at, &ab);
+  digit_halves(bh, bl, &bt, &bb);
+  const u128 A = u128_add(u128_wide(at, kTen16), u128_make(0, ab));
+  const u128 B = u128_add(u128_wide(bt, kTen16), u128_make(0, bb));
+  const bool lead = u128_less(A, B);
+  const long double inverse = 1.0L / ((long double)(int64_t)bt * 1e16L + (long double)(int64_t)bb);
+
+  /* B has `bits` significant bits, 100 to 107; R = 2^(bits + 8) * 10^16 / B
+   * lies in (2^61, 2^63) and is good to a few units. */
+  const int bits = 128 - __builtin_clzll(u128_hi(B));
+  const int shift = bits + 8 - 64;
+  const int64_t R = round_extended((long double)(int64_t)((uint64_t)1 << shift) * 0x1p64L * 1e16L * inverse);
+
+  /* High half: floor(A * 10^(14 or 16) / B). */
+  const long double ax = (long double)(int64_t)at * 1e16L + (long double)(int64_t)ab;
+  uint64_t k1 = (uint64_t)round_extended(ax * (lead ? 1e16L : 1e14L) * inverse);
+  u128 r = u128_sub(u128_mul(A, lead ? kTen16 : kTen14), u128_mul(B, k1));
+  if (!settle(&k1, &r, B)) return false;
+
+  /* Low half: floor(r * 10^16 / B), from r * R / 2^(bits + 8). */
+  const u128 low = u128_wide(u128_lo(r), (uint64_t)R);
+  uint64_t k2 = u128_shr(u128_add(u128_wide(u128_hi(r), (uint64_t)R), u128_make(0, u128_hi(low))), shift);
+  r = u128_sub(u128_mul(r, kTen16), u128_mul(B, k2));
+  if (!settle(&k2, &r, B)) return false;
+
+  exponent -= lead;
+  int count = DEC_MAX_DIGITS;
+  const bool more = !u128_less(u128_mul(r, lead ? 100 : 10000), B);
+  if (more) {
+    /* More than 16 bytes: round half up on the 17th; trailing zeros stay. */
+    k2 += !u128_less(u128_add(r, r), B);
+    if (k2 == kTen16) {
+      k2 = 0;
+      if (++k1 == kTen16) {
+        k1 = kTen14; /* the single byte 1 */
+        ++exponent;
+      }
+    }
+  }
+  const uint64_t w0 = sixteen_digits(k1), w1 = sixteen_digits(k2);
+  if (!more) {
+    /* Sixteen bytes at most: drop the zero bytes at the end. */
+    count = w1 != 0 ? 16 - (__builtin_clzll(w1) >> 3) : 8 - (__builtin_clzll(w0) >> 3);
+  }
+  memcpy(result->digits, &w0, 8);
+  memcpy(result->digits + 8, &w1, 8);
+  result->digit_count = (int16_t)count;
+  result->sign = (uint16_t)sign;
+  *status = 0;
+  if (exponent < DEC_MIN_EXPONENT) {
+    exponent = DEC_MIN_EXPONENT;
+    *status = DEC_E_UNDERFLOW;
+  } else if (exponent > DEC_MAX_EXPONENT) {
+    exponent = DEC_MAX_EXPONENT;
+    *status = DEC_E_OVERFLOW;
+  }
+  result->exponent = (int16_t)exponent;
   return true;
 }
-
-void divide_wide(const decimal_t *a, const decimal_t *b, unsigned char *quotient) {
-  const int an = count_of(a), bn = count_of(b);
-  uint64_t bh, bl;
-  digit_words(b, bn, &bh, &bl);
-  uint32_t d[5];
-  word_limbs(bh, d);
-  word_limbs(bl, d + 2);
-  d[4] = 0;
-  const int m = (bn + 3) / 4;
-
-  unsigned char bytes[48];
-  memset(bytes, 0, sizeof bytes);
-  memcpy(bytes + 1, a->digits, DEC_MAX_DIGITS);
-  memset(bytes + 1 + an, 0, DEC_MAX_DIGITS);
-  int64_t r[12];
-  for (int w = 0; w < 6; ++w) {
-    uint32_t pair[2];
-    word_limbs(load_be(bytes + 8 * w), pair);
-    r[2 * w] = pair[0];
-    r[2 * w + 1] = pair[1];
-  }
-
-  const double inverse = 1.0 / ((double)d[0] * 1e8 + (double)d[1]);
-  uint32_t ql[5];
-  for (int j = 0; j < 5; ++j) {
-    int64_t *w = r + j;
-    const double top = (double)w[0] * 1e16 + (double)w[1] * 1e8 + (double)w[2];
-    int64_t q = (int64_t)(top * inverse);
-    if (q > 0) sub_multiple(w, d, m, q);
-    while (w[0] < 0) {
-      add_once(w, d, m);
-      --q;
-    }
-    while (at_least(w, d, m)) {
-      sub_multiple(w, d, m, 1);
-      ++q;
-    }
-    ql[j] = (uint32_t)q;
-  }
-  unsigned char wide[20];
-  for (int j = 0; j < 5; ++j) limb_bytes(ql[j], wide + 4 * j);
-  memcpy(quotient, wide, 18);
-}
-#endif
 
 }  // namespace
 
@@ -618,24 +655,19 @@ int decdiv(const decimal_t *a, const decimal_t *b, decimal_t *result) {
     set_zero(result);
     return 0;
   }
+  int status;
+  if (divide_exact(a, b, sign, exponent, result, &status)) return status;
+  /* A record that was not normalised, or a byte above 99: the literal long
+   * division, its estimator taken from the leading divisor bytes whatever
+   * they are. */
+  const int est = b->digits[0] * 100 + (bn > 1 ? b->digits[1] : 0);
+  if (est == 0) {
+    set_zero(result);
+    return DEC_E_DIVZERO;
+  }
   unsigned char quotient[18 + 16];
   memset(quotient + 18, 0, 16);
-  if (b->digits[0] >= 1 && b->digits[0] <= 99) {
-#if defined(__x86_64__)
-    divide_wide(a, b, quotient);
-#else
-    divide_limbs(a, b, quotient);
-#endif
-  } else {
-    /* A divisor that was not normalised: its leading bytes give the
-     * estimator, whatever they are. */
-    int est = b->digits[0] * 100 + (bn > 1 ? b->digits[1] : 0);
-    if (est == 0) {
-      set_zero(result);
-      return DEC_E_DIVZERO;
-    }
-    divide_bytewise(a, b, est, quotient);
-  }
+  divide_bytewise(a, b, est, quotient);
   return finish(result, sign, exponent, quotient, 18);
 }
 
