@@ -110,6 +110,23 @@ inline uint64_t sub_words(uint64_t a, uint64_t b, unsigned &borrow) {
   return s - ((borrowed & kOnes) * 0x9C);
 }
 
+// Writes count, sign and exponent behind the digits; an exponent out of
+// range is clamped to its bound and reported.
+inline int set_header(decimal_t *result, int count, int sign, int exponent) {
+  result->digit_count = (int16_t)count;
+  result->sign = (uint16_t)sign;
+  if (exponent < DEC_MIN_EXPONENT) {
+    result->exponent = DEC_MIN_EXPONENT;
+    return DEC_E_UNDERFLOW;
+  }
+  if (exponent > DEC_MAX_EXPONENT) {
+    result->exponent = DEC_MAX_EXPONENT;
+    return DEC_E_OVERFLOW;
+  }
+  result->exponent = (int16_t)exponent;
+  return 0;
+}
+
 /* decload for a work buffer that stays readable for 16 bytes past `count`. */
 int finish(decimal_t *result, int sign, int exponent, const unsigned char *p, int count) {
   while (count > 0 && p[count - 1] == 0) --count;
@@ -135,18 +152,7 @@ int finish(decimal_t *result, int sign, int exponent, const unsigned char *p, in
     count = DEC_MAX_DIGITS;
   }
   memcpy(result->digits, p, DEC_MAX_DIGITS);
-  result->digit_count = (int16_t)count;
-  result->sign = (uint16_t)sign;
-  if (exponent < DEC_MIN_EXPONENT) {
-    result->exponent = DEC_MIN_EXPONENT;
-    return DEC_E_UNDERFLOW;
-  }
-  if (exponent > DEC_MAX_EXPONENT) {
-    result->exponent = DEC_MAX_EXPONENT;
-    return DEC_E_OVERFLOW;
-  }
-  result->exponent = (int16_t)exponent;
-  return 0;
+  return set_header(result, count, sign, exponent);
 }
 
 /* The digit bytes of a 16-byte block (hi, lo) moved `at` bytes to the right
@@ -219,18 +225,7 @@ int finish_frame(decimal_t *result, int sign, int exponent, uint64_t *w) {
   }
   store_be(result->digits, w[0]);
   store_be(result->digits + 8, w[1]);
-  result->digit_count = (int16_t)count;
-  result->sign = (uint16_t)sign;
-  if (exponent < DEC_MIN_EXPONENT) {
-    result->exponent = DEC_MIN_EXPONENT;
-    return DEC_E_UNDERFLOW;
-  }
-  if (exponent > DEC_MAX_EXPONENT) {
-    result->exponent = DEC_MAX_EXPONENT;
-    return DEC_E_OVERFLOW;
-  }
-  result->exponent = (int16_t)exponent;
-  return 0;
+  return set_header(result, count, sign, exponent);
 }
 
 /* The 16 digit bytes of `d` as two words, zero past `count`. */

@@ -15,50 +15,10 @@
 #include <vls/vlsctype.h>
 #include <vls/vlstime.h>
 
+#include "lcofix.h"
+
 namespace {
 
-uint16_t ascii_mask(unsigned c) {
-  uint16_t m = 0;
-  if (c < 32 || c == 127) m |= VL_CT_CNTRL;
-  if (c == ' ' || c == '\t') m |= VL_CT_BLANK;
-  if (c == ' ' || (c >= '\t' && c <= '\r')) m |= VL_CT_SPACE;
-  if (c > 32 && c < 127) m |= VL_CT_GRAPH | VL_CT_PRINT;
-  if (c == ' ') m |= VL_CT_PRINT;
-  return m;
-}
-
-bool insert(multi_t *t, unsigned a, int n, unsigned b, uint16_t mask) {
-  vl_desc_t d{};
-  d.length = static_cast<uint32_t>(n);
-  d.bytes[0] = static_cast<unsigned char>(a);
-  d.bytes[1] = static_cast<unsigned char>(b);
-  return _vl_insert_desc_multi(&d, &mask, t) == 0;
-}
-
-vl_locale_t *make_handle(bool euc) {
-  vl_locale_t *h = nullptr;
-  if (vl_create_null_locale_4(&h) != 0) return nullptr;
-  const uint16_t zero = 0;
-  multi_t *t = _vl_create_multi(2, 0, &zero);
-  if (!t) return nullptr;
-  bool ok = true;
-  if (euc) {
-    for (unsigned c = 0; c < 128; ++c) ok = ok && insert(t, c, 1, 0, ascii_mask(c));
-    for (unsigned a = 0xA1; a <= 0xFE; ++a)
-      for (unsigned b = 0xA1; b <= 0xFE; ++b) ok = ok && insert(t, a, 2, b, VL_CT_GRAPH | VL_CT_PRINT);
-    for (unsigned b = 0xA1; b <= 0xDF; ++b) ok = ok && insert(t, 0x8E, 2, b, VL_CT_GRAPH | VL_CT_PRINT);
-  } else {
-    for (unsigned c = 0; c < 256; ++c)
-      ok = ok && insert(t, c, 1, 0, c < 128 ? ascii_mask(c) : (c < 160 ? VL_CT_CNTRL : VL_CT_GRAPH | VL_CT_PRINT));
-  }
-  if (!ok || _vl_compress_multi(t) != 0) return nullptr;
-  _vl_free_multi(h->ctype.ctype_tree);
-  h->ctype.ctype_tree = t;
-  snprintf(h->codeset_names[0], sizeof h->codeset_names[0], "%s", euc ? "ujis" : "8859-1");
-  snprintf(h->locale_names[0], sizeof h->locale_names[0], "%s", "fuzz.lco");
-  if (set_flags(h) != 0 || h->single_byte != (euc ? 0 : 1)) return nullptr;
-  return h;
-}
 
 void check(bool condition) {
   if (!condition) __builtin_trap();
@@ -112,7 +72,7 @@ void examine(vl_locale_t *h) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  static vl_locale_t *handles[2] = {make_handle(false), make_handle(true)};
+  static vl_locale_t *handles[2] = {vlstest::make_handle(vlstest::latin1_spec()), vlstest::make_handle(vlstest::euc_spec())};
   if (size < 1) return 0;
   vl_locale_t *h = handles[data[0] & 1];
   if (!h) __builtin_trap();

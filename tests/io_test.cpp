@@ -12,38 +12,16 @@
 #include <vls/vlsmbwc.h>
 
 #include "lcofix.h"
+#include "threelocales.h"
 #include "vlstest.h"
 
 namespace {
 
-std::string B(std::initializer_list<unsigned> bytes) {
-  std::string s;
-  for (unsigned b : bytes) s.push_back(static_cast<char>(b));
-  return s;
-}
 
-class Io : public ::testing::Test {
+using vlstest::B;
+
+class Io : public vlstest::ThreeLocales {
  protected:
-  static void SetUpTestSuite() {
-    latin1_ = vlstest::make_handle(vlstest::latin1_spec());
-    euc_ = vlstest::make_handle(vlstest::euc_spec());
-    wide2_ = vlstest::make_handle(vlstest::wide2_spec());
-  }
-  static void TearDownTestSuite() {
-    vl_lc_unload(latin1_);
-    vl_lc_unload(euc_);
-    vl_lc_unload(wide2_);
-    latin1_ = euc_ = wide2_ = nullptr;
-  }
-  void SetUp() override {
-    ASSERT_NE(latin1_, nullptr);
-    ASSERT_NE(euc_, nullptr);
-    ASSERT_NE(wide2_, nullptr);
-    sb = latin1_;
-    mb = euc_;
-    w2 = wide2_;
-    sb->vl_errno = mb->vl_errno = w2->vl_errno = 0;
-  }
   void TearDown() override {
     for (FILE *f : open_) fclose(f);
   }
@@ -67,18 +45,11 @@ class Io : public ::testing::Test {
     return vlstest::read_file(path);
   }
 
-  static vl_locale_t *latin1_, *euc_, *wide2_;
-  vl_locale_t *sb = nullptr;
-  vl_locale_t *mb = nullptr;
-  vl_locale_t *w2 = nullptr;
   vlstest::TempDir dir_;
   std::vector<FILE *> open_;
   int count_ = 0;
 };
 
-vl_locale_t *Io::latin1_ = nullptr;
-vl_locale_t *Io::euc_ = nullptr;
-vl_locale_t *Io::wide2_ = nullptr;
 
 // A byte reader over a buffer.
 struct Source {

@@ -11,49 +11,14 @@
 #include <vls/vlsmbwc.h>
 
 #include "lcofix.h"
+#include "threelocales.h"
 #include "vlstest.h"
 
 namespace {
 
-class Mbwc : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    latin1_ = vlstest::make_handle(vlstest::latin1_spec());
-    euc_ = vlstest::make_handle(vlstest::euc_spec());
-    wide2_ = vlstest::make_handle(vlstest::wide2_spec());
-  }
-  static void TearDownTestSuite() {
-    vl_lc_unload(latin1_);
-    vl_lc_unload(euc_);
-    vl_lc_unload(wide2_);
-    latin1_ = euc_ = wide2_ = nullptr;
-  }
-  void SetUp() override {
-    ASSERT_NE(latin1_, nullptr);
-    ASSERT_NE(euc_, nullptr);
-    ASSERT_NE(wide2_, nullptr);
-    sb = latin1_;
-    mb = euc_;
-    w2 = wide2_;
-    sb->vl_errno = mb->vl_errno = w2->vl_errno = 0;
-  }
+using Mbwc = vlstest::ThreeLocales;
+using vlstest::B;
 
-  static vl_locale_t *latin1_, *euc_, *wide2_;
-  vl_locale_t *sb = nullptr;  // single-byte
-  vl_locale_t *mb = nullptr;  // one and two bytes
-  vl_locale_t *w2 = nullptr;  // shortest character two bytes
-};
-
-vl_locale_t *Mbwc::latin1_ = nullptr;
-vl_locale_t *Mbwc::euc_ = nullptr;
-vl_locale_t *Mbwc::wide2_ = nullptr;
-
-// A string with embedded zero bytes.
-std::string B(std::initializer_list<unsigned> bytes) {
-  std::string s;
-  for (unsigned b : bytes) s.push_back(static_cast<char>(b));
-  return s;
-}
 
 // ---- fixture sanity ----------------------------------------------------------------
 

@@ -1,6 +1,7 @@
 #include "lcofix.h"
 
 #include "timefix.h"
+#include "vlstest.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -74,22 +75,7 @@ bool build(const CtypeSpec &s, Trees &t, bool compress) {
   return true;
 }
 
-int write_u16(void *stream, const void *row) {
-  uint16_t v;
-  memcpy(&v, row, 2);
-  return fprintf(static_cast<FILE *>(stream), "%04x", v) < 0 ? -1 : 0;
-}
 
-std::string print(multi_t *t) {
-  char *buf = nullptr;
-  size_t len = 0;
-  FILE *f = open_memstream(&buf, &len);
-  _vl_fprintf_multi(f, t, write_u16);
-  fclose(f);
-  std::string s(buf, len);
-  free(buf);
-  return s;
-}
 
 }  // namespace
 
@@ -212,10 +198,10 @@ std::string ctype_section(const CtypeSpec &spec, bool compress) {
   Trees t;
   std::string out;
   if (build(spec, t, compress)) {
-    out += print(t.ctype);
+    out += print_tree(t.ctype, write_u16);
     out += std::to_string(spec.classes.size()) + "\n";
     for (const auto &c : spec.classes) out += std::to_string(c.first) + " " + c.second + "\n";
-    out += print(t.cases);
+    out += print_tree(t.cases, write_u16);
     out += std::to_string(spec.cases.size());
     char buf[32];
     for (int32_t i = 1; i <= t.npairs; ++i) {
