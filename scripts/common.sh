@@ -2,11 +2,13 @@
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 JOBS="${JOBS:-$(nproc)}"
+# Build directories differ only in their path: let them share cache entries.
+export CCACHE_NOHASHDIR="${CCACHE_NOHASHDIR:-true}"
 
 # Installs the Debian packages the build needs, once.
 vls_install_packages() {
   local want=(cmake make g++ gcc g++-multilib gcc-multilib googletest libgtest-dev libbenchmark-dev
-              clang libclang-rt-dev ccache python3 locales)
+              clang libclang-rt-dev ccache python3 locales gcovr)
   local missing=()
   for p in "${want[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
