@@ -60,6 +60,13 @@ constexpr int kMessageSubLevel = 1;
 
 // The handle's error number, through the host's errno slot; a null record
 // has none.
+// Process-wide flags are written only when their value changes: once start-up
+// has settled them, threads loading locales each on its own handle only read.
+template <class T>
+void settle(T &flag, T value) {
+  if (flag != value) flag = value;
+}
+
 void store_error(void *handle, uint32_t code) {
   if (uint32_t *e = _vl_ext_errno(handle)) *e = code;
 }
@@ -257,7 +264,7 @@ VLS_API int vl_init_vlu_dll(void *handle) {
   }
   vl_message("vl_init_vlu_dll: Begin");
   if (vlu_capable != 1 && vlu_capable != 2) {
-    unicode_collate = 0;
+    settle(unicode_collate, 0);
     vl_message("vl_init_vlu_dll: No vlu_capable");
     return 0;
   }
@@ -266,7 +273,7 @@ VLS_API int vl_init_vlu_dll(void *handle) {
   const char *use = _vl_ext_getenv("VL_USEVLU");
   if (!use) use = "0";
   int use_value = atoi(use);
-  unicode_collate = (use_value == 1 || use_value == 2) ? 1 : 0;
+  settle(unicode_collate, (use_value == 1 || use_value == 2) ? 1 : 0);
   const char *dir = _vl_ext_getenv("KELVANIXDIR");
 
   if (unicode_collate == 1) {
