@@ -17,6 +17,8 @@ constexpr int kRow = VL_LC_CTYPE - 2;
 constexpr int kNameBuf = 128;
 // Far above any real codeset; a larger count in a file is damage.
 constexpr int32_t kMaxClasses = 4096;
+// A locale-defined class at bit b answers 2048 << b.
+constexpr int32_t kMaxClassBit = 20;
 constexpr int32_t kMaxPairs = 1 << 22;
 
 struct Builtin {
@@ -204,7 +206,11 @@ VLS_API int read_ctype(void *stream, vl_locale_t *h) {
     c.class_count = count;
     char name[kNameBuf];
     for (int32_t i = 0; i < count; ++i) {
-      uint32_t bit = static_cast<uint32_t>(_vl_get_int(stream));
+      int32_t bit = _vl_get_int(stream);
+      if (bit < 0 || bit > kMaxClassBit) {  // its mask would not fit the 32-bit answer
+        vls::set_error(h, VL_EBADFILE);
+        return -1;
+      }
       _vl_skip_space_if_needed(stream);
       if (_vl_get_str(name, kNameBuf, stream) != 0) {
         vls::set_error(h, VL_ENOMEM);
@@ -222,7 +228,7 @@ VLS_API int read_ctype(void *stream, vl_locale_t *h) {
         return -1;
       }
       memcpy(copy, name, n);
-      c.class_names[i] = {bit, copy};
+      c.class_names[i] = {static_cast<uint32_t>(bit), copy};
     }
   }
   if (int r = _vl_fscanf_multi(stream, c.case_tree, 4, ub2_tree_reader); r != 0) {

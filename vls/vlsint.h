@@ -115,6 +115,11 @@ inline int hex_value(int c) {
   return 0;
 }
 
+// vl_lc_spec2lc_fname into a buffer of `size` bytes; *too_long tells that
+// the name did not fit (the call then fails).
+int spec2fname_bounded(void *handle, const char *spec, char *output, size_t size, const char *registry,
+                       const char *directory, bool *too_long);
+
 }  // namespace vls
 
 #endif

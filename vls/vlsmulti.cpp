@@ -267,6 +267,15 @@ struct Scanner {
   vl_multi_reader reader;
   int longest;
   int err = 0;
+  int shortest_key = kMaxKey + 1;  // lengths of the complete characters seen
+  int longest_key = 0;
+
+  // Notes the key length `depth` when the node completes any character.
+  void note_keys(const unsigned char *flags, int depth) {
+    if (!flags || !memchr(flags, VL_MULTI_COMPLETE, kTableSize)) return;
+    if (depth < shortest_key) shortest_key = depth;
+    if (depth > longest_key) longest_key = depth;
+  }
 
   bool fail(int code) {
     if (err == 0) err = code;
@@ -347,6 +356,7 @@ struct Scanner {
     if (has_flags) {
       if (!n->flags && !(n->flags = new_flags(tree))) return fail(VL_ENOMEM);
       if (!flag_runs(n->flags, &n->next_count)) return false;
+      note_keys(n->flags, depth);
     }
     if (has_data) {
       if (!n->data && !(n->data = new_data(tree))) return fail(VL_ENOMEM);
@@ -366,6 +376,7 @@ struct Scanner {
       n->flags = tree->flag_arrs[fi];
       n->next_count = tree->flag_next_counts[fi];
       n->flag_index = fi;
+      note_keys(n->flags, depth);
     }
     if (has_data) {
       if (di < 0 || di >= tree->data_arr_count) return fail(VL_ENOMEM);
@@ -568,6 +579,14 @@ VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, v
   _vl_skip_space_if_needed(stream);
   if (reader && reader(stream, tree->default_data, tree->data_size) < 0) return -1;
   if (!_vl_skip_nl(stream)) return -1;  // err stays 0
+  // Lengths a codeset cannot have: the services trust both (terminator
+  // widths, the width of small wide values, buffers of the longest).
+  bool empty = tree->max_length == 0;
+  if (tree->max_length < 0 || tree->min_length < 1 ||
+      tree->min_length > kMaxKey || (!empty && tree->min_length > tree->max_length)) {
+    tree->err = VL_ETOODEEP;
+    return -1;
+  }
 
   Scanner sc{stream, tree, reader, longest_allowed < kMaxKey ? longest_allowed : kMaxKey};
   if (sc.longest < 1) sc.longest = 1;
@@ -580,6 +599,9 @@ VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, v
   } else {
     ok = sc.unc_node(tree->root, 1, scratch.get());
   }
+  // Every character must lie within the lengths the header claims.
+  if (ok && sc.longest_key > 0 && (sc.shortest_key < tree->min_length || sc.longest_key > tree->max_length))
+    ok = sc.fail(VL_ENOMEM);
   if (!ok) {
     tree->err = sc.err ? sc.err : VL_ENOMEM;
     return -1;

@@ -425,8 +425,15 @@ VLS_API int read_file_header(void *stream, char *codeset, int *code) {
     *code = VL_EBADFILE;
     return 0;
   }
+  // The count covers the three lines read so far: below 3, or no number at
+  // all, would make the next line read as the codeset name.
   const char *eq = strchr(line, '=');
-  long n = eq ? strtol(eq + 1, nullptr, 10) : 0;
+  char *end = nullptr;
+  long n = eq ? strtol(eq + 1, &end, 10) : 0;
+  if (!eq || end == eq + 1 || n < 3) {
+    *code = VL_EBADFILE;
+    return 0;
+  }
   for (long i = 3; i < n; ++i) {
     if (!good_line(line, sizeof line, stream)) {
       *code = VL_EBADFILE;
@@ -569,9 +576,16 @@ static int read_category_file(vl_locale_t *h, int category, void *stream) {
 
 static void *open_in(vl_locale_t *h, const char *name, const char *directory) {
   if (directory) {
-    char path[kHeaderLine + kMaxSpec + 8];
-    snprintf(path, sizeof path, "%s/%s", directory, name);
-    return vl_open_file(h, path);
+    // Directory, slash and name, never cut short: a cut path could open
+    // another file.
+    size_t n = strlen(directory) + 1 + strlen(name) + 1;
+    vls::ShortBuffer<kHeaderLine + kMaxSpec + 8> path;
+    if (!path.reserve(n)) {
+      vls::set_error(h, VL_ENOMEM);
+      return nullptr;
+    }
+    snprintf(path.data(), n, "%s/%s", directory, name);
+    return vl_open_file(h, path.data());
   }
   return vl_path_search(h, name, "lc", "11");
 }
@@ -785,15 +799,26 @@ VLS_API char *vl_setlocale_4(vl_locale_t *h, int category, const char *spec) {
 }
 
 VLS_API int vl_lc_load(vl_locale_t **out, const char *spec, const char *registry, const char *directory) {
-  char name[kHeaderLine + kMaxSpec];
+  // The file name, with the directory folded in, is loaded as a
+  // specification, so it gets no more room than one: a longer name is
+  // refused as a too-long specification would be.
+  char name[kMaxSpec];
   struct {
     uint32_t vl_errno;
   } scratch{0};
   const char *use = spec ? spec : "";
-  if (spec && vl_lc_spec2lc_fname(&scratch, spec, name, registry, directory) >= 0) use = name;
+  bool too_long = false;
+  if (spec) {
+    int r = vls::spec2fname_bounded(&scratch, spec, name, sizeof name, registry, directory, &too_long);
+    if (r >= 0) use = name;
+  }
   if (vl_create_null_locale_4(out) != 0) return -1;
   vl_locale_t *h = *out;
   if (vl_init_vlu(h) != 0) return -1;
+  if (too_long) {
+    vls::set_error(h, VL_EBADARG);
+    return -1;
+  }
   vl_destroystring(set_categories(h, VL_LC_ALL, use, directory));
   return h->vl_errno != 0 ? -1 : 0;
 }

@@ -413,6 +413,16 @@ bool find_six(const char *buf, const char *(&locale)[6]) {
 
 }  // namespace
 
+namespace vls {
+int spec2fname_bounded(void *handle, const char *spec, char *output, size_t size, const char *registry,
+                       const char *directory, bool *too_long) {
+  Out out(output, output + size);
+  int r = spec2fname(handle, spec, out, registry, directory);
+  *too_long = out.over;
+  return r;
+}
+}  // namespace vls
+
 // ===========================================================================
 // Tables
 // ===========================================================================
