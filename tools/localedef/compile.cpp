@@ -14,6 +14,7 @@
 #include <vls/vlsspec.h>
 
 #include "ldef.h"
+#include "lcowriter.h"
 
 namespace ldef {
 
@@ -507,35 +508,9 @@ std::vector<long> numbers_of(const Statement &st) {
   return out;
 }
 
-std::string str_item(const std::string &bytes) {
-  std::string out = std::to_string(bytes.size()) + " ";
-  char hex[3];
-  for (unsigned char c : bytes) {
-    snprintf(hex, sizeof hex, "%02X", c);
-    out += hex;
-  }
-  return out + "\n";
-}
+using lcow::str_item;
 
 // ---- trees -----------------------------------------------------------------------------------
-
-int write_u16(void *stream, const void *row) {
-  uint16_t v;
-  memcpy(&v, row, 2);
-  return fprintf(static_cast<FILE *>(stream), "%04x", v) < 0 ? -1 : 0;
-}
-
-struct TreeHolder {
-  multi_t *t = nullptr;
-  ~TreeHolder() { _vl_free_multi(t); }
-};
-
-vl_desc_t desc_of(const std::string &bytes) {
-  vl_desc_t d{};
-  d.length = static_cast<uint32_t>(bytes.size());
-  for (size_t i = 0; i < bytes.size() && i < 4; ++i) d.bytes[i] = static_cast<unsigned char>(bytes[i]);
-  return d;
-}
 
 uint32_t wide_of(const std::string &bytes) {
   uint32_t v = 0;
@@ -543,47 +518,38 @@ uint32_t wide_of(const std::string &bytes) {
   return v;
 }
 
-// Builds a tree of 16-bit rows over every character; `value` gives a row or
-// null for flags only.
+// Rows of a tree over every character; `value` gives a row or false for
+// flags only.
 template <typename Fn>
-std::string tree_text(const Charmap &cm, bool compress, Fn value) {
-  const uint16_t zero = 0;
-  TreeHolder h;
-  h.t = _vl_create_multi(2, 0, &zero);
-  if (!h.t) throw Error("out of memory");
+std::vector<lcow::Row> char_rows(const Charmap &cm, Fn value) {
+  std::vector<lcow::Row> rows(cm.chars.size());
   for (size_t i = 0; i < cm.chars.size(); ++i) {
-    vl_desc_t d = desc_of(cm.chars[i].bytes);
-    uint16_t v = 0;
-    const uint16_t *p = value(i, v) ? &v : nullptr;
-    if (_vl_insert_desc_multi(&d, p, h.t) != 0)
-      throw Error(cm.path, 0, "<" + cm.chars[i].name + "> cannot be a character: another one is a prefix of it, or it of another");
+    rows[i].bytes = cm.chars[i].bytes;
+    rows[i].has_value = value(i, rows[i].value);
   }
-  if (compress && _vl_compress_multi(h.t) != 0) throw Error("out of memory compressing a tree");
-  char *buf = nullptr;
-  size_t len = 0;
-  FILE *f = open_memstream(&buf, &len);
-  if (!f) throw Error("out of memory");
-  int rc = _vl_fprintf_multi(f, h.t, write_u16);
-  fclose(f);
-  std::string s(buf ? buf : "", len);
-  free(buf);
-  if (rc < 0) throw Error("the tree could not be printed");
-  return s;
+  return rows;
+}
+
+// A failed tree: the character that could not be inserted, or memory.
+[[noreturn]] void tree_failed(const Charmap &cm, size_t bad) {
+  if (bad < cm.chars.size())
+    throw Error(cm.path, 0, "<" + cm.chars[bad].name + "> cannot be a character: another one is a prefix of it, or it of another");
+  throw Error("out of memory building a tree");
 }
 
 // ---- sections ---------------------------------------------------------------------------------
 
 std::string ctype_section(const Charmap &cm, const CtypeResult &ct, bool compress) {
-  std::string out = tree_text(cm, compress, [&](size_t i, uint16_t &v) {
+  lcow::Ctype c;
+  c.compress = compress;
+  c.class_rows = char_rows(cm, [&](size_t i, uint16_t &v) {
     v = ct.mask[i];
     return true;
   });
-  out += std::to_string(ct.classes.size()) + "\n";
-  for (size_t b = 0; b < ct.classes.size(); ++b) out += std::to_string(b) + " " + ct.classes[b] + "\n";
+  for (size_t b = 0; b < ct.classes.size(); ++b) c.classes.push_back({static_cast<uint32_t>(b), ct.classes[b]});
 
   // Case pairs: one row per distinct (upper, lower), row 0 meaning none.
   std::map<std::pair<uint32_t, uint32_t>, uint16_t> rows;
-  std::vector<std::pair<uint32_t, uint32_t>> pairs;
   std::vector<uint16_t> index(cm.chars.size(), 0);
   double expansion = 1.0;
   for (size_t i = 0; i < cm.chars.size(); ++i) {
@@ -597,24 +563,22 @@ std::string ctype_section(const Charmap &cm, const CtypeResult &ct, bool compres
     auto key = std::make_pair(up, lo);
     auto it = rows.find(key);
     if (it == rows.end()) {
-      if (pairs.size() >= 0xFFFF) throw Error(cm.path, 0, "too many case pairs for 16-bit indexes");
-      pairs.push_back(key);
-      it = rows.emplace(key, static_cast<uint16_t>(pairs.size())).first;
+      if (c.pairs.size() >= 0xFFFF) throw Error(cm.path, 0, "too many case pairs for 16-bit indexes");
+      c.pairs.push_back(key);
+      it = rows.emplace(key, static_cast<uint16_t>(c.pairs.size())).first;
     }
     index[i] = it->second;
   }
-  out += tree_text(cm, compress, [&](size_t i, uint16_t &v) {
+  c.case_rows = char_rows(cm, [&](size_t i, uint16_t &v) {
     v = index[i];
     return true;
   });
-  out += std::to_string(pairs.size());
   char buf[40];
-  for (const auto &p : pairs) {
-    snprintf(buf, sizeof buf, "\n%08x%08x", p.first, p.second);
-    out += buf;
-  }
   snprintf(buf, sizeof buf, " %g\n", expansion);
-  out += buf;
+  c.tail = buf;
+  std::string out;
+  size_t bad = 0;
+  if (!lcow::ctype_section(c, out, &bad)) tree_failed(cm, bad);
   return out;
 }
 
@@ -622,7 +586,9 @@ std::string ctype_section(const Charmap &cm, const CtypeResult &ct, bool compres
 // for the character's code to decide.
 std::string collate_section(const Charmap &cm, bool compress) {
   std::string out = "as_specified\n";
-  out += tree_text(cm, compress, [](size_t, uint16_t &) { return false; });
+  size_t bad = 0;
+  if (!lcow::tree_text(char_rows(cm, [](size_t, uint16_t &) { return false; }), compress, out, &bad))
+    tree_failed(cm, bad);
   out += "1\n";                // codeset_order
   out += "0 1 0 0 32770\n";    // max_row, passes, elements, expansions, max_weight
   out += "0001\n";             // one forward pass
@@ -636,9 +602,8 @@ std::string group_item(const Statement *st, const char *name) {
   if (g.size() > 15) throw Error(st->file, st->line, std::string(name) + " has more than 15 sizes");
   // "-1" alone means no grouping; inside a list it ends the grouping (CHAR_MAX).
   if (g.size() == 1 && g[0] == -1) return "0\n";
-  std::string out = std::to_string(g.size());
-  for (long v : g) out += " " + std::to_string(v < 0 ? 127 : v);
-  return out + "\n";
+  for (long &v : g) v = v < 0 ? 127 : v;
+  return lcow::group_item(g);
 }
 
 std::string one_string(const Keywords &kw, const char *key, const Encoder &enc, const std::string &fallback = "") {
@@ -710,7 +675,8 @@ std::string time_section(const Keywords &kw, const Encoder &enc) {
     } else if (want && !counted) {
       items.assign(want, "");
     }
-    std::string o = counted ? std::to_string(items.size()) + "\n" : "";
+    if (counted) return lcow::list_item(items);
+    std::string o;
     for (const auto &i : items) o += str_item(i);
     return o;
   };
@@ -733,8 +699,7 @@ std::string time_section(const Keywords &kw, const Encoder &enc) {
   std::vector<std::string> eras;
   if (const Statement *st = kw.get("era"))
     for (const auto &s : strings_of(*st)) eras.push_back(enc(era_string(s, *st), *st));
-  out += std::to_string(eras.size()) + "\n";
-  for (const auto &e : eras) out += str_item(e);
+  out += lcow::list_item(eras);
   out += one_string(kw, "era_d_fmt", enc);
   out += one_string(kw, "era_t_fmt", enc);
   out += one_string(kw, "era_d_t_fmt", enc);
@@ -880,10 +845,8 @@ void compile(const CompileOptions &opt) {
 
   std::vector<std::string> info = {"SOURCE=" + base_name(top), "CHARMAP=" + cm.code_set_name,
                                    "GENERATOR=vls-localedef"};
-  std::string text = "FILE_TYPE=locale_object\nCOMPILER_VERSION=11\n";
-  text += "HEADER_LINES=" + std::to_string(3 + info.size()) + "\n";
-  for (const auto &l : info) text += l.substr(0, 120) + "\n";
-  text += codeset + "\n";
+  for (auto &l : info) l = l.substr(0, 120);
+  std::string text = lcow::header(codeset, info);
   text += "### LC_CTYPE\n" + ctype_section(cm, ct, compress);
   text += "### LC_COLLATE\n" + collate_section(cm, compress);
   text += "### LC_NUMERIC\n" + numeric_section(Keywords(sts[CAT_NUMERIC]), enc);
