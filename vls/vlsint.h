@@ -12,8 +12,18 @@
 
 namespace vls {
 
-// Stores an error number through the host's errno slot.
-inline void set_error(void *record, uint32_t code) { *_vl_ext_errno(record) = code; }
+// Stores an error number through the host's errno slot. The one way to set
+// an error: any record that starts with an error number (handle,
+// conversion object, scratch), and a null record is left alone.
+inline void set_error(void *record, uint32_t code) {
+  if (!record) return;
+  if (uint32_t *e = _vl_ext_errno(record)) *e = code;
+}
+// set_error, then the -1 of a failed call.
+inline int fail(void *record, uint32_t code) {
+  set_error(record, code);
+  return -1;
+}
 inline uint32_t get_error(void *record) { return *_vl_ext_errno(record); }
 
 // Typed allocation through the host table.
@@ -46,24 +56,28 @@ class HostPtr {
   T *p_ = nullptr;
 };
 
-// A stream opened through the host slots, closed on scope exit.
+// A stream closed on scope exit: by the host's close slot, or by the
+// closer of the file services that opened it.
 class HostFile {
  public:
+  using Closer = int (*)(void *);
   HostFile() = default;
-  explicit HostFile(void *s) : s_(s) {}
+  explicit HostFile(void *s, Closer closer = _vl_ext_fclose) : s_(s), closer_(closer) {}
   HostFile(const HostFile &) = delete;
   HostFile &operator=(const HostFile &) = delete;
+  HostFile(HostFile &&o) noexcept : s_(std::exchange(o.s_, nullptr)), closer_(o.closer_) {}
   ~HostFile() { close(); }
   void *get() const { return s_; }
   explicit operator bool() const { return s_ != nullptr; }
   void close() {
-    if (s_) _vl_ext_fclose(s_);
+    if (s_) closer_(s_);
     s_ = nullptr;
   }
   void *release() { return std::exchange(s_, nullptr); }
 
  private:
   void *s_ = nullptr;
+  Closer closer_ = _vl_ext_fclose;
 };
 
 // A text buffer that lives on the stack while short and moves to the host

@@ -16,6 +16,8 @@
 #include <vls/vlsspec.h>
 #include <vls/vlsutils.h>
 
+#include "vlsint.h"
+
 namespace {
 
 constexpr uint16_t kNoCodeset = 0xE000;
@@ -44,9 +46,7 @@ constexpr char kHexDigits[] = "0123456789abcdef";
 
 inline unsigned char uc(char c) { return static_cast<unsigned char>(c); }
 
-void set_err(void *handle, uint32_t code) {
-  if (handle) *_vl_ext_errno(handle) = code;
-}
+using vls::set_error;
 
 // Copies at most `limit` characters of `text` into a zeroed buffer.
 template <size_t N>
@@ -116,31 +116,12 @@ struct Out {
 
 // ---- the registry --------------------------------------------------------
 
-struct RegistryFile {
-  void *stream = nullptr;
-  bool c_library = false;  // found by the search of the C library's set
-
-  void close() {
-    if (!stream) return;
-    if (c_library)
-      vl_reg_functions.close(stream);
-    else
-      _vl_ext_fclose(stream);
-    stream = nullptr;
-  }
-};
-
 // Opens the registry at `path` when one is given, else finds "registry"
-// below the product directory.
-RegistryFile open_registry(void *handle, const char *path) {
-  RegistryFile f;
-  if (path && *path) {
-    f.stream = vl_open_file(handle, path);
-  } else {
-    f.stream = vl_path_search_no_ext(handle, "registry", "cm", "3");
-    f.c_library = true;
-  }
-  return f;
+// below the product directory (through the C library's file services,
+// which then also close it).
+vls::HostFile open_registry(void *handle, const char *path) {
+  if (path && *path) return vls::HostFile(vl_open_file(handle, path));
+  return vls::HostFile(vl_path_search_no_ext(handle, "registry", "cm", "3"), vl_reg_functions.close);
 }
 
 // The registry could not be opened: 15, unless the failure was memory.
@@ -156,7 +137,7 @@ bool read_number(void *handle, void *file, uint16_t *number) {
   int c = _vl_ext_fgetc(file);
   while (c != EOF && is_space(c)) c = _vl_ext_fgetc(file);
   if (c == EOF || !is_digit(c)) {
-    set_err(handle, VL_EBADFILE);
+    set_error(handle, VL_EBADFILE);
     return false;
   }
   uint32_t value = 0;
@@ -165,7 +146,7 @@ bool read_number(void *handle, void *file, uint16_t *number) {
     c = _vl_ext_fgetc(file);
   }
   if (c == EOF) {
-    set_err(handle, VL_EBADFILE);
+    set_error(handle, VL_EBADFILE);
     return false;
   }
   _vl_ext_ungetc(c, file);
@@ -197,7 +178,7 @@ bool name_as_number(const char *key, uint16_t *number) {
 uint16_t lookup(void *handle, const char *name, const char *registry, bool *stored) {
   *stored = false;
   if (!name) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     *stored = handle != nullptr;
     return kNoCodeset;
   }
@@ -211,37 +192,33 @@ uint16_t lookup(void *handle, const char *name, const char *registry, bool *stor
     for (const vl_registry_pair *r = vls_registry_array_cache; r->name; ++r)
       if (strcmp(r->name, key) == 0) return r->number;
   } else {
-    RegistryFile f = open_registry(handle, registry);
-    if (!f.stream) {
+    vls::HostFile f = open_registry(handle, registry);
+    if (!f) {
       set_open_error(handle);
       *stored = handle != nullptr;
       return kNoCodeset;
     }
     char entry[kNameBuf];
-    while (_vl_next_cs_name_from_registry(f.stream, entry, static_cast<int>(kNameBuf))) {
+    while (_vl_next_cs_name_from_registry(f.get(), entry, static_cast<int>(kNameBuf))) {
       uint16_t number;
-      if (!read_number(handle, f.stream, &number)) {
-        f.close();
+      if (!read_number(handle, f.get(), &number)) {
         *stored = handle != nullptr;
         return kNoCodeset;
       }
       if (strcmp(entry, key) == 0) {
-        f.close();
         return number;
       }
-      if (!ignore_till_eol(f.stream)) {
-        f.close();
-        set_err(handle, VL_EBADFILE);
+      if (!ignore_till_eol(f.get())) {
+        set_error(handle, VL_EBADFILE);
         *stored = handle != nullptr;
         return kNoCodeset;
       }
     }
-    f.close();
   }
 
   uint16_t number;
   if (name_as_number(key, &number)) return number;
-  set_err(handle, VL_EINVAL);
+  set_error(handle, VL_EINVAL);
   *stored = handle != nullptr;
   return kNoCodeset;
 }
@@ -309,13 +286,13 @@ Xopen parse_xopen(void *handle, const char **text, char (&name)[kShortNameBuf], 
 
 // Error 7 for a failed short form, unless the look-up stored its own.
 void xopen_failed(void *handle, Xopen r) {
-  if (r != Xopen::lookup_failed) set_err(handle, VL_EINVAL);
+  if (r != Xopen::lookup_failed) set_error(handle, VL_EINVAL);
 }
 
 // vl_lc_spec2lc_fname into an output area.
 int spec2fname(void *handle, const char *spec, Out &out, const char *registry, const char *directory) {
   if (!spec) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char buf[kSpecBuf];
@@ -336,7 +313,7 @@ int spec2fname(void *handle, const char *spec, Out &out, const char *registry, c
     out.put(std::string_view(name, length));
     out.term();
     if (out.over) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     return 0;
@@ -349,14 +326,14 @@ int spec2fname(void *handle, const char *spec, Out &out, const char *registry, c
   for (;;) {
     int cat = _vl_is_category(p, &len);
     if (!cat || seen[cat]) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     seen[cat] = true;
     out.put(std::string_view(p, static_cast<size_t>(len)));
     p += len;
     if (!starts_with(p, kEquals)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     out.put(kEquals);
@@ -372,12 +349,12 @@ int spec2fname(void *handle, const char *spec, Out &out, const char *registry, c
       first = number;
       have_first = true;
     } else if (number != first) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     if (!*p) break;
     if (!starts_with(p, kSemi)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     out.put(kSemi);
@@ -385,7 +362,7 @@ int spec2fname(void *handle, const char *spec, Out &out, const char *registry, c
   }
   out.term();
   if (out.over) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   return 0;
@@ -632,7 +609,7 @@ VLS_API int _vl_next_cs_name_from_registry(void *file, char *buffer, int size) {
 VLS_API uint16_t _vl_next_cs_number_from_registry(void *handle, void *file) {
   uint16_t number;
   if (!file) {
-    set_err(handle, VL_EBADFILE);
+    set_error(handle, VL_EBADFILE);
     return kNoCodeset;
   }
   return read_number(handle, file, &number) ? number : kNoCodeset;
@@ -651,8 +628,8 @@ VLS_API void vl_free_registry_cache(void) {
 
 VLS_API int vl_cache_registry(void *handle, const char *registry) {
   vl_free_registry_cache();
-  RegistryFile f = open_registry(handle, registry);
-  if (!f.stream) {
+  vls::HostFile f = open_registry(handle, registry);
+  if (!f) {
     set_open_error(handle);
     vls_registry_array_cache = vls_canned_registry;
     return -1;
@@ -660,17 +637,16 @@ VLS_API int vl_cache_registry(void *handle, const char *registry) {
   vl_registry_record *head = nullptr;
   vl_registry_record **tail = &head;
   char entry[kNameBuf];
-  while (_vl_next_cs_name_from_registry(f.stream, entry, static_cast<int>(kNameBuf))) {
+  while (_vl_next_cs_name_from_registry(f.get(), entry, static_cast<int>(kNameBuf))) {
     uint16_t number;
-    bool ok = read_number(handle, f.stream, &number);
+    bool ok = read_number(handle, f.get(), &number);
     vl_registry_record *r = nullptr;
     if (ok) {
       r = static_cast<vl_registry_record *>(vl_reg_functions.alloc(sizeof *r));
-      if (!r) set_err(handle, VL_ENOMEM);
+      if (!r) set_error(handle, VL_ENOMEM);
     }
     if (!r) {
       free_list(head);
-      f.close();
       vls_registry_array_cache = vls_canned_registry;
       return -1;
     }
@@ -679,9 +655,8 @@ VLS_API int vl_cache_registry(void *handle, const char *registry) {
     r->next = nullptr;
     *tail = r;
     tail = &r->next;
-    if (!ignore_till_eol(f.stream)) break;
+    if (!ignore_till_eol(f.get())) break;
   }
-  f.close();
   vls_registry_list_cache = head;
   return 0;
 }
@@ -706,7 +681,7 @@ VLS_API int _vl_all_decimal_digits(const char *text) {
 
 VLS_API uint16_t vl_lc_spec2cs_num(void *handle, const char *spec, const char *registry) {
   if (!spec) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return kNoCodeset;
   }
   char buf[kSpecBuf];
@@ -731,13 +706,13 @@ VLS_API uint16_t vl_lc_spec2cs_num(void *handle, const char *spec, const char *r
   int cat;
   while ((cat = _vl_is_category(p, &len)) != 0) {
     if (seen[cat]) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return kNoCodeset;
     }
     seen[cat] = true;
     p += len;
     if (!starts_with(p, kEquals)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return kNoCodeset;
     }
     p += kEquals.size();
@@ -750,13 +725,13 @@ VLS_API uint16_t vl_lc_spec2cs_num(void *handle, const char *spec, const char *r
       first = number;
       have_first = true;
     } else if (number != first) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return kNoCodeset;
     }
     if (starts_with(p, kSemi)) p += kSemi.size();
   }
   if (*p) {  // something left where no further category follows
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return kNoCodeset;
   }
   return first;
@@ -814,7 +789,7 @@ VLS_API char *pathcat_mark(char *target, const char *directory) {
 VLS_API int vl_lc_spec2lc_fname(void *handle, const char *spec, char *output, const char *registry,
                                 const char *directory) {
   if (!output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   Out out(output, nullptr);
@@ -824,7 +799,7 @@ VLS_API int vl_lc_spec2lc_fname(void *handle, const char *spec, char *output, co
 VLS_API int vl_lc_spec2msg_dname(void *handle, const char *spec, char *output, const char *registry,
                                  const char *directory) {
   if (!output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char fname[kPathBuf];
@@ -836,7 +811,7 @@ VLS_API int vl_lc_spec2msg_dname(void *handle, const char *spec, char *output, c
     static constexpr char kMessages[] = "VL_MESSAGES = ";
     s = strstr(fname, kMessages);
     if (!s) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     s += sizeof kMessages - 1;
@@ -850,7 +825,7 @@ VLS_API int vl_lc_spec2msg_dname(void *handle, const char *spec, char *output, c
 VLS_API int vl_cs_nums2cv_fname(void *handle, uint16_t first, uint16_t second, char *output,
                                 const char *directory) {
   if (!output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char *o = pathcat_mark(output, directory);
@@ -863,13 +838,13 @@ VLS_API int vl_cs_nums2cv_fname(void *handle, uint16_t first, uint16_t second, c
 VLS_API int vl_lc_fname2lc_pieces(void *handle, const char *fname, char *lang_terr, char *codeset,
                                   char *modifier) {
   if (!fname || !lang_terr || !codeset || !modifier || !is_lang_terr(fname)) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   if (fname[5] != '/' && fname[5] != '\\') return -1;
   const char *p = fname + 6;
   if (!is_xdigit(uc(*p))) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   unsigned value = 0;
@@ -901,7 +876,7 @@ VLS_API int vl_lc_fname2lc_pieces(void *handle, const char *fname, char *lang_te
 VLS_API int vl_lc_pieces2lc_spec(void *handle, const char *lang_terr, const char *codeset, const char *modifier,
                                  char *output) {
   if (!lang_terr || !codeset || !output || !is_lang_terr(lang_terr) || !*codeset) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char text[17];
@@ -911,7 +886,7 @@ VLS_API int vl_lc_pieces2lc_spec(void *handle, const char *lang_terr, const char
   *o++ = '.';
   for (int i = 0; i < 5 && codeset[i]; ++i) {
     if (!is_xdigit(uc(codeset[i]))) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     *o++ = codeset[i];
@@ -936,7 +911,7 @@ VLS_API int _vl_lc_short_spec2lc_short_norm(void *handle, const char *spec, char
 
 VLS_API int vl_lc_spec2lc_norm(void *handle, const char *spec, char *output, const char *registry) {
   if (!spec || !output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   uint32_t saved = handle ? *_vl_ext_errno(handle) : 0;
@@ -947,20 +922,20 @@ VLS_API int vl_lc_spec2lc_norm(void *handle, const char *spec, char *output, con
   int len;
   if (!_vl_is_category(buf, &len)) return -1;  // a short form: its failure stands
   // A long form: what the short chain left behind is no failure of it.
-  set_err(handle, saved);
+  set_error(handle, saved);
 
   Out out(output, nullptr);
   const char *p = buf;
   uint16_t first = 0;
   for (int i = 0; i < 6; ++i) {
     if (!_vl_is_category(p, &len)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     out.put(std::string_view(p, static_cast<size_t>(len)));
     p += len;
     if (!starts_with(p, kEquals)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     out.put(kEquals);
@@ -977,7 +952,7 @@ VLS_API int vl_lc_spec2lc_norm(void *handle, const char *spec, char *output, con
     if (i == 0)
       first = number;
     else if (number != first) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     char norm[17];
@@ -993,14 +968,14 @@ VLS_API int vl_lc_spec2lc_norm(void *handle, const char *spec, char *output, con
 
 VLS_API int vl_lc_short2lc_long(void *handle, const char *spec, char *output, const char *registry) {
   if (!spec) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char buf[kSpecBuf];
   copy_cut(buf, spec);
   const char *p = buf;
   if (!is_lang_terr(p)) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char locale[kSpecBuf];
@@ -1010,12 +985,12 @@ VLS_API int vl_lc_short2lc_long(void *handle, const char *spec, char *output, co
 
   if (*p) {
     if (*p != '.') {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     locale[n++] = *p++;
     if (*p == ';' || *p == '#' || *p == ' ') {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     char cs_name[kSpecBuf];
@@ -1034,13 +1009,13 @@ VLS_API int vl_lc_short2lc_long(void *handle, const char *spec, char *output, co
       bad = *p && !starts_with(p, kSemi);
     }
     if (bad) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     if (vl_cs_name2cs_num(handle, cs_name, registry) == kNoCodeset) return -1;
     if (!output) return 0;
   } else if (!output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   locale[n] = '\0';
@@ -1058,7 +1033,7 @@ VLS_API int vl_lc_short2lc_long(void *handle, const char *spec, char *output, co
 
 VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
   if (!spec || !*spec) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char buf[kSpecBuf];
@@ -1069,19 +1044,19 @@ VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
     int len;
     int cat = _vl_is_category(p, &len);
     if (!cat || seen[cat]) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     seen[cat] = true;
     p += len;
     if (!starts_with(p, kEquals)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     p += kEquals.size();
     if (!is_alpha(uc(p[0])) || !is_alpha(uc(p[1]))) return -1;
     if (p[2] != '_') {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     if (!is_alpha(uc(p[3])) || !is_alpha(uc(p[4]))) return -1;
@@ -1089,12 +1064,12 @@ VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
     if (*p == '.') {
       ++p;
       if (*p == '#') {
-        set_err(handle, VL_EINVAL);
+        set_error(handle, VL_EINVAL);
         return -1;
       }
       for (; is_graph(uc(*p)) && *p != '@'; ++p) {
         if (*p == ';') {
-          set_err(handle, VL_EINVAL);
+          set_error(handle, VL_EINVAL);
           return -1;
         }
       }
@@ -1105,7 +1080,7 @@ VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
     }
     if (!*p) return 0;
     if (!starts_with(p, kSemi)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     p += kSemi.size();
@@ -1116,14 +1091,14 @@ VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
 VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, const char *registry) {
   (void)registry;  // codesets are compared as text here
   if (!spec || !output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char buf[kSpecBuf];
   copy_cut(buf, spec);
   const char *loc[6];
   if (!find_six(buf, loc)) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char text[kSpecBuf];
@@ -1134,11 +1109,11 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
       char c = loc[i][k];
       if (k == 2 ? c != '_' : !is_alpha(uc(c))) {
         if (k != 2) return -1;
-        set_err(handle, VL_EINVAL);
+        set_error(handle, VL_EINVAL);
         return -1;
       }
       if (to_lower(c) != to_lower(loc[0][k])) {
-        set_err(handle, VL_EINVAL);
+        set_error(handle, VL_EINVAL);
         return -1;
       }
     }
@@ -1150,7 +1125,7 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
   if (!all_end) {
     for (int i = 0; i < 6; ++i) {
       if (loc[i][k] != '.' || loc[i][k + 1] == ';' || loc[i][k + 1] == '#') {
-        set_err(handle, VL_EINVAL);
+        set_error(handle, VL_EINVAL);
         return -1;
       }
     }
@@ -1161,7 +1136,7 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
       bool stop0 = cs_stop(loc[0][k]);
       for (int i = 1; i < 6; ++i) {
         if (cs_stop(loc[i][k]) != stop0 || (!stop0 && to_lower(loc[i][k]) != to_lower(loc[0][k]))) {
-          set_err(handle, VL_EINVAL);
+          set_error(handle, VL_EINVAL);
           return -1;
         }
       }
@@ -1172,7 +1147,7 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
     bool at0 = loc[0][k] == '@';
     for (int i = 1; i < 6; ++i) {
       if ((loc[i][k] == '@') != at0) {
-        set_err(handle, VL_EINVAL);
+        set_error(handle, VL_EINVAL);
         return -1;
       }
     }
@@ -1182,7 +1157,7 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
         bool stop0 = !is_alnum(uc(loc[0][k]));
         for (int i = 1; i < 6; ++i) {
           if (!is_alnum(uc(loc[i][k])) != stop0 || (!stop0 && to_lower(loc[i][k]) != to_lower(loc[0][k]))) {
-            set_err(handle, VL_EINVAL);
+            set_error(handle, VL_EINVAL);
             return -1;
           }
         }
@@ -1200,7 +1175,7 @@ VLS_API int vl_lc_spec2category(void *handle, const char *spec, int category, ch
                                 const char *registry) {
   if (category < VL_LC_CTYPE || category > VL_LC_MESSAGES) return 0;
   if (!spec || !output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char buf[kSpecBuf];
@@ -1208,13 +1183,13 @@ VLS_API int vl_lc_spec2category(void *handle, const char *spec, int category, ch
   int len;
   const char *loc[6];
   if (!_vl_is_category(buf, &len) || !find_six(buf, loc)) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   int with_codeset = 0;
   for (int i = 0; i < 6; ++i) {
     if (!is_lang_terr(loc[i])) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     if (loc[i][5] == '.') ++with_codeset;
@@ -1229,7 +1204,7 @@ VLS_API int vl_lc_spec2category(void *handle, const char *spec, int category, ch
     return 0;
   }
   if (with_codeset != 6) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   uint16_t first = 0;
@@ -1240,7 +1215,7 @@ VLS_API int vl_lc_spec2category(void *handle, const char *spec, int category, ch
     while (*p != '@' && is_graph(uc(*p))) cs_name[c++] = *p++;
     cs_name[c] = '\0';
     if (c == 0) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     const char *mod = nullptr;
@@ -1253,13 +1228,13 @@ VLS_API int vl_lc_spec2category(void *handle, const char *spec, int category, ch
     bool stored;
     uint16_t number = lookup(handle, cs_name, registry, &stored);
     if (number == kNoCodeset) {
-      if (!stored) set_err(handle, VL_EINVAL);
+      if (!stored) set_error(handle, VL_EINVAL);
       return -1;
     }
     if (i == 0)
       first = number;
     else if (number != first) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     if (i == want) {
@@ -1278,7 +1253,7 @@ VLS_API int vl_lc_spec2category(void *handle, const char *spec, int category, ch
 
 VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, const char *directory) {
   if (!fnames || !output) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   char buf[kFnameSpecBuf];
@@ -1291,12 +1266,12 @@ VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, 
   // All six files must be there.
   const char *loc[6];
   if (!find_six(buf, loc)) {
-    set_err(handle, VL_EINVAL);
+    set_error(handle, VL_EINVAL);
     return -1;
   }
   for (int i = 0; i < 6; ++i) {
     if (!is_lang_terr(loc[i])) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
   }
@@ -1319,7 +1294,7 @@ VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, 
       }
     }
     if (!f) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     _vl_ext_fclose(f);
@@ -1333,14 +1308,14 @@ VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, 
     int len;
     int cat = _vl_is_category(p, &len);
     if (!cat || seen[cat]) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     seen[cat] = true;
     out.put(std::string_view(p, static_cast<size_t>(len)));
     p += len;
     if (!starts_with(p, kEquals)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     out.put(kEquals);
@@ -1352,13 +1327,13 @@ VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, 
     p = e;
     char norm[17];
     if (fname2norm(handle, name, norm) != 0) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     out.put(std::string_view(norm));
     if (!*p) break;
     if (!starts_with(p, kSemi)) {
-      set_err(handle, VL_EINVAL);
+      set_error(handle, VL_EINVAL);
       return -1;
     }
     out.put(kSemi);

@@ -237,10 +237,7 @@ int build_cache(vl_locale_t *h, int slot, int32_t n, Get get) {
   return 0;
 }
 
-int fail(vl_locale_t *h, uint32_t code) {
-  vls::set_error(h, code);
-  return -1;
-}
+using vls::fail;
 
 void free_era_strings(era_record *r) {
   free_and_clear(r->era_name);

@@ -67,9 +67,7 @@ void settle(T &flag, T value) {
   if (flag != value) flag = value;
 }
 
-void store_error(void *handle, uint32_t code) {
-  if (uint32_t *e = _vl_ext_errno(handle)) *e = code;
-}
+using vls::set_error;
 
 char *copy_text(const char *text) {
   size_t n = strlen(text) + 1;
@@ -103,12 +101,6 @@ int bind_all(dl_handle *record) {
   VLU_BINDINGS(VLU_BIND)
 #undef VLU_BIND
   return sum;
-}
-
-// Closes the registry and releases the name buffer.
-void finish_registry(void *file, char *name) {
-  _vl_ext_fclose(file);
-  _vl_free_ptr(name);
 }
 
 // Finds `name` in the "etc" subdirectory and gives the directory it lies
@@ -257,6 +249,80 @@ VLS_API int vl_usevlu(int32_t value) {
   return 0;
 }
 
+namespace {
+
+enum class Libraries { loaded, forgiven, failed };
+
+// Loads, in order, every library the bridge registry
+// $KELVANIXDIR/vls/etc/32-dllregistry.34 lists; *loaded counts them. A
+// library that exists but won't load is forgiven when both the process
+// and VL_USEVLU say 2: the process then goes on natively.
+Libraries load_libraries(void *handle, const char *dir, int use_value, int *loaded) {
+  int n = snprintf(nullptr, 0, "%s%svls%setc%s%s-%s.%d", dir, "/", "/", "/", kRegistryPrefix, kRegistryName,
+                   kRegistryVersion);
+  vls::HostPtr<char> registry(static_cast<char *>(_vl_alloc_ptr(static_cast<size_t>(n) + 1)));
+  if (!registry) {
+    vl_message("vl_init_vlu_dll: memory allocation fails");
+    set_error(handle, VL_ENOMEM);
+    return Libraries::failed;
+  }
+  snprintf(registry.get(), static_cast<size_t>(n) + 1, "%s%svls%setc%s%s-%s.%d", dir, "/", "/", "/",
+           kRegistryPrefix, kRegistryName, kRegistryVersion);
+  vls::HostFile file(_vl_ext_fopen(registry.get(), "r"));
+  if (!file) {
+    vl_message("vl_init_vlu_dll: cannot open dllregistry");
+    set_error(handle, VL_ENOENT);
+    return Libraries::failed;
+  }
+  struct Name {  // get_dl_name grows and frees the buffer itself
+    char *p = nullptr;
+    ~Name() { _vl_free_ptr(p); }
+  } name;
+  int32_t size = 0;
+  for (*loaded = 0;; ++*loaded) {
+    if (get_dl_name(file.get(), dir, &name.p, &size) != 0) {
+      vl_message("vl_init_vlu_dll: memory allocation fails");
+      set_error(handle, VL_ENOMEM);
+      return Libraries::failed;
+    }
+    if (!name.p || *loaded >= VLU_MAX_LIBRARIES) return Libraries::loaded;
+    vl_message("vl_init_vlu_dll: Loading library:");
+    vl_message(name.p);
+    dl_handle *record = &handlevlu[*loaded];
+    if (kvnx_dlopen(record, name.p, VLU_DL_DEFAULT_FLAGS) == 0) continue;
+    vl_message("LoadLibraries: Error Loading SharedObject file");
+    vl_message(name.p);
+    vl_message(record->message ? record->message : "");
+    struct stat st;
+    if (stat(name.p, &st) == 0 && vlu_capable == 2 && use_value == 2) {
+      vlu_capable = 0;
+      unicode_collate = 0;
+      vl_message("vl_init_vlu_dll: Error Loading DLLs allowed");
+      return Libraries::forgiven;
+    }
+    set_error(handle, VL_ENOENT);
+    return Libraries::failed;
+  }
+}
+
+// Hands the bridge the host's memory, stream and message functions.
+int32_t install_callbacks() {
+  int32_t rc = fn_vlu_setMemoryFunctions(_vl_ext1_malloc, _vl_ext1_realloc, _vl_ext1_free, _vl_ext1_calloc);
+  if (rc != 0) return rc;
+  fn_vlu_setFgetcFunc(_vl_ext_getc);
+  fn_vlu_setFseekFunc(_vl_ext_fseek);
+  fn_vlu_setFtellFunc(_vl_ext_ftell);
+  fn_vlu_setFerrorFunc(_vl_ext_ferror);
+  fn_vlu_setFeofFunc(_vl_ext_feof);
+  fn_vlu_setUCAFunc(_vl_ext_UCA);
+  fn_vlu_setPrintMessageFunc(vl_message);
+  fn_vlu_setMessageLevel(kMessageLevel);
+  fn_vlu_setMessageSubLevel(kMessageSubLevel);
+  return 0;
+}
+
+}  // namespace
+
 VLS_API int vl_init_vlu_dll(void *handle) {
   if (vlu_loaded) {
     vl_message("vl_init_vlu_dll: preloaded");
@@ -279,93 +345,31 @@ VLS_API int vl_init_vlu_dll(void *handle) {
   if (unicode_collate == 1) {
     vl_message("vl_init_vlu_dll: Initializing");
     if (!dir || !*dir) {
-      store_error(handle, VL_ENOENT);
+      set_error(handle, VL_ENOENT);
       return -1;
     }
-
-    // $KELVANIXDIR/vls/etc/32-dllregistry.34, opened directly.
-    int n = snprintf(nullptr, 0, "%s%svls%setc%s%s-%s.%d", dir, "/", "/", "/", kRegistryPrefix, kRegistryName,
-                     kRegistryVersion);
-    vls::HostPtr<char> registry(static_cast<char *>(_vl_alloc_ptr(static_cast<size_t>(n) + 1)));
-    if (!registry) {
-      vl_message("vl_init_vlu_dll: memory allocation fails");
-      store_error(handle, VL_ENOMEM);
-      return -1;
-    }
-    snprintf(registry.get(), static_cast<size_t>(n) + 1, "%s%svls%setc%s%s-%s.%d", dir, "/", "/", "/",
-             kRegistryPrefix, kRegistryName, kRegistryVersion);
-    void *file = _vl_ext_fopen(registry.get(), "r");
-    if (!file) {
-      vl_message("vl_init_vlu_dll: cannot open dllregistry");
-      store_error(handle, VL_ENOENT);
-      return -1;
-    }
-
-    char *name = nullptr;
-    int32_t size = 0;
     int loaded = 0;
-    if (get_dl_name(file, dir, &name, &size) != 0) {
-      vl_message("vl_init_vlu_dll: memory allocation fails");
-      finish_registry(file, name);
-      store_error(handle, VL_ENOMEM);
-      return -1;
-    }
-    while (name && loaded < VLU_MAX_LIBRARIES) {
-      vl_message("vl_init_vlu_dll: Loading library:");
-      vl_message(name);
-      dl_handle *record = &handlevlu[loaded];
-      if (kvnx_dlopen(record, name, VLU_DL_DEFAULT_FLAGS) != 0) {
-        vl_message("LoadLibraries: Error Loading SharedObject file");
-        vl_message(name);
-        vl_message(record->message ? record->message : "");
-        struct stat st;
-        if (stat(name, &st) == 0 && vlu_capable == 2 && use_value == 2) {
-          // A library that exists but won't load may be forgiven: the
-          // process goes on natively.
-          vlu_capable = 0;
-          unicode_collate = 0;
-          vl_message("vl_init_vlu_dll: Error Loading DLLs allowed");
-          finish_registry(file, name);
-          return 0;
-        }
-        finish_registry(file, name);
-        store_error(handle, VL_ENOENT);
+    switch (load_libraries(handle, dir, use_value, &loaded)) {
+      case Libraries::failed:
         return -1;
-      }
-      ++loaded;
-      if (get_dl_name(file, dir, &name, &size) != 0) {
-        vl_message("vl_init_vlu_dll: memory allocation fails");
-        finish_registry(file, name);
-        store_error(handle, VL_ENOMEM);
-        return -1;
-      }
+      case Libraries::forgiven:
+        return 0;
+      case Libraries::loaded:
+        break;
     }
-    finish_registry(file, name);
-
     vl_message("vl_init_vlu_dll: Loading symbols:");
     // From the last library loaded; with none, the empty first record makes
     // the binding fail.
     if (bind_all(&handlevlu[loaded > 0 ? loaded - 1 : 0]) != 0) {
       vl_message("vl_init_vlu_dll: End icudata kvnx_dlsym error");
-      store_error(handle, VL_ENOENT);
+      set_error(handle, VL_ENOENT);
       return -1;
     }
-
-    int32_t rc = fn_vlu_setMemoryFunctions(_vl_ext1_malloc, _vl_ext1_realloc, _vl_ext1_free, _vl_ext1_calloc);
-    if (rc != 0) {
+    if (int32_t rc = install_callbacks(); rc != 0) {
       vl_message("vl_init_vlu_dll: End callback functions");
-      store_error(handle, static_cast<uint32_t>(rc));
+      set_error(handle, static_cast<uint32_t>(rc));
       return -1;
     }
-    fn_vlu_setFgetcFunc(_vl_ext_getc);
-    fn_vlu_setFseekFunc(_vl_ext_fseek);
-    fn_vlu_setFtellFunc(_vl_ext_ftell);
-    fn_vlu_setFerrorFunc(_vl_ext_ferror);
-    fn_vlu_setFeofFunc(_vl_ext_feof);
-    fn_vlu_setUCAFunc(_vl_ext_UCA);
-    fn_vlu_setPrintMessageFunc(vl_message);
-    fn_vlu_setMessageLevel(kMessageLevel);
-    fn_vlu_setMessageSubLevel(kMessageSubLevel);
   }
 
   vl_message("vl_init_vlu_dll: End");
@@ -386,14 +390,14 @@ VLS_API int vl_init_vlu(void *handle) {
       char data_name[kIcuNameSize] = {};
       if (fn_vlu_getIcuDataFileName(data_name, static_cast<int32_t>(kIcuNameSize)) != 0) {
         vl_message("vl_init_vlu: End icudata not loaded, could not get icudata file name");
-        store_error(handle, VL_ENOENT);
+        set_error(handle, VL_ENOENT);
         return -1;
       }
       data_name[kIcuNameSize - 1] = '\0';
       char *directory = find_in_etc(handle, data_name);
       if (!directory) {
         vl_message("vl_init_vlu: End icudata not loaded, icudata file not found");
-        store_error(handle, VL_ENOENT);
+        set_error(handle, VL_ENOENT);
         return -1;
       }
       int16_t status = 0;
@@ -401,7 +405,7 @@ VLS_API int vl_init_vlu(void *handle) {
       vl_ext_functions.free(directory);
       if (status > 0) {
         vl_message("vl_init_vlu: End icudata not loaded");
-        store_error(handle, static_cast<uint32_t>(status));
+        set_error(handle, static_cast<uint32_t>(status));
         return -1;
       }
       vlu_cudata_t = data;
@@ -411,14 +415,14 @@ VLS_API int vl_init_vlu(void *handle) {
     char *directory = find_in_etc(handle, kMapName);
     if (!directory) {
       vl_message("vl_init_vlu: End pMap not loaded locmap file not found");
-      store_error(handle, VL_ENOENT);
+      set_error(handle, VL_ENOENT);
       return -1;
     }
     size_t n = strlen(directory) + 1 + sizeof kMapName;
     vls::HostPtr<char> path(static_cast<char *>(_vl_alloc_ptr(n)));
     if (!path) {
       vl_ext_functions.free(directory);
-      store_error(handle, VL_ENOMEM);
+      set_error(handle, VL_ENOMEM);
       return -1;
     }
     snprintf(path.get(), n, "%s/%s", directory, kMapName);
@@ -427,7 +431,7 @@ VLS_API int vl_init_vlu(void *handle) {
     void *map = fn_vlu_loadMapData(path.get(), &status);
     if (status > 0) {
       vl_message("vl_init_vlu: End pMap not loaded");
-      store_error(handle, static_cast<uint32_t>(status));
+      set_error(handle, static_cast<uint32_t>(status));
       return -1;
     }
     pMap = map;
@@ -502,7 +506,7 @@ VLS_API int set_categories_vlu(vl_locale_t *handle, int category, const char *na
   if (split && vl_lc_pieces2lc_spec(handle, lang_terr, codeset, modifier, lc_norm) != 0) lc_norm[0] = '\0';
   vls::logf("lc_norm = %s\n", lc_norm);
   have_norm = split && lc_norm[0] != '\0';
-  store_error(handle, saved);
+  set_error(handle, saved);
 
   int row = category - 2;
   handle->bridge_active[row] = 0;
