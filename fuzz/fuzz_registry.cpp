@@ -1,6 +1,7 @@
 // Fuzzes the registry reader: the input is served as the registry file
 // through a replaced host fopen slot, and is read by the entry readers, the
-// look-up and the cache.
+// look-up and the cache, and then by the specification services that map
+// codeset names through it.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -65,9 +66,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   vl_cs_name2cs_num(nullptr, "819", kName);
   vl_lc_spec2cs_num(&r, "en_US.8859-1", kName);
 
+  // A specification naming the probe as its codeset, turned into a file
+  // name through the registry (8 KB: far above the longest file name).
+  static char out[8192];
+  char spec[64];
+  snprintf(spec, sizeof spec, "en_US.%s", probe);
+  vl_lc_spec2lc_fname(&r, spec, out, kName, nullptr);
+  vl_lc_spec2cs_num(&r, spec, kName);
+
   vl_cache_registry(&r, kName);
   vl_cs_name2cs_num(&r, probe, kName);
   vl_cs_name2cs_num(&r, "12345", kName);
+  vl_lc_spec2cs_num(&r, spec, kName);
+  vl_lc_spec2lc_fname(&r, spec, out, kName, nullptr);
+  vl_lc_spec2lc_norm(&r, spec, out, kName);
   vl_free_registry_cache();
   return 0;
 }

@@ -4,9 +4,11 @@
 // with the library's own tree functions, once per process.
 //
 // Input: byte 0 picks the codeset (bit 0) and whether a read that succeeds
-// is finished twice (bit 1); the rest is the section behind its marker.
-// After a finished read, the derived data are checked against the category
-// and every cache is searched for every name.
+// is finished twice (bit 1); then the text part (services.h: a length
+// byte, a split byte, the text); the rest is the section behind its
+// marker. After a finished read, the derived data are checked against the
+// category, every cache is searched for every name, and the services run
+// on the text with the new category in place.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -16,13 +18,12 @@
 #include <vls/vlstime.h>
 
 #include "lcofix.h"
+#include "services.h"
 
 namespace {
 
 
-void check(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using vlsfuzz::check;
 
 size_t wlen(const vl_wchar *w) {
   size_t n = 0;
@@ -76,7 +77,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 1) return 0;
   vl_locale_t *h = handles[data[0] & 1];
   if (!h) __builtin_trap();
-  FILE *f = size > 1 ? fmemopen(const_cast<uint8_t *>(data + 1), size - 1, "r") : tmpfile();
+  const vlsfuzz::Input in = vlsfuzz::split_input(data + 1, size - 1);
+  FILE *f = in.rest_size ? fmemopen(const_cast<uint8_t *>(in.rest), in.rest_size, "r") : tmpfile();
   if (!f) return 0;
   int32_t err = 0;
   h->vl_errno = 0;
@@ -88,6 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (fin == 1 && (data[0] & 2)) fin = init_time_info(h);
     if (fin == 1) {
       examine(h);
+      vlsfuzz::exercise(h, in);
     } else {
       check(fin == -1 && h->vl_errno != 0);
     }
