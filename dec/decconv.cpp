@@ -14,25 +14,6 @@
 
 namespace {
 
-inline bool is_null(const decimal_t *d) { return d->sign == DEC_NULL_SIGN; }
-
-inline int count_of(const decimal_t *d) {
-  int n = d->digit_count;
-  return n < 0 ? 0 : (n > DEC_MAX_DIGITS ? DEC_MAX_DIGITS : n);
-}
-
-inline void set_null(decimal_t *d) {
-  d->exponent = 0;
-  d->sign = DEC_NULL_SIGN;
-  d->digit_count = 0;
-}
-
-inline void set_zero(decimal_t *d) {
-  d->exponent = DEC_MIN_EXPONENT;
-  d->sign = DEC_POSITIVE;
-  d->digit_count = 0;
-}
-
 /* The buffer size that a request of ndigit characters asks for. */
 inline int wanted_size(int ndigit) { return ndigit > 80 ? ndigit : 80; }
 

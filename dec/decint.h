@@ -4,6 +4,43 @@
 
 #include <vls/decimal.h>
 
+#include <string.h>
+
+inline bool is_null(const decimal_t *d) { return d->sign == DEC_NULL_SIGN; }
+
+/* digit_count as a safe index into digits. */
+inline int count_of(const decimal_t *d) {
+  int n = d->digit_count;
+  return n < 0 ? 0 : (n > DEC_MAX_DIGITS ? DEC_MAX_DIGITS : n);
+}
+
+inline void set_null(decimal_t *d) {
+  d->exponent = 0;
+  d->sign = DEC_NULL_SIGN;
+  d->digit_count = 0;
+}
+
+inline void set_zero(decimal_t *d) {
+  d->exponent = DEC_MIN_EXPONENT;
+  d->sign = DEC_POSITIVE;
+  d->digit_count = 0;
+}
+
+/* The first 16 of more than 16 digit bytes at p, rounded half up on the
+ * 17th, in `rounded` (17 bytes: a carry out of the first byte lands in a
+ * zero byte kept in front of the copy, and raises *exponent). Gives where
+ * the 16 bytes start. */
+inline const unsigned char *round_17th(const unsigned char *p, unsigned char *rounded, int *exponent) {
+  rounded[0] = 0;
+  memcpy(rounded + 1, p, DEC_MAX_DIGITS);
+  if (p[DEC_MAX_DIGITS] > 49) {
+    int i = DEC_MAX_DIGITS;
+    while (++rounded[i] == 100) rounded[i--] = 0;
+    if (rounded[0] != 0) ++*exponent;
+  }
+  return rounded[0] != 0 ? rounded : rounded + 1;
+}
+
 /* General control block: the one growing result buffer of the digit-string
  * conversions.  Created on demand by CheckGenInit and kept for the life of
  * the process. */

@@ -20,27 +20,6 @@ static_assert(offsetof(decimal_t, digits) == 6, "digits follow digit_count");
 
 namespace {
 
-constexpr uint16_t kNullSign = DEC_NULL_SIGN;
-
-inline bool is_null(const decimal_t *d) { return d->sign == kNullSign; }
-
-/* digit_count as a safe index into digits. */
-inline int count_of(const decimal_t *d) {
-  int n = d->digit_count;
-  return n < 0 ? 0 : (n > DEC_MAX_DIGITS ? DEC_MAX_DIGITS : n);
-}
-
-inline void set_null(decimal_t *d) {
-  d->exponent = 0;
-  d->sign = kNullSign;
-  d->digit_count = 0;
-}
-
-inline void set_zero(decimal_t *d) {
-  d->exponent = DEC_MIN_EXPONENT;
-  d->sign = DEC_POSITIVE;
-  d->digit_count = 0;
-}
 
 /* Compares leading digit bytes as unsigned: -1, 0 or 1. */
 inline int bytes_cmp(const unsigned char *a, const unsigned char *b, int n) {
@@ -139,16 +118,9 @@ int finish(decimal_t *result, int sign, int exponent, const unsigned char *p, in
     --count;
     --exponent;
   }
-  unsigned char rounded[1 + 2 * DEC_MAX_DIGITS];
+  unsigned char rounded[1 + DEC_MAX_DIGITS];
   if (count > DEC_MAX_DIGITS) {
-    rounded[0] = 0;
-    memcpy(rounded + 1, p, DEC_MAX_DIGITS);
-    if (p[DEC_MAX_DIGITS] > 49) {
-      int i = DEC_MAX_DIGITS;
-      while (++rounded[i] == 100) rounded[i--] = 0;
-      if (rounded[0] != 0) ++exponent;
-    }
-    p = rounded[0] != 0 ? rounded : rounded + 1;
+    p = round_17th(p, rounded, &exponent);
     count = DEC_MAX_DIGITS;
   }
   memcpy(result->digits, p, DEC_MAX_DIGITS);
@@ -544,18 +516,10 @@ int decload(decimal_t *result, int sign, int exponent, const void *digits, int c
     }
   }
 
-  /* More than 16 bytes: round half up on the 17th.  A carry out of the
-   * first byte lands in a zero byte kept in front of the copy. */
+  /* More than 16 bytes: round half up on the 17th. */
   unsigned char rounded[1 + DEC_MAX_DIGITS];
   if (count > DEC_MAX_DIGITS) {
-    rounded[0] = 0;
-    memcpy(rounded + 1, p, DEC_MAX_DIGITS);
-    if (p[DEC_MAX_DIGITS] > 49) {
-      int i = DEC_MAX_DIGITS;
-      while (++rounded[i] == 100) rounded[i--] = 0;
-      if (rounded[0] != 0) ++exponent;
-    }
-    p = rounded[0] != 0 ? rounded : rounded + 1;
+    p = round_17th(p, rounded, &exponent);
     count = DEC_MAX_DIGITS;
   }
   result->digit_count = (int16_t)count;

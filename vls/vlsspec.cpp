@@ -114,6 +114,52 @@ struct Out {
   }
 };
 
+// ---- the long form -------------------------------------------------------
+
+// Walks the elements "CATEGORY = value" of a long form, joined by " ; ".
+// Every strict reader of the long form walks with it, so all accept the
+// same categories and separators; what a value may be is each reader's
+// own rule, read from `p` between head() and separator().
+class LongForm {
+ public:
+  explicit LongForm(const char *text) : p(text) {}
+  const char *p;
+
+  // The next element's category number, with `p` behind its " = ", both
+  // copied to `out` when one is given. A missing category, one seen before
+  // (when `once`) or a missing " = " store 7 and give 0.
+  int head(void *handle, Out *out = nullptr, bool once = true) {
+    int len;
+    int cat = _vl_is_category(p, &len);
+    if (!cat || (once && seen_[cat])) return refuse(handle);
+    seen_[cat] = true;
+    if (out) out->put(std::string_view(p, static_cast<size_t>(len)));
+    p += len;
+    if (!starts_with(p, kEquals)) return refuse(handle);
+    if (out) out->put(kEquals);
+    p += kEquals.size();
+    return cat;
+  }
+
+  // What follows a value: the end of the text, " ; " (taken, and copied
+  // to `out`), or anything else. Stores nothing.
+  enum class Sep { end, more, other };
+  Sep separator(Out *out = nullptr) {
+    if (!*p) return Sep::end;
+    if (!starts_with(p, kSemi)) return Sep::other;
+    if (out) out->put(kSemi);
+    p += kSemi.size();
+    return Sep::more;
+  }
+
+ private:
+  int refuse(void *handle) {
+    set_error(handle, VL_EINVAL);
+    return 0;
+  }
+  bool seen_[7] = {};
+};
+
 // ---- the registry --------------------------------------------------------
 
 // Opens the registry at `path` when one is given, else finds "registry"
@@ -319,27 +365,13 @@ int spec2fname(void *handle, const char *spec, Out &out, const char *registry, c
     return 0;
   }
 
-  bool seen[7] = {};
   uint16_t first = 0;
   bool have_first = false;
-  const char *p = buf;
+  LongForm form(buf);
   for (;;) {
-    int cat = _vl_is_category(p, &len);
-    if (!cat || seen[cat]) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    seen[cat] = true;
-    out.put(std::string_view(p, static_cast<size_t>(len)));
-    p += len;
-    if (!starts_with(p, kEquals)) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    out.put(kEquals);
-    p += kEquals.size();
+    if (!form.head(handle, &out)) return -1;
     out.mark(directory);
-    Xopen r = parse_xopen(handle, &p, name, &length, &number, &modifier, registry);
+    Xopen r = parse_xopen(handle, &form.p, name, &length, &number, &modifier, registry);
     if (r != Xopen::ok) {
       xopen_failed(handle, r);
       return -1;
@@ -352,13 +384,12 @@ int spec2fname(void *handle, const char *spec, Out &out, const char *registry, c
       set_error(handle, VL_EINVAL);
       return -1;
     }
-    if (!*p) break;
-    if (!starts_with(p, kSemi)) {
+    LongForm::Sep sep = form.separator(&out);
+    if (sep == LongForm::Sep::end) break;
+    if (sep == LongForm::Sep::other) {
       set_error(handle, VL_EINVAL);
       return -1;
     }
-    out.put(kSemi);
-    p += kSemi.size();
   }
   out.term();
   if (out.over) {
@@ -925,26 +956,15 @@ VLS_API int vl_lc_spec2lc_norm(void *handle, const char *spec, char *output, con
   set_error(handle, saved);
 
   Out out(output, nullptr);
-  const char *p = buf;
+  LongForm form(buf);
   uint16_t first = 0;
   for (int i = 0; i < 6; ++i) {
-    if (!_vl_is_category(p, &len)) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    out.put(std::string_view(p, static_cast<size_t>(len)));
-    p += len;
-    if (!starts_with(p, kEquals)) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    out.put(kEquals);
-    p += kEquals.size();
+    if (!form.head(handle, &out, false)) return -1;
     char name[kShortNameBuf];
     size_t length;
     uint16_t number;
     bool modifier;
-    Xopen r = parse_xopen(handle, &p, name, &length, &number, &modifier, registry);
+    Xopen r = parse_xopen(handle, &form.p, name, &length, &number, &modifier, registry);
     if (r != Xopen::ok) {
       xopen_failed(handle, r);
       return -1;
@@ -958,9 +978,7 @@ VLS_API int vl_lc_spec2lc_norm(void *handle, const char *spec, char *output, con
     char norm[17];
     if (fname2norm(handle, name, norm) != 0) return -1;
     out.put(std::string_view(norm));
-    if (!starts_with(p, kSemi)) return -1;  // every element needs " ; "
-    out.put(kSemi);
-    p += kSemi.size();
+    if (form.separator(&out) != LongForm::Sep::more) return -1;  // every element needs " ; "
   }
   out.term();
   return 0;
@@ -1038,22 +1056,10 @@ VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
   }
   char buf[kSpecBuf];
   copy_cut(buf, spec);
-  bool seen[7] = {};
-  const char *p = buf;
+  LongForm form(buf);
   for (;;) {
-    int len;
-    int cat = _vl_is_category(p, &len);
-    if (!cat || seen[cat]) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    seen[cat] = true;
-    p += len;
-    if (!starts_with(p, kEquals)) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    p += kEquals.size();
+    if (!form.head(handle)) return -1;
+    const char *&p = form.p;
     if (!is_alpha(uc(p[0])) || !is_alpha(uc(p[1]))) return -1;
     if (p[2] != '_') {
       set_error(handle, VL_EINVAL);
@@ -1078,13 +1084,16 @@ VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
         while (is_alnum(uc(*p))) ++p;
       }
     }
-    if (!*p) return 0;
-    if (!starts_with(p, kSemi)) {
-      set_error(handle, VL_EINVAL);
-      return -1;
+    switch (form.separator()) {
+      case LongForm::Sep::end:
+        return 0;
+      case LongForm::Sep::other:
+        set_error(handle, VL_EINVAL);
+        return -1;
+      case LongForm::Sep::more:
+        if (!*p) return 0;  // a final " ; " is allowed here
+        break;
     }
-    p += kSemi.size();
-    if (!*p) return 0;
   }
 }
 
@@ -1302,24 +1311,10 @@ VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, 
 
   // Rewrite element by element.
   Out out(output, nullptr);
-  bool seen[7] = {};
-  const char *p = buf;
+  LongForm form(buf);
   for (;;) {
-    int len;
-    int cat = _vl_is_category(p, &len);
-    if (!cat || seen[cat]) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    seen[cat] = true;
-    out.put(std::string_view(p, static_cast<size_t>(len)));
-    p += len;
-    if (!starts_with(p, kEquals)) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    out.put(kEquals);
-    p += kEquals.size();
+    if (!form.head(handle, &out)) return -1;
+    const char *&p = form.p;
     const char *e = name_end(p);
     char name[kFnameSpecBuf];
     memcpy(name, p, static_cast<size_t>(e - p));
@@ -1331,13 +1326,12 @@ VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, 
       return -1;
     }
     out.put(std::string_view(norm));
-    if (!*p) break;
-    if (!starts_with(p, kSemi)) {
+    LongForm::Sep sep = form.separator(&out);
+    if (sep == LongForm::Sep::end) break;
+    if (sep == LongForm::Sep::other) {
       set_error(handle, VL_EINVAL);
       return -1;
     }
-    out.put(kSemi);
-    p += kSemi.size();
   }
   out.term();
   return 0;
