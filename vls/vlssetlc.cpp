@@ -263,13 +263,13 @@ VLS_API int set_function_pointers(vl_locale_t *h) {
 
 VLS_API void set_collation_fp(vl_locale_t *h) {
   const collate_category &c = h->collate;
-  if (c.collation_kind == 2) {
+  if (c.collation_kind == VL_COLL_THAI) {
     h->mbscoll_fn = _vl_thaismocoll;
     h->mbfscoll_fn = _kvx_vl_thaismoncoll;
     h->mbsxfrm_fn = _vl_thaismoxfrm;
     return;
   }
-  if (c.collation_kind == 3) {
+  if (c.collation_kind == VL_COLL_BRIDGE) {
     h->mbscoll_fn = _vlu_mbscoll;
     h->mbfscoll_fn = _vlu_mbfscoll;
     h->mbsxfrm_fn = _vlu_mbsxfrm;

@@ -547,7 +547,7 @@ VLS_API int set_categories_vlu(vl_locale_t *handle, int category, const char *na
     handle->codepoint_collation = 0;
     handle->collate.codeset_order = 0;
     handle->bridge_collation = 1;
-    handle->collate.collation_kind = 3;
+    handle->collate.collation_kind = VL_COLL_BRIDGE;
   }
   vl_message("End: set_categories_vlu");
   return 0;
@@ -595,7 +595,7 @@ VLS_API int32_t vls_assign_global_struct(void) {
   return fn_vlu_assign_global_struct();
 }
 
-// ---- collation forms for collation_kind 3 ---------------------------------
+// ---- collation forms for VL_COLL_BRIDGE ---------------------------------
 
 VLS_API int _vlu_mbscoll(vl_locale_t *handle, const char *string1, const char *string2) {
   return _vlu_call(handle, fn_vlu_mbscoll, _vlu_locale(handle, VL_LC_COLLATE), string1, -1, string2, -1);

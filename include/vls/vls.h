@@ -122,6 +122,14 @@ typedef struct coll_elem {
 
 #define VL_MAX_PASSES 8
 
+/* collation_kind: how a locale's collation is done. */
+enum {
+  VL_COLL_NONE = 0,   /* no collation section */
+  VL_COLL_TABLE = 1,  /* weight tables of the section */
+  VL_COLL_THAI = 2,   /* the Thai rules */
+  VL_COLL_BRIDGE = 3  /* the Unicode bridge */
+};
+
 typedef struct collate_category {
   int32_t num_passes;
   int32_t max_row;
@@ -135,7 +143,7 @@ typedef struct collate_category {
   int32_t codeset_order;
   coll_exp_record **exp_candidates[VL_MAX_PASSES];
   int32_t *elem_candidates;
-  int32_t collation_kind;               /* 0 none, 1 table, 2 Thai, 3 bridge */
+  int32_t collation_kind;               /* VL_COLL_NONE, _TABLE, _THAI, _BRIDGE */
 } collate_category;
 
 /* A locale string: the multibyte form (ended by four zero bytes) and its

@@ -225,7 +225,7 @@ VLS_API int32_t vlx_ucs32toucs(uint16_t *target, int32_t capacity, const uint32_
                                int16_t *status);
 VLS_API int32_t vls_assign_global_struct(void);
 
-/* Collation forms installed by set_collation_fp for collation_kind 3. */
+/* Collation forms installed by set_collation_fp for VL_COLL_BRIDGE. */
 VLS_API int _vlu_mbscoll(struct vl_locale_t *handle, const char *string1, const char *string2);
 VLS_API int _vlu_mbfscoll(struct vl_locale_t *handle, const char *string1, int32_t length1, const char *string2,
                           int32_t length2);
