@@ -181,97 +181,97 @@ VLS_API int _vl_read_vl_wchar(void *stream, void *target) {
   return 0;
 }
 
+}  // extern "C"
+
+namespace {
+
+// One of the two trees; the tree's own error goes to the handle.
+int read_tree(void *stream, vl_locale_t *h, multi_t *tree) {
+  int r = _vl_fscanf_multi(stream, tree, 4, ub2_tree_reader);
+  if (r != 0) vls::set_error(h, static_cast<uint32_t>(_vl_multi_err(tree)));
+  return r;
+}
+
+// The count of locale-defined classes and a line for each: bit number,
+// an optional space, the name.
+int read_classes(void *stream, vl_locale_t *h) {
+  ctype_category &c = h->ctype;
+  int32_t count = _vl_get_int(stream);
+  if (!_vl_skip_nl(stream) || count > kMaxClasses) return vls::fail(h, VL_EBADFILE);
+  if (count <= 0) return 0;
+  c.class_names = vls::alloc_array<vl_class_name>(static_cast<size_t>(count));
+  if (!c.class_names) return vls::fail(h, VL_ENOMEM);
+  for (int32_t i = 0; i < count; ++i) c.class_names[i] = {0, nullptr};
+  c.class_count = count;
+  char name[kNameBuf];
+  for (int32_t i = 0; i < count; ++i) {
+    int32_t bit = _vl_get_int(stream);
+    if (bit < 0 || bit > kMaxClassBit) return vls::fail(h, VL_EBADFILE);  // its mask would not fit the answer
+    _vl_skip_space_if_needed(stream);
+    if (_vl_get_str(name, kNameBuf, stream) != 0) return vls::fail(h, VL_ENOMEM);
+    if (!_vl_skip_nl(stream)) return vls::fail(h, VL_EBADFILE);
+    size_t n = strlen(name) + 1;
+    char *copy = static_cast<char *>(_vl_alloc_ptr(n));
+    if (!copy) {
+      free_class_names(c, i);
+      return vls::fail(h, VL_ENOMEM);
+    }
+    memcpy(copy, name, n);
+    c.class_names[i] = {static_cast<uint32_t>(bit), copy};
+  }
+  return 0;
+}
+
+// N and N pairs of upper and lower values, a line each; row 0 is never
+// used, since case indexes start at 1.
+int read_case_pairs(void *stream, vl_locale_t *h) {
+  ctype_category &c = h->ctype;
+  int32_t n = _vl_get_int(stream);
+  if (n < 0 || n > kMaxPairs) return vls::fail(h, VL_EBADFILE);
+  c.case_pairs = vls::alloc_array<vl_case_pair>(static_cast<size_t>(n) + 1);
+  if (!c.case_pairs) return vls::fail(h, VL_ENOMEM);
+  c.case_pairs[0] = {0, 0};
+  for (int32_t i = 1; i <= n; ++i) {
+    if (!_vl_skip_nl(stream)) {
+      h->case_pair_count = i - 1;
+      return vls::fail(h, VL_EBADFILE);
+    }
+    _vl_read_vl_wchar(stream, &c.case_pairs[i].upper);
+    _vl_read_vl_wchar(stream, &c.case_pairs[i].lower);
+  }
+  h->case_pair_count = n;
+  return 0;
+}
+
+// The rest of the last line: empty for 4.0, else the case expansion.
+int read_expansion(void *stream, vl_locale_t *h) {
+  char line[kNameBuf];
+  if (!_vl_ext_fgets(line, sizeof line, stream) || check_nl(line)) return vls::fail(h, VL_EBADFILE);
+  if (line[0] == '\n') {
+    h->case_expansion = 4.0;
+    return 0;
+  }
+  double e;
+  if (sscanf(line, "%lf", &e) != 1) return vls::fail(h, VL_EBADFILE);
+  h->case_expansion = e;
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
 VLS_API int read_ctype(void *stream, vl_locale_t *h) {
   ctype_category &c = h->ctype;
   if (!c.ctype_tree || !c.case_tree) {
     vls::set_error(h, VL_ENOMEM);
     return -1;
   }
-  if (int r = _vl_fscanf_multi(stream, c.ctype_tree, 4, ub2_tree_reader); r != 0) {
-    vls::set_error(h, static_cast<uint32_t>(_vl_multi_err(c.ctype_tree)));
-    return r;
-  }
-  int32_t count = _vl_get_int(stream);
-  if (!_vl_skip_nl(stream) || count > kMaxClasses) {
-    vls::set_error(h, VL_EBADFILE);
-    return -1;
-  }
-  if (count > 0) {
-    c.class_names = vls::alloc_array<vl_class_name>(static_cast<size_t>(count));
-    if (!c.class_names) {
-      vls::set_error(h, VL_ENOMEM);
-      return -1;
-    }
-    for (int32_t i = 0; i < count; ++i) c.class_names[i] = {0, nullptr};
-    c.class_count = count;
-    char name[kNameBuf];
-    for (int32_t i = 0; i < count; ++i) {
-      int32_t bit = _vl_get_int(stream);
-      if (bit < 0 || bit > kMaxClassBit) {  // its mask would not fit the 32-bit answer
-        vls::set_error(h, VL_EBADFILE);
-        return -1;
-      }
-      _vl_skip_space_if_needed(stream);
-      if (_vl_get_str(name, kNameBuf, stream) != 0) {
-        vls::set_error(h, VL_ENOMEM);
-        return -1;
-      }
-      if (!_vl_skip_nl(stream)) {
-        vls::set_error(h, VL_EBADFILE);
-        return -1;
-      }
-      size_t n = strlen(name) + 1;
-      char *copy = static_cast<char *>(_vl_alloc_ptr(n));
-      if (!copy) {
-        free_class_names(c, i);
-        vls::set_error(h, VL_ENOMEM);
-        return -1;
-      }
-      memcpy(copy, name, n);
-      c.class_names[i] = {static_cast<uint32_t>(bit), copy};
-    }
-  }
-  if (int r = _vl_fscanf_multi(stream, c.case_tree, 4, ub2_tree_reader); r != 0) {
-    vls::set_error(h, static_cast<uint32_t>(_vl_multi_err(c.case_tree)));
-    return r;
-  }
-  int32_t n = _vl_get_int(stream);
-  if (n < 0 || n > kMaxPairs) {
-    vls::set_error(h, VL_EBADFILE);
-    return -1;
-  }
-  c.case_pairs = vls::alloc_array<vl_case_pair>(static_cast<size_t>(n) + 1);
-  if (!c.case_pairs) {
-    vls::set_error(h, VL_ENOMEM);
-    return -1;
-  }
-  c.case_pairs[0] = {0, 0};  // never used: indexes start at 1
-  for (int32_t i = 1; i <= n; ++i) {
-    if (!_vl_skip_nl(stream)) {
-      h->case_pair_count = i - 1;
-      vls::set_error(h, VL_EBADFILE);
-      return -1;
-    }
-    _vl_read_vl_wchar(stream, &c.case_pairs[i].upper);
-    _vl_read_vl_wchar(stream, &c.case_pairs[i].lower);
-  }
-  h->case_pair_count = n;
-  char line[kNameBuf];
-  if (!_vl_ext_fgets(line, sizeof line, stream) || check_nl(line)) {
-    vls::set_error(h, VL_EBADFILE);
-    return -1;
-  }
-  if (line[0] == '\n') {
-    h->case_expansion = 4.0;
-    return 0;
-  }
-  double e;
-  if (sscanf(line, "%lf", &e) != 1) {
-    vls::set_error(h, VL_EBADFILE);
-    return -1;
-  }
-  h->case_expansion = e;
-  return 0;
+  if (int r = read_tree(stream, h, c.ctype_tree); r != 0) return r;
+  if (read_classes(stream, h) != 0) return -1;
+  if (int r = read_tree(stream, h, c.case_tree); r != 0) return r;
+  if (read_case_pairs(stream, h) != 0) return -1;
+  return read_expansion(stream, h);
 }
 
 VLS_API uint32_t vl_ctype(vl_locale_t *h, const char *name) {
