@@ -66,6 +66,14 @@ class HostFile {
   HostFile(const HostFile &) = delete;
   HostFile &operator=(const HostFile &) = delete;
   HostFile(HostFile &&o) noexcept : s_(std::exchange(o.s_, nullptr)), closer_(o.closer_) {}
+  HostFile &operator=(HostFile &&o) noexcept {
+    if (this != &o) {
+      close();
+      s_ = std::exchange(o.s_, nullptr);
+      closer_ = o.closer_;
+    }
+    return *this;
+  }
   ~HostFile() { close(); }
   void *get() const { return s_; }
   explicit operator bool() const { return s_ != nullptr; }

@@ -1097,6 +1097,54 @@ VLS_API int vl_is_lc_spec(void *handle, const char *spec) {
   }
 }
 
+}  // extern "C"
+
+namespace {
+
+// Language, "_" and territory of six locales in step, folded to lower case
+// into text: a missing letter gives -1 alone, a missing "_" or a letter
+// that differs from the first locale's stores 7.
+int lang_terr_in_step(void *handle, const char *const (&loc)[6], char *text) {
+  for (size_t k = 0; k < 5; ++k) {
+    for (int i = 0; i < 6; ++i) {
+      char c = loc[i][k];
+      if (k == 2 ? c != '_' : !is_alpha(uc(c))) {
+        if (k != 2) return -1;
+        set_error(handle, VL_EINVAL);
+        return -1;
+      }
+      if (to_lower(c) != to_lower(loc[0][k])) {
+        set_error(handle, VL_EINVAL);
+        return -1;
+      }
+    }
+    text[k] = to_lower(loc[0][k]);
+  }
+  return 0;
+}
+
+// Walks six locales in step from place k until `stop` holds for the first;
+// all must stop there and agree on the way, folded to lower case, which
+// goes to text. False with 7 stored otherwise.
+template <class Stop>
+bool in_step(void *handle, const char *const (&loc)[6], size_t &k, char *text, Stop stop) {
+  for (;; ++k) {
+    bool stop0 = stop(loc[0][k]);
+    for (int i = 1; i < 6; ++i) {
+      if (stop(loc[i][k]) != stop0 || (!stop0 && to_lower(loc[i][k]) != to_lower(loc[0][k]))) {
+        set_error(handle, VL_EINVAL);
+        return false;
+      }
+    }
+    if (stop0) return true;
+    text[k] = to_lower(loc[0][k]);
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
 VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, const char *registry) {
   (void)registry;  // codesets are compared as text here
   if (!spec || !output) {
@@ -1112,22 +1160,8 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
   }
   char text[kSpecBuf];
   size_t k = 0;
-  // Language, "_" and territory, in step.
-  for (; k < 5; ++k) {
-    for (int i = 0; i < 6; ++i) {
-      char c = loc[i][k];
-      if (k == 2 ? c != '_' : !is_alpha(uc(c))) {
-        if (k != 2) return -1;
-        set_error(handle, VL_EINVAL);
-        return -1;
-      }
-      if (to_lower(c) != to_lower(loc[0][k])) {
-        set_error(handle, VL_EINVAL);
-        return -1;
-      }
-    }
-    text[k] = to_lower(loc[0][k]);
-  }
+  if (int r = lang_terr_in_step(handle, loc, text); r != 0) return r;
+  k = 5;
   bool all_end = true;
   for (int i = 0; i < 6; ++i)
     if (loc[i][k] && !starts_with(loc[i] + k, kSemi)) all_end = false;
@@ -1139,20 +1173,9 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
       }
     }
     text[k++] = '.';
-    // Codesets in step, up to "@" or a character that isn't printable.
-    auto cs_stop = [](char c) { return c == '@' || !is_graph(uc(c)); };
-    for (;; ++k) {
-      bool stop0 = cs_stop(loc[0][k]);
-      for (int i = 1; i < 6; ++i) {
-        if (cs_stop(loc[i][k]) != stop0 || (!stop0 && to_lower(loc[i][k]) != to_lower(loc[0][k]))) {
-          set_error(handle, VL_EINVAL);
-          return -1;
-        }
-      }
-      if (stop0) break;
-      text[k] = to_lower(loc[0][k]);
-    }
-    // Modifiers likewise.
+    // Codesets up to "@" or a character that isn't printable, then the
+    // modifiers, if the first has one.
+    if (!in_step(handle, loc, k, text, [](char c) { return c == '@' || !is_graph(uc(c)); })) return -1;
     bool at0 = loc[0][k] == '@';
     for (int i = 1; i < 6; ++i) {
       if ((loc[i][k] == '@') != at0) {
@@ -1162,17 +1185,7 @@ VLS_API int vl_lc_spec2lc_short(void *handle, const char *spec, char *output, co
     }
     if (at0) {
       text[k++] = '@';
-      for (;; ++k) {
-        bool stop0 = !is_alnum(uc(loc[0][k]));
-        for (int i = 1; i < 6; ++i) {
-          if (!is_alnum(uc(loc[i][k])) != stop0 || (!stop0 && to_lower(loc[i][k]) != to_lower(loc[0][k]))) {
-            set_error(handle, VL_EINVAL);
-            return -1;
-          }
-        }
-        if (stop0) break;
-        text[k] = to_lower(loc[0][k]);
-      }
+      if (!in_step(handle, loc, k, text, [](char c) { return !is_alnum(uc(c)); })) return -1;
     }
   }
   text[k] = '\0';
@@ -1260,6 +1273,48 @@ VLS_API int vl_lc_spec2category(void *handle, const char *spec, int category, ch
   return 0;
 }
 
+}  // extern "C"
+
+namespace {
+
+// A file name in a long form ends at a blank or ";".
+const char *name_end(const char *s) {
+  while (*s && *s != ' ' && *s != ';') ++s;
+  return s;
+}
+
+// All six categories of a long form of file names are there, each with
+// two letters, "_" and two letters, and each file opens: through the path
+// search, or below `directory` when the joined path stays below 1024.
+bool six_files_exist(void *handle, const char *buf, const char *directory) {
+  const char *loc[6];
+  if (!find_six(buf, loc)) return false;
+  for (const char *l : loc)
+    if (!is_lang_terr(l)) return false;
+  for (const char *l : loc) {
+    char name[kFnameSpecBuf];
+    size_t n = static_cast<size_t>(name_end(l) - l);
+    memcpy(name, l, n);
+    name[n] = '\0';
+    vls::HostFile f;
+    if (!directory) {
+      f = vls::HostFile(vl_path_search(handle, name, "lc", "11"));
+    } else if (size_t d = strlen(directory); d + 1 + n < kPathBuf) {
+      char path[kPathBuf];
+      memcpy(path, directory, d);
+      path[d] = '/';
+      memcpy(path + d + 1, name, n + 1);
+      f = vls::HostFile(vl_open_file(handle, path));
+    }
+    if (!f) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+extern "C" {
+
 VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, const char *directory) {
   if (!fnames || !output) {
     set_error(handle, VL_EINVAL);
@@ -1267,46 +1322,9 @@ VLS_API int vl_lc_fname2lc_spec(void *handle, const char *fnames, char *output, 
   }
   char buf[kFnameSpecBuf];
   copy_cut(buf, fnames);
-  auto name_end = [](const char *s) {
-    while (*s && *s != ' ' && *s != ';') ++s;
-    return s;
-  };
-
-  // All six files must be there.
-  const char *loc[6];
-  if (!find_six(buf, loc)) {
+  if (!six_files_exist(handle, buf, directory)) {
     set_error(handle, VL_EINVAL);
     return -1;
-  }
-  for (int i = 0; i < 6; ++i) {
-    if (!is_lang_terr(loc[i])) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-  }
-  for (int i = 0; i < 6; ++i) {
-    char name[kFnameSpecBuf];
-    size_t n = static_cast<size_t>(name_end(loc[i]) - loc[i]);
-    memcpy(name, loc[i], n);
-    name[n] = '\0';
-    void *f = nullptr;
-    if (!directory) {
-      f = vl_path_search(handle, name, "lc", "11");
-    } else {
-      size_t d = strlen(directory);
-      if (d + 1 + n < kPathBuf) {
-        char path[kPathBuf];
-        memcpy(path, directory, d);
-        path[d] = '/';
-        memcpy(path + d + 1, name, n + 1);
-        f = vl_open_file(handle, path);
-      }
-    }
-    if (!f) {
-      set_error(handle, VL_EINVAL);
-      return -1;
-    }
-    _vl_ext_fclose(f);
   }
 
   // Rewrite element by element.
