@@ -17,6 +17,77 @@ namespace {
 /* The buffer size that a request of ndigit characters asks for. */
 inline int wanted_size(int ndigit) { return ndigit > 80 ? ndigit : 80; }
 
+/* Makes the control block's buffer hold at least ndigit characters;
+ * false with DEC_E_NOFIT in *status when it cannot grow. */
+bool reserve_digits(vl_gentcb *cb, int ndigit, int *status) {
+  if (cb->size != 0 && cb->size >= ndigit) return true;
+  const int size = wanted_size(ndigit);
+  const size_t bytes = (size_t)size + 2;
+  char *grown = static_cast<char *>(cb->buffer == nullptr ? _vl_ext_malloc(bytes)
+                                                          : _vl_ext_realloc(cb->buffer, bytes));
+  if (grown == nullptr) {
+    cb->size = 0;
+    *status = DEC_E_NOFIT;
+    return false;
+  }
+  cb->buffer = grown;
+  cb->size = size;
+  return true;
+}
+
+/* Grows the buffer for a mode that counts digits from the point, keeping
+ * `text` (written up to `count`) in place; false when it cannot grow. The
+ * caller's-buffer form reallocates and quietly gives nothing on failure;
+ * the shared form takes a fresh buffer and brings the digits along, so
+ * that the text stays meaningful. */
+bool grow_for_mode(vl_gentcb *cb, int ndigit, char **text, int count, bool copy_out, int *status) {
+  if (ndigit <= cb->size) return true;
+  const int size = wanted_size(ndigit);
+  const size_t bytes = (size_t)size + 2;
+  const ptrdiff_t offset = *text - cb->buffer;
+  char *grown;
+  if (copy_out) {
+    grown = static_cast<char *>(_vl_ext_realloc(cb->buffer, bytes));
+    if (grown == nullptr) {
+      cb->size = 0;
+      *status = 0;
+      return false;
+    }
+  } else {
+    grown = static_cast<char *>(_vl_ext_malloc(bytes));
+    if (grown == nullptr) {
+      cb->size = 0;
+      return false;
+    }
+    memcpy(grown, cb->buffer, (size_t)(offset + count + 1));
+    _vl_ext_free(cb->buffer);
+  }
+  cb->buffer = grown;
+  cb->size = size;
+  *text = grown + offset;
+  return true;
+}
+
+/* Cuts or pads the `count` digits at text to ndigit, rounding half up on
+ * the digit at the cut; a carry out of the first digit gives 1 and zeros,
+ * one place further (and, when digits count from the point, one more). */
+void round_digits(char *text, int count, int ndigit, int *decpt, int mode) {
+  if (ndigit > count) {
+    memset(text + count, '0', (size_t)(ndigit - count));
+  } else if (ndigit < count && text[ndigit] >= '5') {
+    int i = ndigit - 1;
+    while (i >= 0 && text[i] == '9') text[i--] = '0';
+    if (i >= 0) {
+      text[i]++;
+    } else {
+      ++*decpt;
+      if (mode != 0) text[ndigit++] = '0';
+      text[0] = '1';
+    }
+  }
+  text[ndigit] = '\0';
+}
+
 /* Digit string of `d` in the control block's buffer: the work shared by
  * deccvt and kvx_deccvt.  `copy_out` selects the caller's-buffer form,
  * which grows its buffer with realloc and reports by `status`. */
@@ -28,19 +99,7 @@ char *convert_digits(const decimal_t *d, int ndigit, int *decpt, int *sign, int 
     *status = DEC_E_NOMEM;
     return nullptr;
   }
-  if (cb->size == 0 || cb->size < ndigit) {
-    const int size = wanted_size(ndigit);
-    const size_t bytes = (size_t)size + 2;
-    char *grown = static_cast<char *>(cb->buffer == nullptr ? _vl_ext_malloc(bytes)
-                                                            : _vl_ext_realloc(cb->buffer, bytes));
-    if (grown == nullptr) {
-      cb->size = 0;
-      *status = DEC_E_NOFIT;
-      return nullptr;
-    }
-    cb->buffer = grown;
-    cb->size = size;
-  }
+  if (!reserve_digits(cb, ndigit, status)) return nullptr;
   if (ndigit < 0) ndigit = 0;
 
   char *text = cb->buffer;
@@ -61,34 +120,7 @@ char *convert_digits(const decimal_t *d, int ndigit, int *decpt, int *sign, int 
 
   if (mode != 0) {
     ndigit += mode == 1 ? *decpt : (*decpt < 0 ? -*decpt : *decpt);
-    if (ndigit > cb->size) {
-      const int size = wanted_size(ndigit);
-      const size_t bytes = (size_t)size + 2;
-      const ptrdiff_t offset = text - cb->buffer;
-      char *grown;
-      if (copy_out) {
-        grown = static_cast<char *>(_vl_ext_realloc(cb->buffer, bytes));
-        if (grown == nullptr) {
-          /* Quietly nothing: the caller's buffer is left as it was. */
-          cb->size = 0;
-          *status = 0;
-          return nullptr;
-        }
-      } else {
-        /* A fresh buffer; the digits written so far come along so that the
-         * text stays meaningful. */
-        grown = static_cast<char *>(_vl_ext_malloc(bytes));
-        if (grown == nullptr) {
-          cb->size = 0;
-          return nullptr;
-        }
-        memcpy(grown, cb->buffer, (size_t)(offset + count + 1));
-        _vl_ext_free(cb->buffer);
-      }
-      cb->buffer = grown;
-      cb->size = size;
-      text = grown + offset;
-    }
+    if (!grow_for_mode(cb, ndigit, &text, count, copy_out, status)) return nullptr;
   }
 
   /* Fewer than no digits after the point: nothing to show. */
@@ -96,23 +128,7 @@ char *convert_digits(const decimal_t *d, int ndigit, int *decpt, int *sign, int 
     text[0] = '\0';
     return text;
   }
-
-  if (ndigit > count) {
-    memset(text + count, '0', (size_t)(ndigit - count));
-  } else if (ndigit < count && text[ndigit] >= '5') {
-    /* Half up on the decimal digit at the cut. */
-    int i = ndigit - 1;
-    while (i >= 0 && text[i] == '9') text[i--] = '0';
-    if (i >= 0) {
-      text[i]++;
-    } else {
-      /* Carried out of the first digit: 1 and zeros, one place further. */
-      ++*decpt;
-      if (mode != 0) text[ndigit++] = '0';
-      text[0] = '1';
-    }
-  }
-  text[ndigit] = '\0';
+  round_digits(text, count, ndigit, decpt, mode);
   return text;
 }
 
