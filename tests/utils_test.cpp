@@ -17,27 +17,12 @@ using vlstest::TempDir;
 
 namespace {
 
-// Runs the reader on `text` and reports what it left in the stream.
-template <typename F>
-std::string with_stream(const std::string &text, F f) {
-  FILE *s = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
-  f(s);
-  std::string rest;
-  int c;
-  while ((c = fgetc(s)) != EOF) rest += static_cast<char>(c);
-  fclose(s);
-  return rest;
-}
-
-struct LogCase {
-  const char *vlslog;
-  const char *vlsdebug;
-};
-
+// Two messages in a child that starts in its own directory with standard
+// output sent to out.txt; it exits with logging * 2 + popups.
 void log_body(void *arg) {
-  auto *c = static_cast<LogCase *>(arg);
-  if (c->vlslog) setenv("VLSLOG", c->vlslog, 1); else unsetenv("VLSLOG");
-  if (c->vlsdebug) setenv("VLSDEBUG", c->vlsdebug, 1); else unsetenv("VLSDEBUG");
+  auto *env = static_cast<const char *const *>(arg);
+  for (int i = 0; i < 2; ++i) env[i] ? setenv(i ? "VLSDEBUG" : "VLSLOG", env[i], 1) : unsetenv(i ? "VLSDEBUG" : "VLSLOG");
+  if (!freopen("out.txt", "w", stdout)) _exit(9);
   vl_message("first message");
   vl_message("second message");
   _exit(vls_logging * 2 + vls_popups);
@@ -46,284 +31,156 @@ void log_body(void *arg) {
 }  // namespace
 
 TEST(UtilsLog, FlagsFollowTheEnvironment) {
-  struct {
-    LogCase c;
-    int expect;
-  } cases[] = {
-      {{"ON", nullptr}, 2},     {{"on", nullptr}, 2},  {{"oN", nullptr}, 2}, {{"off", nullptr}, 0},
-      {{"o", nullptr}, 0},      {{nullptr, "on"}, 1},  {{nullptr, "On"}, 1}, {{nullptr, "oN"}, 0},
-      {{nullptr, "ON"}, 0},     {{"ON", "on"}, 3},     {{nullptr, nullptr}, 0},
-  };
-  for (auto &k : cases) {
+  // "on" in any case logs; only the first letter of VLSDEBUG ignores case.
+  const struct {
+    const char *env[2];
+    int flags;
+  } cases[] = {{{"ON", nullptr}, 2}, {{"on", nullptr}, 2}, {{"oN", nullptr}, 2}, {{"off", nullptr}, 0},
+               {{"o", nullptr}, 0}, {{nullptr, "on"}, 1}, {{nullptr, "On"}, 1}, {{nullptr, "oN"}, 0},
+               {{nullptr, "ON"}, 0}, {{"ON", "on"}, 3}, {{nullptr, nullptr}, 0}};
+  for (auto &c : cases) {
+    SCOPED_TRACE(std::string(c.env[0] ? c.env[0] : "-") + " " + (c.env[1] ? c.env[1] : "-"));
     TempDir dir;
-    EXPECT_EQ(vlstest::in_child(dir.path(), log_body, &k.c), k.expect)
-        << (k.c.vlslog ? k.c.vlslog : "-") << " " << (k.c.vlsdebug ? k.c.vlsdebug : "-");
+    EXPECT_EQ(vlstest::in_child(dir.path(), log_body, const_cast<const char **>(c.env)), c.flags);
+    std::string log = c.flags & 2 ? vlstest::read_file(dir.file("vls.log")) : "";
+    EXPECT_EQ(log.rfind("----\nVLS log started ", 0), c.flags & 2 ? 0u : std::string::npos);
+    EXPECT_EQ(log.find("\n----\nfirst message\nsecond message\n") != std::string::npos, (c.flags & 2) != 0);
+    EXPECT_EQ(access(dir.file("vls.log").c_str(), F_OK) == 0, (c.flags & 2) != 0);
+    EXPECT_EQ(vlstest::read_file(dir.file("out.txt")), c.flags & 1 ? "VLS: first message\nVLS: second message\n" : "");
   }
-}
-
-TEST(UtilsLog, WritesBannerAndOneLinePerMessage) {
-  TempDir dir;
-  LogCase c{"on", "on"};
-  vlstest::in_child(dir.path(), log_body, &c);
-  std::string log = vlstest::read_file(dir.file("vls.log"));
-  ASSERT_EQ(log.rfind("----\nVLS log started ", 0), 0u) << log;
-  EXPECT_NE(log.find("\n----\nfirst message\nsecond message\n"), std::string::npos) << log;
-}
-
-TEST(UtilsLog, PopupsPrintToStandardOutput) {
-  TempDir dir;
-  std::string out = dir.file("out.txt");
-  LogCase c{nullptr, "on"};
-  struct Arg {
-    LogCase *c;
-    const char *out;
-  } a{&c, out.c_str()};
-  vlstest::in_child(dir.path(), [](void *p) {
-    auto *arg = static_cast<Arg *>(p);
-    if (!freopen(arg->out, "w", stdout)) _exit(9);
-    log_body(arg->c);
-  }, &a);
-  EXPECT_EQ(vlstest::read_file(out), "VLS: first message\nVLS: second message\n");
-  EXPECT_FALSE(access(dir.file("vls.log").c_str(), F_OK) == 0);
-}
-
-TEST(UtilsLog, AssertPrintsAndExits) {
   EXPECT_EXIT(vl_assert_failed("file.c", 42), ::testing::ExitedWithCode(1), "Assert in file.c at line 42 failed.");
 }
 
-TEST(UtilsMemory, AllocWrappers) {
-  EXPECT_EQ(_vl_alloc_ptr(0), nullptr);
-  void *p = _vl_alloc_ptr(10);
-  ASSERT_NE(p, nullptr);
-  _vl_free_ptr(p);
-  _vl_free_ptr(nullptr);
-}
-
 TEST(UtilsEnv, EmptyValueCountsAsUnset) {
-  EnvVar a("VLS_TEST_EMPTY", "");
+  EnvVar a("VLS_TEST_EMPTY", ""), b("VLS_TEST_SET", "x"), c("VL_PATH", "");
   EXPECT_EQ(_vl_get_env_var("VLS_TEST_EMPTY"), nullptr);
-  EnvVar b("VLS_TEST_SET", "x");
   EXPECT_STREQ(_vl_get_env_var("VLS_TEST_SET"), "x");
-  EnvVar c("VL_PATH", "");
   EXPECT_EQ(vl_get_vl_path(), nullptr);
 }
 
-class PathSearch : public ::testing::Test {
- protected:
+// Every row is searched by all four forms, which must agree; "$" stands for
+// the test's directory, which is KELVANIXDIR.
+TEST(UtilsPathSearch, FourFormsFindTheSameFile) {
   TempDir dir;
-  EnvVar no_path{"VL_PATH", nullptr};
-  uint32_t rec = 0;  // an error record
-  std::string contents(void *f) {
-    std::string s;
-    int c;
-    while ((c = fgetc(static_cast<FILE *>(f))) != EOF) s += static_cast<char>(c);
-    fclose(static_cast<FILE *>(f));
-    return s;
+  std::string deep;
+  for (int i = 0; i < 12; ++i) deep += std::string(100, 'a' + i) + "/";  // a path beyond 1024 bytes
+  for (auto f : {"vls/lc11/x.lco", "vls/lc/x.lco", "vls/lc/y.lco", "a/f.txt", "vls/lc11/f.txt", "vls/lc11/g.txt",
+                 "abs.txt", "c/d.txt"})
+    dir.write(f, f);
+  dir.write(deep += "f.txt", "deep");
+  EnvVar k("KELVANIXDIR", dir.path().c_str());
+  const struct {
+    const char *vl_path, *name, *ver, *want, *where;
+    uint32_t err = 0;
+  } rows[] = {
+      {nullptr, "x.lco", "11", "vls/lc11/x.lco", "$/vls/lc11"},
+      {nullptr, "y.lco", "11", "vls/lc/y.lco", "$/vls/lc"},  // the failed first attempt leaves no trace
+      {nullptr, "x.lco", "", "vls/lc/x.lco", "$/vls/lc"}, {nullptr, "x.lco", nullptr, "vls/lc/x.lco", "$/vls/lc"},
+      {nullptr, "none.lco", "11", nullptr, nullptr, VL_ENOENT},
+      {"::$/nowhere::$/a:", "f.txt", "11", "a/f.txt", "$/a"},         // empty items are skipped
+      {"::$/nowhere::$/a:", "g.txt", "11", nullptr, nullptr, VL_ENOENT},  // and the product tree isn't read
+      {"/nonexistent", "$/abs.txt", "11", "abs.txt", "/"},
+      {nullptr, "$\xff" "c\xff" "d.txt", "11", "c/d.txt", nullptr},  // a path cookie
+      {"$", deep.c_str(), "11", "deep", "$"},
+  };
+  auto x = [&](const char *s) {
+    std::string t = s ? s : "";
+    for (size_t at; (at = t.find('$')) != std::string::npos;) t.replace(at, 1, dir.path());
+    return t;
+  };
+  for (auto &r : rows) {
+    SCOPED_TRACE(std::string(r.name).substr(0, 60));
+    EnvVar p("VL_PATH", r.vl_path ? x(r.vl_path).c_str() : nullptr);
+    std::string name = x(r.name);
+    for (int form = 0; form < 4; ++form) {
+      uint32_t rec = 0;
+      char *where = nullptr, **wp = form & 1 ? &where : nullptr;
+      void *f = form & 2 ? (wp ? vl_path_search_no_ext_rpath(wp, &rec, name.c_str(), "lc", r.ver)
+                                : vl_path_search_no_ext(&rec, name.c_str(), "lc", r.ver))
+                         : (wp ? vl_path_search_rpath(wp, &rec, name.c_str(), "lc", r.ver)
+                               : vl_path_search(&rec, name.c_str(), "lc", r.ver));
+      std::string got;
+      for (int c; f && (c = fgetc(static_cast<FILE *>(f))) != EOF;) got += static_cast<char>(c);
+      if (f) fclose(static_cast<FILE *>(f));
+      EXPECT_EQ(got, x(r.want));
+      EXPECT_EQ(rec, r.err);
+      EXPECT_EQ(where ? std::string(where) : "", wp ? x(r.where) : "");
+      free(where);
+    }
   }
-};
-
-TEST_F(PathSearch, VersionDirectoryFirstThenPlain) {
-  dir.write("vls/lc11/x.lco", "versioned");
-  dir.write("vls/lc/x.lco", "plain");
-  dir.write("vls/lc/y.lco", "plain-y");
-  EnvVar k("KELVANIXDIR", dir.path().c_str());
-  char *where = nullptr;
-  void *f = vl_path_search_rpath(&where, &rec, "x.lco", "lc", "11");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "versioned");
-  EXPECT_EQ(std::string(where), dir.path() + "/vls/lc11");
-  _vl_ext_free(where);
-  f = vl_path_search_rpath(&where, &rec, "y.lco", "lc", "11");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "plain-y");
-  EXPECT_EQ(std::string(where), dir.path() + "/vls/lc");
-  _vl_ext_free(where);
-  EXPECT_EQ(rec, 0u);  // the failed first attempt left no trace
-  f = vl_path_search(&rec, "x.lco", "lc", "");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "plain");
-  f = vl_path_search_no_ext(&rec, "x.lco", "lc", nullptr);
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "plain");
-  f = vl_path_search_no_ext_rpath(&where, &rec, "y.lco", "lc", "11");
-  ASSERT_NE(f, nullptr);
-  fclose(static_cast<FILE *>(f));
-  free(where);
-}
-
-TEST_F(PathSearch, MissingFileStoresEight) {
-  EnvVar k("KELVANIXDIR", dir.path().c_str());
-  EXPECT_EQ(vl_path_search(&rec, "none.lco", "lc", "11"), nullptr);
-  EXPECT_EQ(rec, 8u);
   EXPECT_EQ(vl_path_search(nullptr, "none.lco", "lc", "11"), nullptr);  // no handle: nothing stored
-}
-
-TEST_F(PathSearch, VlPathSkipsEmptyItemsAndWins) {
-  dir.write("a/f.txt", "from-a");
-  dir.write("vls/lc11/f.txt", "from-kvx");
-  EnvVar k("KELVANIXDIR", dir.path().c_str());
-  std::string list = "::" + dir.path() + "/nowhere::" + dir.path() + "/a:";
-  EnvVar p("VL_PATH", list.c_str());
-  char *where = nullptr;
-  void *f = vl_path_search_rpath(&where, &rec, "f.txt", "lc", "11");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "from-a");
-  EXPECT_EQ(std::string(where), dir.path() + "/a");
-  _vl_ext_free(where);
-  EXPECT_EQ(rec, 0u);
-  // VL_PATH set: the product tree is not consulted
-  dir.write("vls/lc11/g.txt", "g");
-  EXPECT_EQ(vl_path_search(&rec, "g.txt", "lc", "11"), nullptr);
-}
-
-TEST_F(PathSearch, AbsoluteNameNeverConsultsVlPath) {
-  std::string abs = dir.write("abs.txt", "abs");
-  EnvVar p("VL_PATH", "/nonexistent");
-  char *where = nullptr;
-  void *f = vl_path_search_rpath(&where, &rec, abs.c_str(), "lc", "11");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "abs");
-  EXPECT_STREQ(where, "/");
-  _vl_ext_free(where);
-}
-
-TEST_F(PathSearch, PathCookieTurnsByte255IntoSlash) {
-  dir.write("c/d.txt", "cookie");
-  std::string cookie = dir.path() + "\xff" "c" "\xff" "d.txt";
-  void *f = vl_path_search(&rec, cookie.c_str(), "lc", "11");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "cookie");
-  f = vl_open_file(&rec, cookie.c_str());
+  void *f = vl_open_file(nullptr, (dir.path() + "\xff" "c\xff" "d.txt").c_str());
   ASSERT_NE(f, nullptr);
   fclose(static_cast<FILE *>(f));
 }
 
-TEST_F(PathSearch, OverlongKelvanixdirStoresEightAndLogs) {
-  std::string longdir(256, 'k');
-  EnvVar k("KELVANIXDIR", ("/" + longdir.substr(1)).c_str());
-  EXPECT_EQ(chk_kelvanixdir(&rec), 0);  // exactly 256 is allowed
-  std::string toolong = "/" + std::string(256, 'k');
-  EnvVar k2("KELVANIXDIR", toolong.c_str());
-  EXPECT_EQ(chk_kelvanixdir(&rec), 1);
-  EXPECT_EQ(rec, 8u);
+TEST(UtilsPathSearch, KelvanixdirOfMoreThan256IsRefused) {
+  uint32_t rec = 0;
+  EnvVar k0("KELVANIXDIR", nullptr);
+  EXPECT_EQ(chk_kelvanixdir(&rec), 0);
+  EnvVar k("KELVANIXDIR", ("/" + std::string(255, 'k')).c_str());
+  EXPECT_EQ(chk_kelvanixdir(&rec), 0);
+  EnvVar k2("KELVANIXDIR", ("/" + std::string(256, 'k')).c_str());
   EXPECT_EQ(chk_kelvanixdir(nullptr), 1);
-  rec = 0;
   EXPECT_EQ(vl_path_search(&rec, "x", "lc", "11"), nullptr);
-  EXPECT_EQ(rec, 8u);
+  EXPECT_EQ(rec, VL_ENOENT);
 }
 
-TEST_F(PathSearch, LongPathsAreBuiltOnTheHeap) {
-  std::string deep = dir.path();
-  std::string rel;
-  for (int i = 0; i < 12; ++i) rel += std::string(100, 'a' + i) + "/";
-  dir.write(rel + "f.txt", "deep");
-  std::string name = rel + "f.txt";
-  EnvVar p("VL_PATH", dir.path().c_str());
-  void *f = vl_path_search(&rec, name.c_str(), "lc", "11");
-  ASSERT_NE(f, nullptr);
-  EXPECT_EQ(contents(f), "deep");
+enum Reader { Hex, HexDigit, HexByte, Int, Dbl, Str, SkipNl, SkipSpace, SkipWs };
+
+// What the reader gave (as text) and what it left in the stream.
+TEST(UtilsReaders, ValueAndRest) {
+  const struct {
+    Reader r;
+    int n;  // digits of Hex, buffer size of Str
+    const char *in, *value, *rest;
+  } rows[] = {
+      {Hex, 2, "0g", "0", ""}, {Hex, 2, "aB\n", "171", "\n"}, {Hex, 12, "123456789A", "305419896", "9A"},
+      {Hex, 0, "12", "0", "12"}, {HexDigit, 0, "\nx", "0", "x"}, {HexByte, 0, "fF", "255", ""},
+      {Int, 0, " 42 x", "42", " x"}, {Int, 0, "-17\n", "-17", "\n"}, {Int, 0, "+5", "5", ""}, {Int, 0, "x1", "0", "x1"},
+      {Int, 0, "  7", "0", " 7"}, {Int, 0, "", "0", ""},  // only one blank is skipped
+      {Int, 0, "100000000000000000000000000000000000000000000000000;", "2147483647", ";"},  // beyond 40 dropped
+      {Dbl, 0, "1.5e+2 rest", "150.000000", " rest"}, {Str, 6, "abc def", "0 abc", " def"},
+      {Str, 6, "abcde f", "-1 abcde", " f"}, {Str, 6, "abc", "-1 abc", ""}, {Str, 6, "\nx", "0 ", "\nx"},
+      {Str, 0, "abc", "-1 ", "abc"}, {SkipNl, 0, "\nx", "1", "x"}, {SkipNl, 0, "x\n", "0", "x\n"},
+      {SkipNl, 0, "", "0", ""}, {SkipSpace, 0, "  x", "", " x"}, {SkipSpace, 0, "x", "", "x"},
+      {SkipWs, 0, " \t\n\vx y", "", "x y"}, {SkipWs, 0, "   ", "", ""},
+  };
+  for (auto &r : rows) {
+    SCOPED_TRACE(r.in);
+    std::string text = r.in, value, rest;
+    FILE *s = fmemopen(text.data(), text.size(), "r");
+    char buf[8] = "";
+    switch (r.r) {
+      case Hex: value = std::to_string(_vl_get_hex(s, r.n)); break;
+      case HexDigit: value = std::to_string(_vl_get_hex_digit(s)); break;
+      case HexByte: value = std::to_string(_vl_get_hex_byte(s)); break;
+      case Int: value = std::to_string(_vl_get_int(s)); break;
+      case Dbl: value = std::to_string(_vl_get_dbl(s)); break;
+      case Str: value = std::to_string(_vl_get_str(buf, r.n, s)) + " " + buf; break;
+      case SkipNl: value = std::to_string(_vl_skip_nl(s)); break;
+      case SkipSpace: _vl_skip_space_if_needed(s); break;
+      case SkipWs: _vl_skip_whitespace(s); break;
+    }
+    for (int c; (c = fgetc(s)) != EOF;) rest += static_cast<char>(c);
+    fclose(s);
+    EXPECT_EQ(value + "|" + rest, std::string(r.value) + "|" + r.rest);
+  }
 }
 
-TEST(UtilsLines, CheckAndReplaceNewline) {
-  EXPECT_EQ(check_nl("abc\n"), 0);
-  EXPECT_EQ(check_nl("abc"), 1);
-  EXPECT_EQ(check_nl(""), 1);
+TEST(UtilsNumbers, LinesDigitsAndPowers) {
   char a[] = "abc\n", b[] = "abc";
-  EXPECT_EQ(replace_nl(a), 0);
+  EXPECT_EQ(std::vector<int>({check_nl("abc\n"), check_nl("abc"), check_nl(""), replace_nl(a), replace_nl(b)}),
+            std::vector<int>({0, 1, 1, 0, 1}));
   EXPECT_STREQ(a, "abc");
-  EXPECT_EQ(replace_nl(b), 1);
-  EXPECT_STREQ(b, "abc");
-}
-
-TEST(UtilsReaders, HexDigitsReadNonDigitsAsZero) {
-  uint32_t v = 99;
-  EXPECT_EQ(with_stream("0g", [&](FILE *s) { v = _vl_get_hex(s, 2); }), "");
-  EXPECT_EQ(v, 0u);
-  EXPECT_EQ(with_stream("aB\n", [&](FILE *s) { v = _vl_get_hex(s, 2); }), "\n");
-  EXPECT_EQ(v, 0xABu);
-  EXPECT_EQ(with_stream("123456789A", [&](FILE *s) { v = _vl_get_hex(s, 12); }), "9A");
-  EXPECT_EQ(v, 0x12345678u);
-  EXPECT_EQ(with_stream("12", [&](FILE *s) { v = _vl_get_hex(s, 0); }), "12");
-  EXPECT_EQ(v, 0u);
-  int d = -1;
-  EXPECT_EQ(with_stream("\nx", [&](FILE *s) { d = _vl_get_hex_digit(s); }), "x");
-  EXPECT_EQ(d, 0);
-  EXPECT_EQ(with_stream("fF", [&](FILE *s) { d = _vl_get_hex_byte(s); }), "");
-  EXPECT_EQ(d, 255);
-}
-
-TEST(UtilsReaders, Integers) {
-  int32_t v = 0;
-  EXPECT_EQ(with_stream(" 42 x", [&](FILE *s) { v = _vl_get_int(s); }), " x");
-  EXPECT_EQ(v, 42);
-  EXPECT_EQ(with_stream("-17\n", [&](FILE *s) { v = _vl_get_int(s); }), "\n");
-  EXPECT_EQ(v, -17);
-  EXPECT_EQ(with_stream("+5", [&](FILE *s) { v = _vl_get_int(s); }), "");
-  EXPECT_EQ(v, 5);
-  EXPECT_EQ(with_stream("x1", [&](FILE *s) { v = _vl_get_int(s); }), "x1");
-  EXPECT_EQ(v, 0);
-  EXPECT_EQ(with_stream("  7", [&](FILE *s) { v = _vl_get_int(s); }), " 7");  // only one blank is skipped
-  EXPECT_EQ(v, 0);
-  // digits beyond the 40th are consumed and dropped
-  std::string big = "1" + std::string(50, '0') + ";";
-  EXPECT_EQ(with_stream(big, [&](FILE *s) { v = _vl_get_int(s); }), ";");
-  EXPECT_EQ(v, INT32_MAX);
-}
-
-TEST(UtilsReaders, FloatsAndStrings) {
-  double d = 0;
-  EXPECT_EQ(with_stream("1.5e+2 rest", [&](FILE *s) { d = _vl_get_dbl(s); }), " rest");
-  EXPECT_DOUBLE_EQ(d, 150.0);
-  char buf[6];
-  int r = 9;
-  EXPECT_EQ(with_stream("abc def", [&](FILE *s) { r = _vl_get_str(buf, sizeof buf, s); }), " def");
-  EXPECT_EQ(r, 0);
-  EXPECT_STREQ(buf, "abc");
-  EXPECT_EQ(with_stream("abcde f", [&](FILE *s) { r = _vl_get_str(buf, sizeof buf, s); }), " f");
-  EXPECT_EQ(r, -1);  // as long as the buffer: a failure
-  EXPECT_STREQ(buf, "abcde");
-  EXPECT_EQ(with_stream("abc", [&](FILE *s) { r = _vl_get_str(buf, sizeof buf, s); }), "");
-  EXPECT_EQ(r, -1);  // ended by the end of the file
-  EXPECT_EQ(with_stream("\nx", [&](FILE *s) { r = _vl_get_str(buf, sizeof buf, s); }), "\nx");
-  EXPECT_EQ(r, 0);
-  EXPECT_STREQ(buf, "");
-}
-
-TEST(UtilsReaders, SkippingBlanksAndNewlines) {
-  int r = -1;
-  EXPECT_EQ(with_stream("\nx", [&](FILE *s) { r = _vl_skip_nl(s); }), "x");
-  EXPECT_EQ(r, 1);
-  EXPECT_EQ(with_stream("x\n", [&](FILE *s) { r = _vl_skip_nl(s); }), "x\n");
-  EXPECT_EQ(r, 0);
-  EXPECT_EQ(with_stream("", [&](FILE *s) { r = _vl_skip_nl(s); }), "");
-  EXPECT_EQ(r, 0);
-  EXPECT_EQ(with_stream("  x", [](FILE *s) { _vl_skip_space_if_needed(s); }), " x");
-  EXPECT_EQ(with_stream("x", [](FILE *s) { _vl_skip_space_if_needed(s); }), "x");
-  EXPECT_EQ(with_stream(" \t\n\vx y", [](FILE *s) { _vl_skip_whitespace(s); }), "x y");
-  EXPECT_EQ(with_stream("   ", [](FILE *s) { _vl_skip_whitespace(s); }), "");
-}
-
-TEST(UtilsNumbers, DigitsAndPowers) {
-  EXPECT_EQ(_vl_digits(0, 10), 1);
-  EXPECT_EQ(_vl_digits(9, 10), 1);
-  EXPECT_EQ(_vl_digits(10, 10), 2);
-  EXPECT_EQ(_vl_digits(-100, 10), 3);
-  EXPECT_EQ(_vl_digits(INT32_MIN, 10), 10);
-  EXPECT_EQ(_vl_digits(255, 16), 2);
-  EXPECT_EQ(_vl_udigits(4294967295u, 10), 10);
-  EXPECT_EQ(_vl_udigits(0, 2), 1);
-  EXPECT_EQ(_vl_udigits(8, 2), 4);
-  EXPECT_EQ(_vl_ipow(10, 0), 1);
-  EXPECT_EQ(_vl_ipow(10, -3), 1);
-  EXPECT_EQ(_vl_ipow(3, 4), 81);
-  EXPECT_EQ(_vl_ipow(-2, 3), -8);
-  EXPECT_DOUBLE_EQ(_vl_fpow(2.0, 10), 1024.0);
-  EXPECT_DOUBLE_EQ(_vl_fpow(2.0, -2), 0.25);
-  EXPECT_DOUBLE_EQ(_vl_fpow(7.5, 0), 1.0);
-}
-
-TEST(UtilsExit, ExitUtilitiesDoesNothingByDefault) {
-  _vl_exit_utilities();
-  EXPECT_EQ(pg_have_debug_file, 0);
+  EXPECT_EQ(std::vector<int>({_vl_digits(0, 10), _vl_digits(9, 10), _vl_digits(10, 10), _vl_digits(-100, 10),
+                              _vl_digits(INT32_MIN, 10), _vl_digits(255, 16), _vl_udigits(4294967295u, 10),
+                              _vl_udigits(0, 2), _vl_udigits(8, 2), _vl_udigits(5, 1)}),
+            std::vector<int>({1, 1, 2, 3, 10, 2, 10, 1, 4, 1}));
+  EXPECT_EQ(std::vector<int>({_vl_ipow(10, 0), _vl_ipow(10, -3), _vl_ipow(3, 4), _vl_ipow(-2, 3)}),
+            std::vector<int>({1, 1, 81, -8}));
+  EXPECT_EQ(std::vector<double>({_vl_fpow(2.0, 10), _vl_fpow(2.0, -2), _vl_fpow(7.5, 0)}),
+            std::vector<double>({1024.0, 0.25, 1.0}));
+  _vl_exit_utilities();  // nothing sets the debug file: nothing to close
   EXPECT_EQ(pg_debug_file, nullptr);
 }
