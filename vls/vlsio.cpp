@@ -9,12 +9,11 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlswalk.h"
 
 namespace {
 
-using Node = unc_multi_arr_t;
-
-constexpr int32_t kMaxChar = 4;
+constexpr int32_t kMaxChar = vls::tree::kMaxChar;
 constexpr vl_wchar kLineFeed = 10;
 
 inline bool bridged(const vl_locale_t *h) { return h->bridge_active[VL_LC_CTYPE - 2] == 1; }
@@ -23,8 +22,6 @@ inline int fail(vl_locale_t *h, uint32_t code) {
   vls::set_error(h, code);
   return -1;
 }
-
-inline unsigned char flag_of(const Node *n, unsigned b) { return n->flags ? n->flags[b] : 0; }
 
 // One byte of a single-byte stream. The byte 255 is taken for the end only
 // when the stream says so, so a true 255 is kept. Gives -1 with 16 stored
@@ -120,29 +117,23 @@ VLS_API int vl_getmb(vl_locale_t *h, char *target, vl_byte_reader reader, void *
   if (!length) length = &unused;
   int32_t r;
   if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_getmb, target, reader, argument, length)) return r;
-  int c = reader(argument);
-  if (c < 0) {
-    *length = 0;
-    return fail(h, VL_EEOF);
-  }
-  const Node *node = h->ctype.ctype_tree->root;
-  int32_t n = 0;
-  unsigned b = static_cast<unsigned char>(c);
-  target[n++] = static_cast<char>(b);
-  unsigned char flag = flag_of(node, b);
-  while (flag == VL_MULTI_LEADS) {
-    node = node->next[node->offsets[b]];
-    c = reader(argument);
-    if (c < 0) {
-      *length = n;
-      return fail(h, VL_EINVAL);
+  // Each byte is stored as it is read, so a failed walk leaves its prefix.
+  struct Source {
+    vl_byte_reader reader;
+    void *argument;
+    char *target;
+    int32_t take(int32_t n, uint32_t code) {
+      const int c = reader(argument);
+      if (c < 0) return -static_cast<int32_t>(code);
+      target[n] = static_cast<char>(c);
+      return static_cast<unsigned char>(c);
     }
-    b = static_cast<unsigned char>(c);
-    target[n++] = static_cast<char>(b);
-    flag = flag_of(node, b);
-  }
-  *length = n;
-  if (flag != VL_MULTI_COMPLETE) return fail(h, VL_EILSEQ);
+    int32_t first() { return take(0, VL_EEOF); }
+    int32_t next(int32_t n) { return take(n, VL_EINVAL); }
+  };
+  const vls::tree::Walk w = vls::tree::walk(h->ctype.ctype_tree, Source{reader, argument, target});
+  *length = w.bytes;
+  if (!w.ok()) return fail(h, w.err);
   return 0;
 }
 
@@ -179,26 +170,21 @@ VLS_API char *vl_fputmb(vl_locale_t *h, const char *character, void *stream) {
 VLS_API int32_t vl_full_fgetwc(vl_locale_t *h, void *stream) {
   int32_t r;
   if (_vlu_dispatch(h, VL_LC_CTYPE, &r, fn_vlu_fgetuc32, stream)) return r;
-  int c = _vl_ext_fgetc(stream);
-  if (c < 0) {
-    return fail(h, _vl_ext_feof(stream) ? VL_EEOF : _vl_ext_ferror(stream) ? VL_EIO : VL_EPARTIAL);
-  }
-  const Node *node = h->ctype.ctype_tree->root;
-  unsigned b = static_cast<unsigned char>(c);
-  vl_wchar v = b;
-  unsigned char flag = flag_of(node, b);
-  while (flag == VL_MULTI_LEADS) {
-    node = node->next[node->offsets[b]];
-    c = _vl_ext_fgetc(stream);
-    if (c < 0) {
-      return fail(h, _vl_ext_feof(stream) ? VL_EINVAL : _vl_ext_ferror(stream) ? VL_EIO : VL_EPARTIAL);
+  // The end of the file is 16 before a character and 7 inside one.
+  struct Source {
+    void *stream;
+    int32_t take(uint32_t at_end) {
+      const int c = _vl_ext_fgetc(stream);
+      if (c >= 0) return static_cast<unsigned char>(c);
+      const uint32_t code = _vl_ext_feof(stream) ? at_end : _vl_ext_ferror(stream) ? uint32_t{VL_EIO} : uint32_t{VL_EPARTIAL};
+      return -static_cast<int32_t>(code);
     }
-    b = static_cast<unsigned char>(c);
-    v = (v << 8) | b;
-    flag = flag_of(node, b);
-  }
-  if (flag != VL_MULTI_COMPLETE) return fail(h, VL_EILSEQ);
-  return static_cast<int32_t>(v);
+    int32_t first() { return take(VL_EEOF); }
+    int32_t next(int32_t) { return take(VL_EINVAL); }
+  };
+  const vls::tree::Walk w = vls::tree::walk(h->ctype.ctype_tree, Source{stream});
+  if (!w.ok()) return fail(h, w.err);
+  return static_cast<int32_t>(w.value);
 }
 
 VLS_API int32_t vl_fputwc(vl_locale_t *h, vl_wchar wide, void *stream) {

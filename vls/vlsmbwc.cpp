@@ -9,19 +9,19 @@
 #include <vls/vlsmbwc.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 
 #include <vls/vlsctype.h>
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlswalk.h"
 
 namespace {
 
-using Node = unc_multi_arr_t;
-
 constexpr int kCtypeRow = VL_LC_CTYPE - 2;
-constexpr int32_t kMaxChar = 4;            // longest character of any codeset
+constexpr int32_t kMaxChar = vls::tree::kMaxChar;
 constexpr int32_t kUnbounded = INT32_MAX;  // walk bounded only by the tree
 
 inline bool bridged(const vl_locale_t *h) { return h->bridge_active[kCtypeRow] == 1; }
@@ -40,86 +40,38 @@ inline int fail(vl_locale_t *h, uint32_t code) {
   return -1;
 }
 
-inline unsigned char flag_of(const Node *n, unsigned b) { return n->flags ? n->flags[b] : 0; }
-
-// One character walked through a byte tree.
-struct Walk {
-  int32_t len;        // bytes consumed, or minus the error number
-  vl_wchar value;     // the bytes folded big-endian, first byte highest
-  const Node *node;   // node holding the last byte
-  unsigned last;      // the last byte
-};
+using vls::tree::Walk;
 
 // Walks one character at `s`, reading at most `limit` bytes (limit >= 1).
-// A failed walk gives -7 when the limit ends inside a character and -1
-// when the bytes are no character.
+// A failed walk gives 7 when the limit ends inside a character and 1 when
+// the bytes are no character.
 inline Walk walk(const multi_t *tree, const unsigned char *s, int32_t limit) {
-  const Node *node = tree->root;
-  int32_t n = 0;
-  unsigned b = s[n++];
-  vl_wchar v = b;
-  unsigned char flag = flag_of(node, b);
-  while (flag == VL_MULTI_LEADS) {
-    if (n >= limit) return {-static_cast<int32_t>(VL_EINVAL), v, node, b};
-    node = node->next[node->offsets[b]];
-    b = s[n++];
-    v = (v << 8) | b;
-    flag = flag_of(node, b);
-  }
-  if (flag != VL_MULTI_COMPLETE) return {-static_cast<int32_t>(VL_EILSEQ), v, node, b};
-  return {n, v, node, b};
+  if (limit == kUnbounded) return vls::tree::walk(tree, vls::tree::Bytes{s});
+  return vls::tree::walk(tree, vls::tree::Counted{s, limit});
 }
 
 // The 16-bit class mask of a walked character of the LC_CTYPE tree.
-inline uint16_t class_mask(const multi_t *tree, const Walk &w) {
-  const unsigned char *row =
-      w.node->data ? w.node->data + (static_cast<size_t>(w.last) << tree->data_shift) : tree->default_data;
-  if (!row) return 0;
-  uint16_t m;
-  memcpy(&m, row, sizeof m);
-  return m;
-}
+inline uint16_t class_mask(const multi_t *tree, const Walk &w) { return vls::tree::u16(vls::tree::row(tree, w)); }
+inline uint16_t class_mask(const void *row) { return vls::tree::u16(row); }
 
-inline uint16_t class_mask(const void *row) {
-  if (!row) return 0;
-  uint16_t m;
-  memcpy(&m, row, sizeof m);
-  return m;
-}
-
-// Bytes of the multibyte form of a wide value: the tree's shortest length,
-// raised to cover the value's significant bytes.
-inline int32_t wide_length(const multi_t *tree, vl_wchar v) {
-  int32_t len = tree->min_length;
-  if (v > 0xFFFFFFu) {
-    len = 4;
-  } else if (v > 0xFFFFu) {
-    if (len < 3) len = 3;
-  } else if (v > 0xFFu) {
-    if (len < 2) len = 2;
-  }
-  return len;
-}
+using vls::tree::wide_length;
 
 // Writes the bytes of `v` as the tree accepts them, highest first. Gives
 // the length, or -1 when the value is no character (a prefix may stand).
 inline int32_t put_wide(const multi_t *tree, unsigned char *out, vl_wchar v) {
-  const int32_t len = wide_length(tree, v);
-  if (len < 1 || len > kMaxChar) return -1;
-  const Node *node = tree->root;
-  for (int32_t i = len - 1;; --i) {
-    const unsigned b = (v >> (8 * i)) & 0xFFu;
-    const unsigned char flag = flag_of(node, b);
-    if (i == 0) {
-      if (flag != VL_MULTI_COMPLETE) return -1;
-      *out = static_cast<unsigned char>(b);
-      return len;
-    }
-    if (flag != VL_MULTI_LEADS) return -1;
-    *out++ = static_cast<unsigned char>(b);
-    node = node->next[node->offsets[b]];
-  }
+  const Walk w = vls::tree::walk_wide(tree, v, [&out](unsigned b) { *out++ = static_cast<unsigned char>(b); });
+  return w.ok() ? w.bytes : -1;
 }
+
+// A byte below 0x80 that the root takes as a whole character: its value is
+// the byte. The test the walk's first step makes, without the walk.
+inline bool one_byte(const unsigned char *root_flags, unsigned b) {
+  return b < 0x80 && root_flags && root_flags[b] == VL_MULTI_COMPLETE;
+}
+
+// After this many one-byte characters in a row a call asks once whether the
+// tree takes all of ASCII that way, and then goes eight bytes at a time.
+constexpr int32_t kRunForWords = 16;
 
 inline int wctomb_on(vl_locale_t *h, const multi_t *tree, char *target, vl_wchar v) {
   if (!tree) return fail(h, VL_EILSEQ);
@@ -133,8 +85,8 @@ inline int wctomb_on(vl_locale_t *h, const multi_t *tree, char *target, vl_wchar
 inline int32_t mb_char_len(vl_locale_t *h, const unsigned char *p) {
   if (bridged(h)) return vl_full_mblen(h, cbytes(p), kMaxChar);
   const Walk w = walk(h->ctype.ctype_tree, p, kMaxChar);
-  if (w.len < 0) return fail(h, static_cast<uint32_t>(-w.len));
-  return w.value ? w.len : 0;
+  if (!w.ok()) return fail(h, w.err);
+  return w.value ? w.bytes : 0;
 }
 
 // True when the `min` bytes at `p` are all zero.
@@ -164,7 +116,7 @@ inline int wide_columns(vl_locale_t *h, vl_wchar v, uint32_t fw) {
     if (!_vl_im_iswctype(h, v, VL_CT_PRINT)) return fail(h, VL_EINVAL);
     return vlu_width(h, v);
   } else {
-    m = class_mask(_vl_retrieve_wchar_multi_nl(h, v, h->ctype.ctype_tree));
+    m = class_mask(vls::tree::wide_row(h, v, h->ctype.ctype_tree));
     if (!(m & VL_CT_PRINT)) return fail(h, VL_EINVAL);
   }
   return (m & fw) ? 2 : 1;
@@ -196,9 +148,9 @@ VLS_API int _kvx_vl_full_mbtowc(vl_locale_t *h, vl_wchar *wide, const char *stri
   }
   if (limit <= 0) return fail(h, VL_EINVAL);
   const Walk w = walk(h->ctype.ctype_tree, ubytes(string), limit);
-  if (w.len < 0) return fail(h, static_cast<uint32_t>(-w.len));
+  if (!w.ok()) return fail(h, w.err);
   if (wide) *wide = w.value;
-  return w.value ? w.len : 0;
+  return w.value ? w.bytes : 0;
 }
 
 VLS_API int vl_full_mbtowc(vl_locale_t *h, vl_wchar *wide, const char *string, int32_t limit) {
@@ -245,11 +197,39 @@ VLS_API int vl_mbsbytes(vl_locale_t *h, const char *string) {
   size_t n;
   if (h->single_byte) {
     n = strlen(string);
-  } else {
+  } else if (bridged(h)) {
     const unsigned char *p = ubytes(string);
     int32_t len;
     while ((len = mb_char_len(h, p)) > 0) p += len;
     if (len < 0) return 0;
+    n = static_cast<size_t>(p - ubytes(string));
+  } else {
+    const multi_t *tree = h->ctype.ctype_tree;
+    const unsigned char *rf = tree->root->flags;
+    const unsigned char *p = ubytes(string);
+    int32_t run = 0;
+    int direct = -1;
+    for (;;) {
+      const unsigned b = *p;
+      if (one_byte(rf, b)) {
+        if (!b) break;
+        ++p;
+        if (++run >= kRunForWords) {
+          run = 0;
+          if (direct < 0) direct = vls::tree::ascii_direct(tree);
+          if (direct) p += vls::tree::ascii_words<true>(p, PTRDIFF_MAX, [](size_t, unsigned) {});
+        }
+        continue;
+      }
+      run = 0;
+      const Walk w = walk(tree, p, kMaxChar);
+      if (!w.ok()) {
+        fail(h, w.err);
+        return 0;
+      }
+      if (!w.value) break;
+      p += w.bytes;
+    }
     n = static_cast<size_t>(p - ubytes(string));
   }
   return static_cast<int>(n) + loc_min(h);
@@ -266,9 +246,9 @@ VLS_API int vl_mbsbytes_nt(vl_locale_t *h, const char *string) {
   for (;;) {
     // The terminator's bytes must themselves walk as a character.
     const Walk w = walk(tree, p, kUnbounded);
-    if (w.len < 0) return fail(h, VL_EILSEQ);
+    if (!w.ok()) return fail(h, VL_EILSEQ);
     if (at_terminator(p, min)) return static_cast<int>(p - s);
-    p += w.len;
+    p += w.bytes;
   }
 }
 
@@ -290,14 +270,34 @@ VLS_API int _kvx_vl_im_mbfslen(vl_locale_t *h, const char *string, int32_t lengt
     // One pass: measuring the string first and counting up to that end
     // walks the same characters twice with the same outcome.
     const multi_t *tree = h->ctype.ctype_tree;
+    const unsigned char *rf = tree->root->flags;
     const unsigned char *p = ubytes(string);
     int count = 0;
+    int32_t run = 0;
+    int direct = -1;
     for (;;) {
+      const unsigned b = *p;
+      if (one_byte(rf, b)) {
+        if (!b) return count;
+        ++count;
+        ++p;
+        if (++run >= kRunForWords) {
+          run = 0;
+          if (direct < 0) direct = vls::tree::ascii_direct(tree);
+          if (direct) {
+            const size_t k = vls::tree::ascii_words<true>(p, INT32_MAX, [](size_t, unsigned) {});
+            p += k;
+            count += static_cast<int>(k);
+          }
+        }
+        continue;
+      }
+      run = 0;
       const Walk w = walk(tree, p, kMaxChar);
-      if (w.len < 0) return fail(h, VL_EILSEQ);
+      if (!w.ok()) return fail(h, VL_EILSEQ);
       if (!w.value) return count;
       ++count;
-      p += w.len;
+      p += w.bytes;
     }
   }
   if (length == -1) {
@@ -327,8 +327,8 @@ VLS_API int _kvx_vl_im_mbfslen(vl_locale_t *h, const char *string, int32_t lengt
       // end, which is the same failure as bytes that are no character.
       const int32_t room = static_cast<int32_t>(end - p);
       const Walk w = walk(tree, p, room < kMaxChar ? room : kMaxChar);
-      if (w.len < 0) return fail(h, VL_EILSEQ);
-      len = w.value ? w.len : 0;
+      if (!w.ok()) return fail(h, VL_EILSEQ);
+      len = w.value ? w.bytes : 0;
     }
     ++count;
     p += len ? len : min;
@@ -382,20 +382,43 @@ VLS_API int _kvx_vl_im_mbfstowcfs(vl_locale_t *h, vl_wchar *target, const char *
       const int32_t room = static_cast<int32_t>(end - p);
       if (room < 1) return fail(h, VL_EILSEQ);
       const Walk w = walk(tree, p, room);
-      if (w.len < 0) return fail(h, VL_EILSEQ);
+      if (!w.ok()) return fail(h, VL_EILSEQ);
       target[i] = w.value;
-      p += w.len;
+      p += w.bytes;
       if (p >= end) break;
       ++i;
     }
     return i + 1;
   }
+  const unsigned char *rf = tree->root->flags;
+  int32_t run = 0;
+  int direct = -1;
   while (i < capacity) {
+    const unsigned b = *p;
+    if (one_byte(rf, b)) {
+      target[i] = b;
+      if (!b) break;
+      ++p;
+      ++i;
+      if (++run >= kRunForWords) {
+        run = 0;
+        if (direct < 0) direct = vls::tree::ascii_direct(tree);
+        if (direct) {
+          vl_wchar *out = target + i;
+          const size_t k = vls::tree::ascii_words<true>(p, static_cast<size_t>(capacity - i),
+                                                        [out](size_t j, unsigned c) { out[j] = c; });
+          p += k;
+          i += static_cast<int32_t>(k);
+        }
+      }
+      continue;
+    }
+    run = 0;
     const Walk w = walk(tree, p, kUnbounded);
-    if (w.len < 0) return fail(h, VL_EILSEQ);
+    if (!w.ok()) return fail(h, VL_EILSEQ);
     target[i] = w.value;
     if (!w.value) break;
-    p += w.len;
+    p += w.bytes;
     ++i;
   }
   return i;
@@ -509,9 +532,9 @@ VLS_API int vl_mbwidth(vl_locale_t *h, const char *string) {
     m = h->class_table[*s];
   } else {
     const Walk w = walk(h->ctype.ctype_tree, s, kMaxChar);
-    if (w.len < 0) return fail(h, VL_EINVAL);
+    if (!w.ok()) return fail(h, VL_EINVAL);
     m = class_mask(h->ctype.ctype_tree, w);
-    if (!(m & VL_CT_PRINT)) return w.len == 1 ? 1 : fail(h, VL_EINVAL);
+    if (!(m & VL_CT_PRINT)) return w.bytes == 1 ? 1 : fail(h, VL_EINVAL);
   }
   return (m & fw) ? 2 : 1;
 }
@@ -566,12 +589,12 @@ VLS_API int vl_mbswidth(vl_locale_t *h, const char *string, int32_t count) {
   const multi_t *tree = h->ctype.ctype_tree;
   for (int32_t k = 0; k < count; ++k) {
     const Walk w = walk(tree, p, kMaxChar);
-    if (w.len < 0) return fail(h, VL_EILSEQ);
+    if (!w.ok()) return fail(h, VL_EILSEQ);
     if (!w.value) break;
     const uint16_t m = mb_class(h, p, w);
     if (!(m & VL_CT_PRINT)) return fail(h, VL_EINVAL);
     total += (m & fw) ? 2 : 1;
-    p += w.len;
+    p += w.bytes;
   }
   return total;
 }
@@ -599,7 +622,7 @@ VLS_API int vl_mbspwidth(vl_locale_t *h, const char *start, const char *end) {
   const multi_t *tree = h->ctype.ctype_tree;
   while (p < e) {
     const Walk w = walk(tree, p, kMaxChar);
-    if (w.len < 0) {
+    if (!w.ok()) {
       // The class lookup of bytes that are no character reports them.
       vls::set_error(h, VL_EILSEQ);
       return -1;
@@ -611,7 +634,7 @@ VLS_API int vl_mbspwidth(vl_locale_t *h, const char *start, const char *end) {
       return -1;
     }
     total += (m & fw) ? 2 : 1;
-    p += w.len;
+    p += w.bytes;
   }
   return total;
 }

@@ -8,6 +8,7 @@
 #include <vls/vlscv.h>
 
 #include "vlsint.h"
+#include "vlswalk.h"
 
 namespace {
 
@@ -17,11 +18,6 @@ constexpr int kMaxKey = 4;
 
 inline size_t row_bytes(const multi_t *t) { return size_t{1} << t->data_shift; }
 inline size_t data_bytes(const multi_t *t) { return row_bytes(t) * kTableSize; }
-inline unsigned char flag_of(const Node *n, unsigned b) { return n->flags ? n->flags[b] : 0; }
-
-inline void *row_or_default(const multi_t *t, const Node *n, unsigned b) {
-  return n->data ? n->data + (size_t{b} << t->data_shift) : t->default_data;
-}
 
 Node *new_node() {
   Node *n = static_cast<Node *>(_vl_alloc_ptr(sizeof(Node)));
@@ -428,34 +424,9 @@ struct Scanner {
   }
 };
 
-// Walk by text; Limited adds the byte limit with its error 7.
 template <bool Limited>
 void *walk_text(const unsigned char *s, const multi_t *t, int32_t limit, int32_t *bytes, void *handle) {
-  int32_t n = 0;
-  if (Limited && limit < 1) {
-    if (bytes) *bytes = 0;
-    vls::set_error(handle, VL_EINVAL);
-    return nullptr;
-  }
-  const Node *node = t->root;
-  unsigned b = s[n++];
-  unsigned char flag = flag_of(node, b);
-  while (flag == VL_MULTI_LEADS) {
-    if (Limited && n >= limit) {
-      if (bytes) *bytes = n;
-      vls::set_error(handle, VL_EINVAL);
-      return nullptr;
-    }
-    node = node->next[node->offsets[b]];
-    b = s[n++];
-    flag = flag_of(node, b);
-  }
-  if (bytes) *bytes = n;
-  if (flag != VL_MULTI_COMPLETE) {
-    vls::set_error(handle, VL_EILSEQ);
-    return nullptr;
-  }
-  return row_or_default(t, node, b);
+  return const_cast<unsigned char *>(vls::tree::text_row<Limited>(s, t, limit, bytes, handle));
 }
 
 }  // namespace
@@ -613,14 +584,10 @@ VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, v
 
 VLS_API void *_vl_retrieve_desc_multi(const vl_desc_t *key, const multi_t *tree) {
   if (!key || !tree || key->length < 1 || key->length > kMaxKey) return nullptr;
-  const Node *node = tree->root;
-  for (uint32_t d = 0;; ++d) {
-    unsigned b = key->bytes[d];
-    unsigned char flag = flag_of(node, b);
-    if (d + 1 == key->length) return flag == VL_MULTI_COMPLETE ? row_or_default(tree, node, b) : nullptr;
-    if (flag != VL_MULTI_LEADS) return nullptr;
-    node = node->next[node->offsets[b]];
-  }
+  const vls::tree::Walk w = vls::tree::walk(tree, vls::tree::Counted{key->bytes, static_cast<int32_t>(key->length)});
+  // The key must end exactly with the character.
+  if (!w.ok() || w.bytes != static_cast<int32_t>(key->length)) return nullptr;
+  return const_cast<unsigned char *>(vls::tree::row(tree, w));
 }
 
 VLS_API void *_vl_retrieve_text_multi(const unsigned char *s, const multi_t *tree, int32_t *bytes, void *handle) {
@@ -646,60 +613,32 @@ VLS_API void *_vl_retrieve_text_multi_limit_nl(const unsigned char *s, const mul
   return walk_text<true>(s, tree, limit, nullptr, handle);
 }
 
+// The unit's bytes are walked from the last to the first.
 VLS_API void *_vl_retrieve_little_endian_unicode_limit(const unsigned char *s, const multi_t *tree, int32_t limit,
                                                        void *conversion) {
   const conv_object *cv = static_cast<const conv_object *>(conversion);
-  int unit = (cv->source_max_len == 4 && cv->target_max_len == 4) ? 4 : 2;
+  const int unit = (cv->source_max_len == 4 && cv->target_max_len == 4) ? 4 : 2;
   if (limit < unit) {
     vls::set_error(conversion, VL_EINVAL);
     return nullptr;
   }
-  const Node *node = tree->root;
-  int i = unit - 1;
-  unsigned b = s[i];
-  unsigned char flag = flag_of(node, b);
-  while (flag == VL_MULTI_LEADS) {
-    if (i == 0) {
-      vls::set_error(conversion, VL_EINVAL);
-      return nullptr;
-    }
-    node = node->next[node->offsets[b]];
-    b = s[--i];
-    flag = flag_of(node, b);
-  }
-  if (flag != VL_MULTI_COMPLETE) {
-    vls::set_error(conversion, VL_EILSEQ);
+  struct Backward {
+    const unsigned char *s;
+    int32_t unit;
+    int32_t first() const { return s[unit - 1]; }
+    int32_t next(int32_t n) const { return n < unit ? s[unit - 1 - n] : -static_cast<int32_t>(VL_EINVAL); }
+  };
+  const vls::tree::Walk w = vls::tree::walk(tree, Backward{s, unit});
+  if (!w.ok()) {
+    vls::set_error(conversion, w.err);
     return nullptr;
   }
-  return row_or_default(tree, node, s[0]);
+  // The row is that of the unit's first byte in the node reached.
+  return const_cast<unsigned char *>(vls::tree::row(tree, w.node, s[0]));
 }
 
 VLS_API void *_vl_retrieve_wchar_multi_nl(void *handle, uint32_t wc, const multi_t *tree) {
-  int len = tree->min_length;
-  if (wc > 0xFFFFFFu || static_cast<int32_t>(wc) < 0) {
-    len = 4;
-  } else if (wc >= 0x10000u) {
-    if (len < 3) len = 3;
-  } else if (wc >= 0x100u) {
-    if (len < 2) len = 2;
-  }
-  if (len < 1 || len > kMaxKey) {
-    vls::set_error(handle, VL_EILSEQ);
-    return nullptr;
-  }
-  const Node *node = tree->root;
-  for (int i = len - 1;; --i) {
-    unsigned b = (wc >> (8 * i)) & 0xFFu;
-    unsigned char flag = flag_of(node, b);
-    if (i == 0) {
-      if (flag == VL_MULTI_COMPLETE) return row_or_default(tree, node, b);
-      break;
-    }
-    if (flag != VL_MULTI_LEADS) break;
-    node = node->next[node->offsets[b]];
-  }
-  vls::set_error(handle, VL_EILSEQ);
-  return nullptr;
+  return const_cast<unsigned char *>(vls::tree::wide_row(handle, wc, tree));
 }
 
 VLS_API int _vl_desc_eq(const vl_desc_t *a, const vl_desc_t *b) {

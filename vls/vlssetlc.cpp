@@ -14,6 +14,7 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlswalk.h"
 
 static_assert(offsetof(vl_locale_t, vl_errno) == 0, "the error number must be the first field");
 static_assert(sizeof(vl_wchar) == 4);
@@ -119,29 +120,14 @@ inline int full_mblen(vl_locale_t *h, const char *string, int32_t limit) {
     vls::set_error(h, VL_EINVAL);
     return -1;
   }
-  const multi_t *t = h->ctype.ctype_tree;
-  const unc_multi_arr_t *node = t->root;
   const auto *s = reinterpret_cast<const unsigned char *>(string);
-  int32_t n = 0;
-  unsigned b = s[n++];
-  uint16_t sum = static_cast<uint16_t>(b);
-  unsigned char flag = node->flags ? node->flags[b] : 0;
-  while (flag == VL_MULTI_LEADS) {
-    if (n >= limit) {
-      vls::set_error(h, VL_EINVAL);
-      return -1;
-    }
-    node = node->next[node->offsets[b]];
-    b = s[n++];
-    sum = static_cast<uint16_t>(sum + b);
-    flag = node->flags ? node->flags[b] : 0;
-  }
-  if (flag != VL_MULTI_COMPLETE) {
-    vls::set_error(h, VL_EILSEQ);
+  const vls::tree::Walk w = vls::tree::walk(h->ctype.ctype_tree, vls::tree::Counted{s, limit});
+  if (!w.ok()) {
+    vls::set_error(h, w.err);
     return -1;
   }
-  if (!CountedTwin && sum == 0) return 0;
-  return n;
+  if (!CountedTwin && w.value == 0) return 0;
+  return w.bytes;
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlswalk.h"
 
 namespace {
 
@@ -840,7 +841,11 @@ VLS_API char *vl_mbcreplace(vl_locale_t *h, char *position, const char *characte
   }
   const char *next = vl_full_mbsnext(h, position);
   if (!next) return nullptr;
-  int cl = _vl_retrieve_text_multi_nv(reinterpret_cast<const unsigned char *>(character), h->ctype.ctype_tree, h);
+  int32_t taken = 0;
+  int cl = vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(character), h->ctype.ctype_tree, 0,
+                                      &taken, h)
+               ? taken
+               : 0;
   if (cl == 0) return nullptr;
   int rest = vl_mbsbytes(h, next);
   if (rest == 0) return nullptr;
