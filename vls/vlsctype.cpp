@@ -245,62 +245,6 @@ int read_case_pairs(void *stream, vl_locale_t *h) {
   return 0;
 }
 
-// A case expansion far beyond what any codeset needs is damage.
-constexpr double kMaxExpansion = 64.0;
-
-// The whole factor vl_case_conv_outbuflen multiplies by: the expansion
-// rounded up.
-int32_t outbuf_factor(double e) {
-  int32_t k = static_cast<int32_t>(e);
-  if (e - k != 0) ++k;
-  return k;
-}
-
-// Bytes of a wide value in the locale's codeset: the shortest length,
-// raised as the value needs.
-int32_t value_bytes(int32_t min_length, vl_wchar v) {
-  if (v > 0xFFFFFF) return 4;
-  if (v > 0xFFFF) return min_length < 3 ? 3 : min_length;
-  if (v > 0xFF) return min_length < 2 ? 2 : min_length;
-  return min_length;
-}
-
-// The largest factor by which case changes the length of a character
-// `depth` bytes long under `node` of the case tree (the pair of its row
-// against the character's own length).
-int32_t node_expansion(const vl_locale_t *h, const unc_multi_arr_t *node, int32_t depth, int32_t min) {
-  int32_t most = 1;
-  if (!node || !node->flags) return most;
-  const multi_t *t = h->ctype.case_tree;
-  if (node->data) {
-    for (unsigned b = 0; b < 256; ++b) {
-      if (node->flags[b] != VL_MULTI_COMPLETE) continue;
-      uint16_t row;
-      memcpy(&row, node->data + (static_cast<size_t>(b) << t->data_shift), sizeof row);
-      if (row == 0 || row > h->case_pair_count) continue;
-      const vl_case_pair &p = h->ctype.case_pairs[row];
-      for (vl_wchar v : {p.upper, p.lower}) {
-        if (!v) continue;
-        int32_t f = (value_bytes(min, v) + depth - 1) / depth;
-        if (f > most) most = f;
-      }
-    }
-  }
-  // A tree read from a file holds next_count children, in at most 256
-  // slots (a slot left empty by a damaged count is null).
-  const int32_t children = node->next ? (node->next_count < 256 ? node->next_count : 256) : 0;
-  for (int32_t i = 0; i < children; ++i) {
-    int32_t f = node_expansion(h, node->next[i], depth + 1, min);
-    if (f > most) most = f;
-  }
-  return most;
-}
-
-int32_t pair_expansion(const vl_locale_t *h) {
-  if (h->case_pair_count <= 0) return 1;
-  return node_expansion(h, h->ctype.case_tree->root, 1, _vl_multi_min_length(h->ctype.ctype_tree));
-}
-
 // The rest of the last line: empty for 4.0, else the case expansion.
 int read_expansion(void *stream, vl_locale_t *h) {
   char line[kNameBuf];
@@ -311,9 +255,6 @@ int read_expansion(void *stream, vl_locale_t *h) {
   }
   double e;
   if (sscanf(line, "%lf", &e) != 1) return vls::fail(h, VL_EBADFILE);
-  // Callers size case targets by it (vl_case_conv_outbuflen): it must cover
-  // the widest change of length among the pairs, and stay a sane factor.
-  if (!(e <= kMaxExpansion) || outbuf_factor(e) < pair_expansion(h)) return vls::fail(h, VL_EBADFILE);
   h->case_expansion = e;
   return 0;
 }
