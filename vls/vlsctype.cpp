@@ -10,7 +10,6 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
-#include "vlswalk.h"
 
 namespace {
 
@@ -60,7 +59,7 @@ template <bool Upper>
 vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
   if (bridged(h))
     return _vlu_call(h, Upper ? fn_vlu_uc32toupper : fn_vlu_uc32tolower, h->bridge_locale[kRow], value);
-  const void *row = vls::tree::wide_row(h, value, h->ctype.case_tree);
+  const void *row = _vl_retrieve_wchar_multi_nl(h, value, h->ctype.case_tree);
   vl_wchar to = pick<Upper>(pair_of(h, row));
   return to ? to : value;
 }
@@ -75,8 +74,8 @@ uint16_t im_tomcase(vl_locale_t *h, char *target, const char *source) {
     return static_cast<uint16_t>(
         _vlu_call(h, Upper ? fn_vlu_mbtoupper : fn_vlu_mbtolower, h->bridge_locale[kRow], target, source, 4) & 0xFFFF);
   int32_t bytes = 0;
-  const void *row = vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree,
-                                               0, &bytes, h);
+  const void *row =
+      _vl_retrieve_text_multi(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree, &bytes, h);
   vl_wchar to = pick<Upper>(pair_of(h, row));
   if (!to) {
     memcpy(target, source, static_cast<size_t>(bytes));
@@ -88,8 +87,8 @@ uint16_t im_tomcase(vl_locale_t *h, char *target, const char *source) {
 template <bool Upper>
 uint16_t kvx_im_tomcase(vl_locale_t *h, char *target, const char *source, int32_t limit) {
   int32_t bytes = 0;
-  const void *row = vls::tree::text_row<true>(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree,
-                                              limit, &bytes, h);
+  const void *row = _vl_retrieve_text_multi_limit(reinterpret_cast<const unsigned char *>(source),
+                                                  h->ctype.case_tree, limit, &bytes, h);
   if (!row) return 0;
   vl_wchar to = pick<Upper>(pair_of(h, row));
   if (!to) {
@@ -115,8 +114,7 @@ int tombscase(vl_locale_t *h, char *target, const char *source) {
   char *t = target;
   while (!vl_ismbsterm(h, s)) {
     int32_t bytes = 0;
-    const void *row =
-        vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(s), h->ctype.case_tree, 0, &bytes, h);
+    const void *row = _vl_retrieve_text_multi(reinterpret_cast<const unsigned char *>(s), h->ctype.case_tree, &bytes, h);
     if (!row) return -1;
     vl_wchar to = pick<Upper>(pair_of(h, row));
     int written = to ? vl_full_wctomb(h, t, to) : -1;
@@ -151,7 +149,7 @@ int towcscase(vl_locale_t *h, vl_wchar *target, const vl_wchar *source) {
   for (;; ++source, ++target) {
     vl_wchar v = *source;
     if (v == 0) break;
-    const void *row = vls::tree::wide_row(h, v, h->ctype.case_tree);
+    const void *row = _vl_retrieve_wchar_multi_nl(h, v, h->ctype.case_tree);
     if (!row) return -1;
     vl_wchar to = pick<Upper>(pair_of(h, row));
     *target = to ? to : v;
@@ -245,6 +243,62 @@ int read_case_pairs(void *stream, vl_locale_t *h) {
   return 0;
 }
 
+// A case expansion far beyond what any codeset needs is damage.
+constexpr double kMaxExpansion = 64.0;
+
+// The whole factor vl_case_conv_outbuflen multiplies by: the expansion
+// rounded up.
+int32_t outbuf_factor(double e) {
+  int32_t k = static_cast<int32_t>(e);
+  if (e - k != 0) ++k;
+  return k;
+}
+
+// Bytes of a wide value in the locale's codeset: the shortest length,
+// raised as the value needs.
+int32_t value_bytes(int32_t min_length, vl_wchar v) {
+  if (v > 0xFFFFFF) return 4;
+  if (v > 0xFFFF) return min_length < 3 ? 3 : min_length;
+  if (v > 0xFF) return min_length < 2 ? 2 : min_length;
+  return min_length;
+}
+
+// The largest factor by which case changes the length of a character
+// `depth` bytes long under `node` of the case tree (the pair of its row
+// against the character's own length).
+int32_t node_expansion(const vl_locale_t *h, const unc_multi_arr_t *node, int32_t depth, int32_t min) {
+  int32_t most = 1;
+  if (!node || !node->flags) return most;
+  const multi_t *t = h->ctype.case_tree;
+  if (node->data) {
+    for (unsigned b = 0; b < 256; ++b) {
+      if (node->flags[b] != VL_MULTI_COMPLETE) continue;
+      uint16_t row;
+      memcpy(&row, node->data + (static_cast<size_t>(b) << t->data_shift), sizeof row);
+      if (row == 0 || row > h->case_pair_count) continue;
+      const vl_case_pair &p = h->ctype.case_pairs[row];
+      for (vl_wchar v : {p.upper, p.lower}) {
+        if (!v) continue;
+        int32_t f = (value_bytes(min, v) + depth - 1) / depth;
+        if (f > most) most = f;
+      }
+    }
+  }
+  // A tree read from a file holds next_count children, in at most 256
+  // slots (a slot left empty by a damaged count is null).
+  const int32_t children = node->next ? (node->next_count < 256 ? node->next_count : 256) : 0;
+  for (int32_t i = 0; i < children; ++i) {
+    int32_t f = node_expansion(h, node->next[i], depth + 1, min);
+    if (f > most) most = f;
+  }
+  return most;
+}
+
+int32_t pair_expansion(const vl_locale_t *h) {
+  if (h->case_pair_count <= 0) return 1;
+  return node_expansion(h, h->ctype.case_tree->root, 1, _vl_multi_min_length(h->ctype.ctype_tree));
+}
+
 // The rest of the last line: empty for 4.0, else the case expansion.
 int read_expansion(void *stream, vl_locale_t *h) {
   char line[kNameBuf];
@@ -255,6 +309,9 @@ int read_expansion(void *stream, vl_locale_t *h) {
   }
   double e;
   if (sscanf(line, "%lf", &e) != 1) return vls::fail(h, VL_EBADFILE);
+  // Callers size case targets by it (vl_case_conv_outbuflen): it must cover
+  // the widest change of length among the pairs, and stay a sane factor.
+  if (!(e <= kMaxExpansion) || outbuf_factor(e) < pair_expansion(h)) return vls::fail(h, VL_EBADFILE);
   h->case_expansion = e;
   return 0;
 }
@@ -291,13 +348,7 @@ VLS_API uint32_t vl_ctype(vl_locale_t *h, const char *name) {
 
 VLS_API uint32_t _vl_im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) {
   if (bridged(h)) return static_cast<uint32_t>(fn_vlu_isuc32type(value, mask));
-  const multi_t *t = h->ctype.ctype_tree;
-  // A single-byte locale answers from its table, which holds the root's
-  // rows: a byte the root takes as a character walks to that very row.
-  if (const uint16_t *ct = h->class_table)
-    if (value <= 0xFFu && t->min_length == 1 && vls::tree::flag_of(t->root, value) == VL_MULTI_COMPLETE)
-      return ct[value] & mask;
-  const void *row = vls::tree::wide_row(h, value, t);
+  const void *row = _vl_retrieve_wchar_multi_nl(h, value, h->ctype.ctype_tree);
   return row ? (row_u16(row) & mask) : 0;
 }
 
@@ -309,8 +360,7 @@ VLS_API uint32_t _vl_im_ismctype(vl_locale_t *h, const char *s, uint32_t mask) {
     return 0;
   }
   if (bridged(h)) return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, 4, mask));
-  const void *row =
-      vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, 0, nullptr, h);
+  const void *row = _vl_retrieve_text_multi_nl(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, h);
   return row ? (row_u16(row) & mask) : 0;
 }
 
@@ -324,7 +374,7 @@ VLS_API uint32_t _kvx_vl_im_ismctype(vl_locale_t *h, const char *s, int32_t limi
   if (bridged(h))
     return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, limit, mask));
   const void *row =
-      vls::tree::text_row<true>(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, limit, nullptr, h);
+      _vl_retrieve_text_multi_limit_nl(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, limit, h);
   return row ? (row_u16(row) & mask) : 0;
 }
 
