@@ -10,6 +10,7 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlswalk.h"
 
 namespace {
 
@@ -59,7 +60,7 @@ template <bool Upper>
 vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
   if (bridged(h))
     return _vlu_call(h, Upper ? fn_vlu_uc32toupper : fn_vlu_uc32tolower, h->bridge_locale[kRow], value);
-  const void *row = _vl_retrieve_wchar_multi_nl(h, value, h->ctype.case_tree);
+  const void *row = vls::tree::wide_row(h, value, h->ctype.case_tree);
   vl_wchar to = pick<Upper>(pair_of(h, row));
   return to ? to : value;
 }
@@ -74,8 +75,8 @@ uint16_t im_tomcase(vl_locale_t *h, char *target, const char *source) {
     return static_cast<uint16_t>(
         _vlu_call(h, Upper ? fn_vlu_mbtoupper : fn_vlu_mbtolower, h->bridge_locale[kRow], target, source, 4) & 0xFFFF);
   int32_t bytes = 0;
-  const void *row =
-      _vl_retrieve_text_multi(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree, &bytes, h);
+  const void *row = vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree,
+                                               0, &bytes, h);
   vl_wchar to = pick<Upper>(pair_of(h, row));
   if (!to) {
     memcpy(target, source, static_cast<size_t>(bytes));
@@ -87,8 +88,8 @@ uint16_t im_tomcase(vl_locale_t *h, char *target, const char *source) {
 template <bool Upper>
 uint16_t kvx_im_tomcase(vl_locale_t *h, char *target, const char *source, int32_t limit) {
   int32_t bytes = 0;
-  const void *row = _vl_retrieve_text_multi_limit(reinterpret_cast<const unsigned char *>(source),
-                                                  h->ctype.case_tree, limit, &bytes, h);
+  const void *row = vls::tree::text_row<true>(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree,
+                                              limit, &bytes, h);
   if (!row) return 0;
   vl_wchar to = pick<Upper>(pair_of(h, row));
   if (!to) {
@@ -114,7 +115,8 @@ int tombscase(vl_locale_t *h, char *target, const char *source) {
   char *t = target;
   while (!vl_ismbsterm(h, s)) {
     int32_t bytes = 0;
-    const void *row = _vl_retrieve_text_multi(reinterpret_cast<const unsigned char *>(s), h->ctype.case_tree, &bytes, h);
+    const void *row =
+        vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(s), h->ctype.case_tree, 0, &bytes, h);
     if (!row) return -1;
     vl_wchar to = pick<Upper>(pair_of(h, row));
     int written = to ? vl_full_wctomb(h, t, to) : -1;
@@ -149,7 +151,7 @@ int towcscase(vl_locale_t *h, vl_wchar *target, const vl_wchar *source) {
   for (;; ++source, ++target) {
     vl_wchar v = *source;
     if (v == 0) break;
-    const void *row = _vl_retrieve_wchar_multi_nl(h, v, h->ctype.case_tree);
+    const void *row = vls::tree::wide_row(h, v, h->ctype.case_tree);
     if (!row) return -1;
     vl_wchar to = pick<Upper>(pair_of(h, row));
     *target = to ? to : v;
@@ -348,7 +350,13 @@ VLS_API uint32_t vl_ctype(vl_locale_t *h, const char *name) {
 
 VLS_API uint32_t _vl_im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) {
   if (bridged(h)) return static_cast<uint32_t>(fn_vlu_isuc32type(value, mask));
-  const void *row = _vl_retrieve_wchar_multi_nl(h, value, h->ctype.ctype_tree);
+  const multi_t *t = h->ctype.ctype_tree;
+  // A single-byte locale answers from its table, which holds the root's
+  // rows: a byte the root takes as a character walks to that very row.
+  if (const uint16_t *ct = h->class_table)
+    if (value <= 0xFFu && t->min_length == 1 && vls::tree::flag_of(t->root, value) == VL_MULTI_COMPLETE)
+      return ct[value] & mask;
+  const void *row = vls::tree::wide_row(h, value, t);
   return row ? (row_u16(row) & mask) : 0;
 }
 
@@ -360,7 +368,8 @@ VLS_API uint32_t _vl_im_ismctype(vl_locale_t *h, const char *s, uint32_t mask) {
     return 0;
   }
   if (bridged(h)) return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, 4, mask));
-  const void *row = _vl_retrieve_text_multi_nl(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, h);
+  const void *row =
+      vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, 0, nullptr, h);
   return row ? (row_u16(row) & mask) : 0;
 }
 
@@ -374,7 +383,7 @@ VLS_API uint32_t _kvx_vl_im_ismctype(vl_locale_t *h, const char *s, int32_t limi
   if (bridged(h))
     return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, limit, mask));
   const void *row =
-      _vl_retrieve_text_multi_limit_nl(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, limit, h);
+      vls::tree::text_row<true>(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, limit, nullptr, h);
   return row ? (row_u16(row) & mask) : 0;
 }
 
