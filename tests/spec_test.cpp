@@ -150,9 +150,10 @@ TEST(SpecTables, BuiltInRegistryReaderAndCcsids) {
   for (n = 0; aliastab[n].alias; ++n) EXPECT_NE(vl_lc_spec2cs_num(nullptr, aliastab[n].locale, nullptr), kNone);
   EXPECT_EQ(n, 15);
   vl_free_registry_cache();
-  std::string entry = "  65537\n";  // the number alone, modulo 65536
+  std::string entry = "  65537\n x\n";  // numbers alone: one modulo 65536, one missing
   FILE *f = fmemopen(entry.data(), entry.size(), "r");
   EXPECT_EQ(_vl_next_cs_number_from_registry(nullptr, f), 1);
+  EXPECT_EQ(_vl_next_cs_number_from_registry(nullptr, f), kNone);
   fclose(f);
   const uint32_t both[][2] = {{57349, 1202}, {57350, 943}, {57351, 33722}, {57352, 950}, {57356, 949},
                               {57357, 1383}, {57372, 1208}, {57373, 874}, {57375, 964}, {57382, 878},
