@@ -1,23 +1,15 @@
 #include "lcofix.h"
 
-#include "timefix.h"
-#include "vlstest.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
+
+#include "lcowriter.h"
+#include "timefix.h"
 
 namespace vlstest {
 
 namespace {
-
-vl_desc_t to_desc(const std::string &bytes) {
-  vl_desc_t d{};
-  d.length = static_cast<uint32_t>(bytes.size());
-  for (size_t i = 0; i < bytes.size() && i < 4; ++i) d.bytes[i] = static_cast<unsigned char>(bytes[i]);
-  return d;
-}
 
 std::string b1(unsigned a) { return std::string(1, static_cast<char>(a)); }
 std::string b2(unsigned a, unsigned b) { return std::string{static_cast<char>(a), static_cast<char>(b)}; }
@@ -31,51 +23,30 @@ uint16_t ascii_mask(unsigned c) {
   if (c >= 'a' && c <= 'z') m |= M_LOWER | M_ALPHA;
   if (c >= '0' && c <= '9') m |= M_DIGIT;
   if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')) m |= M_XDIGIT;
-  if (c > 32 && c < 127) {
-    m |= M_GRAPH | M_PRINT;
-    if (!(m & (M_ALPHA | M_DIGIT))) m |= M_PUNCT;
-  }
+  if (c > 32 && c < 127) m |= M_GRAPH | M_PRINT | ((m & (M_ALPHA | M_DIGIT)) ? 0 : M_PUNCT);
   if (c == ' ') m |= M_PRINT;
   return m;
 }
 
-struct Trees {
-  multi_t *ctype = nullptr;
-  multi_t *cases = nullptr;
-  vl_case_pair *pairs = nullptr;
-  int32_t npairs = 0;
-};
-
-bool build(const CtypeSpec &s, Trees &t, bool compress) {
-  const uint16_t zero = 0;
-  t.ctype = _vl_create_multi(2, 0, &zero);
-  t.cases = _vl_create_multi(2, 0, &zero);
-  if (!t.ctype || !t.cases) return false;
-  for (const auto &c : s.chars) {
-    vl_desc_t d = to_desc(c.bytes);
-    if (_vl_insert_desc_multi(&d, &c.mask, t.ctype) != 0) return false;
-  }
-  t.npairs = static_cast<int32_t>(s.cases.size());
-  t.pairs = static_cast<vl_case_pair *>(_vl_alloc_ptr((s.cases.size() + 1) * sizeof(vl_case_pair)));
-  if (!t.pairs) return false;
-  memset(t.pairs, 0, (s.cases.size() + 1) * sizeof(vl_case_pair));
-  const uint16_t none = 0;
-  for (const auto &c : s.chars) {  // every character has a row; 0 is no mapping
-    vl_desc_t d = to_desc(c.bytes);
-    if (_vl_insert_desc_multi(&d, &none, t.cases) != 0) return false;
-  }
-  uint16_t i = 1;
-  for (const auto &c : s.cases) {
-    t.pairs[i] = {c.upper, c.lower};
-    vl_desc_t d = to_desc(c.bytes);
-    if (_vl_insert_desc_multi(&d, &i, t.cases) != 0) return false;
-    ++i;
-  }
-  if (compress && (_vl_compress_multi(t.ctype) != 0 || _vl_compress_multi(t.cases) != 0)) return false;
-  return true;
+// An upper case character `u` (wide value uw) and its lower case `l` (lw).
+void add_case(CtypeSpec &s, const std::string &u, vl_wchar uw, const std::string &l, vl_wchar lw) {
+  s.cases.push_back({u, 0, lw});
+  s.cases.push_back({l, uw, 0});
 }
 
+std::vector<lcow::Row> class_rows(const CtypeSpec &s) {
+  std::vector<lcow::Row> rows;
+  for (const auto &c : s.chars) rows.push_back({c.bytes, c.mask});
+  return rows;
+}
 
+// Every character has a row, 0 being no mapping; then the case pairs from 1.
+std::vector<lcow::Row> case_rows(const CtypeSpec &s) {
+  std::vector<lcow::Row> rows;
+  for (const auto &c : s.chars) rows.push_back({c.bytes, 0});
+  for (size_t i = 0; i < s.cases.size(); ++i) rows.push_back({s.cases[i].bytes, static_cast<uint16_t>(i + 1)});
+  return rows;
+}
 
 }  // namespace
 
@@ -83,31 +54,13 @@ CtypeSpec latin1_spec() {
   CtypeSpec s;
   s.codeset = "8859-1";
   for (unsigned c = 0; c < 256; ++c) {
-    uint16_t m;
-    if (c < 128) {
-      m = ascii_mask(c);
-    } else if (c < 160) {
-      m = M_CNTRL;
-    } else if (c == 160) {
-      m = M_PRINT | M_SPACE | M_BLANK;
-    } else if (c >= 0xC0 && c <= 0xDE && c != 0xD7) {
-      m = M_UPPER | M_ALPHA | M_GRAPH | M_PRINT;
-    } else if (c >= 0xDF && c != 0xF7) {
-      m = M_LOWER | M_ALPHA | M_GRAPH | M_PRINT;
-    } else {
-      m = M_PUNCT | M_GRAPH | M_PRINT;
-    }
+    uint16_t m = c < 128 ? ascii_mask(c) : c < 160 ? M_CNTRL : c == 160 ? M_PRINT | M_SPACE | M_BLANK
+                 : c >= 0xC0 && c <= 0xDE && c != 0xD7 ? M_UPPER | M_ALPHA | M_GRAPH | M_PRINT
+                 : c >= 0xDF && c != 0xF7 ? M_LOWER | M_ALPHA | M_GRAPH | M_PRINT : M_PUNCT | M_GRAPH | M_PRINT;
     s.chars.push_back({b1(c), m});
   }
-  for (unsigned c = 'A'; c <= 'Z'; ++c) {
-    s.cases.push_back({b1(c), 0, c + 32});
-    s.cases.push_back({b1(c + 32), c, 0});
-  }
-  for (unsigned c = 0xC0; c <= 0xDE; ++c) {
-    if (c == 0xD7) continue;
-    s.cases.push_back({b1(c), 0, c + 32});
-    s.cases.push_back({b1(c + 32), c, 0});
-  }
+  for (unsigned c = 'A'; c <= 0xDE; c = c == 'Z' ? 0xC0 : c + 1)
+    if (c != 0xD7) add_case(s, b1(c), c, b1(c + 32), c + 32);
   s.expansion = "1.0\n";
   return s;
 }
@@ -126,15 +79,8 @@ CtypeSpec euc_spec() {
     }
   for (unsigned b = 0xA1; b <= 0xDF; ++b) s.chars.push_back({b2(0x8E, b), M_GRAPH | M_PRINT});
   s.classes.push_back({0, "full_width"});
-  for (unsigned c = 'A'; c <= 'Z'; ++c) {
-    s.cases.push_back({b1(c), 0, c + 32});
-    s.cases.push_back({b1(c + 32), c, 0});
-  }
-  for (unsigned b = 0xC1; b <= 0xDA; ++b) {
-    s.cases.push_back({b2(0xA3, b), 0, 0xA300u + b + 0x20});
-    s.cases.push_back({b2(0xA3, b + 0x20), 0xA300u + b, 0});
-  }
-  s.expansion = "\n";
+  for (unsigned c = 'A'; c <= 'Z'; ++c) add_case(s, b1(c), c, b1(c + 32), c + 32);
+  for (unsigned b = 0xC1; b <= 0xDA; ++b) add_case(s, b2(0xA3, b), 0xA300 + b, b2(0xA3, b + 32), 0xA300 + b + 32);
   return s;
 }
 
@@ -144,41 +90,39 @@ CtypeSpec wide2_spec() {
   for (unsigned c = 0; c < 256; ++c) s.chars.push_back({b2(0, c), c < 128 ? ascii_mask(c) : uint16_t(M_PRINT | M_GRAPH)});
   for (unsigned c = 0; c < 256; ++c) s.chars.push_back({b2(0x30, c), uint16_t(M_PRINT | M_GRAPH | M_LOCAL0)});
   s.classes.push_back({0, "full_width"});
-  for (unsigned c = 'A'; c <= 'Z'; ++c) {
-    s.cases.push_back({b2(0, c), 0, c + 32});
-    s.cases.push_back({b2(0, c + 32), c, 0});
-  }
+  for (unsigned c = 'A'; c <= 'Z'; ++c) add_case(s, b2(0, c), c, b2(0, c + 32), c + 32);
   s.expansion = "2.5\n";
   return s;
 }
 
 int install_ctype(vl_locale_t *h, const CtypeSpec &spec) {
-  Trees t;
-  if (!build(spec, t, true)) {
-    _vl_free_multi(t.ctype);
-    _vl_free_multi(t.cases);
-    _vl_free_ptr(t.pairs);
+  multi_t *ctype = lcow::build_tree(class_rows(spec), true), *cases = lcow::build_tree(case_rows(spec), true);
+  auto *pairs = static_cast<vl_case_pair *>(_vl_alloc_ptr((spec.cases.size() + 1) * sizeof(vl_case_pair)));
+  if (!ctype || !cases || !pairs) {
+    _vl_free_multi(ctype);
+    _vl_free_multi(cases);
+    _vl_free_ptr(pairs);
     return -1;
   }
+  pairs[0] = {0, 0};
+  for (size_t i = 0; i < spec.cases.size(); ++i) pairs[i + 1] = {spec.cases[i].upper, spec.cases[i].lower};
   vl_free_category(h, VL_LC_CTYPE);
   vl_make_null_category(h, VL_LC_CTYPE);
   _vl_free_multi(h->ctype.ctype_tree);
   _vl_free_multi(h->ctype.case_tree);
-  h->ctype.ctype_tree = t.ctype;
-  h->ctype.case_tree = t.cases;
-  h->ctype.case_pairs = t.pairs;
-  h->case_pair_count = t.npairs;
+  h->ctype.ctype_tree = ctype;
+  h->ctype.case_tree = cases;
+  h->ctype.case_pairs = pairs;
+  h->case_pair_count = static_cast<int32_t>(spec.cases.size());
   h->ctype.class_count = static_cast<int32_t>(spec.classes.size());
-  if (!spec.classes.empty()) {
+  if (!spec.classes.empty())
     h->ctype.class_names = static_cast<vl_class_name *>(_vl_alloc_ptr(spec.classes.size() * sizeof(vl_class_name)));
-    for (size_t i = 0; i < spec.classes.size(); ++i) {
-      h->ctype.class_names[i].bit = spec.classes[i].first;
-      h->ctype.class_names[i].name = static_cast<char *>(_vl_alloc_ptr(spec.classes[i].second.size() + 1));
-      strcpy(h->ctype.class_names[i].name, spec.classes[i].second.c_str());
-    }
+  for (size_t i = 0; i < spec.classes.size(); ++i) {
+    h->ctype.class_names[i].bit = spec.classes[i].first;
+    h->ctype.class_names[i].name = static_cast<char *>(_vl_alloc_ptr(spec.classes[i].second.size() + 1));
+    strcpy(h->ctype.class_names[i].name, spec.classes[i].second.c_str());
   }
-  const char *e = spec.expansion.c_str();
-  h->case_expansion = (e[0] == '\n') ? 4.0 : atof(e);
+  h->case_expansion = spec.expansion[0] == '\n' ? 4.0 : atof(spec.expansion.c_str());
   snprintf(h->codeset_names[0], sizeof h->codeset_names[0], "%s", spec.codeset.c_str());
   snprintf(h->locale_names[0], sizeof h->locale_names[0], "%s", "fixture.lco");
   return set_flags(h);
@@ -187,54 +131,30 @@ int install_ctype(vl_locale_t *h, const CtypeSpec &spec) {
 vl_locale_t *make_handle(const CtypeSpec &spec) {
   vl_locale_t *h = nullptr;
   if (vl_create_null_locale_4(&h) != 0) return nullptr;
-  if (install_ctype(h, spec) != 0) {
-    vl_lc_unload(h);
-    return nullptr;
-  }
-  return h;
+  if (install_ctype(h, spec) == 0) return h;
+  vl_lc_unload(h);
+  return nullptr;
 }
 
 std::string ctype_section(const CtypeSpec &spec, bool compress) {
-  Trees t;
+  lcow::Ctype c;
+  c.class_rows = class_rows(spec);
+  c.classes = spec.classes;
+  c.case_rows = case_rows(spec);
+  for (const auto &k : spec.cases) c.pairs.push_back({k.upper, k.lower});
+  c.tail = spec.expansion;
+  c.compress = compress;
   std::string out;
-  if (build(spec, t, compress)) {
-    out += print_tree(t.ctype, write_u16);
-    out += std::to_string(spec.classes.size()) + "\n";
-    for (const auto &c : spec.classes) out += std::to_string(c.first) + " " + c.second + "\n";
-    out += print_tree(t.cases, write_u16);
-    out += std::to_string(spec.cases.size());
-    char buf[32];
-    for (int32_t i = 1; i <= t.npairs; ++i) {
-      snprintf(buf, sizeof buf, "\n%08x%08x", t.pairs[i].upper, t.pairs[i].lower);
-      out += buf;
-    }
-    out += spec.expansion;
-  }
-  _vl_free_multi(t.ctype);
-  _vl_free_multi(t.cases);
-  _vl_free_ptr(t.pairs);
-  return out;
+  return lcow::ctype_section(c, out) ? out : std::string();
 }
 
-std::string str_item(const std::string &bytes) {
-  std::string out = std::to_string(bytes.size()) + " ";
-  char hex[3];
-  for (unsigned char c : bytes) {
-    snprintf(hex, sizeof hex, "%02X", c);
-    out += hex;
-  }
-  return out + "\n";
-}
+std::string str_item(const std::string &bytes) { return lcow::str_item(bytes); }
 
-static std::string group_item(const std::vector<int> &g) {
-  std::string out = std::to_string(g.size());
-  for (int v : g) out += " " + std::to_string(v);
-  return out + "\n";
-}
+static std::string group_item(const std::vector<int> &g) { return lcow::group_item({g.begin(), g.end()}); }
 
 std::string numeric_section(const NumericSpec &n) {
-  return str_item(n.decimal_point) + str_item(n.thousands_sep) + group_item(n.grouping) +
-         str_item(n.positive_sign) + str_item(n.negative_sign);
+  return str_item(n.decimal_point) + str_item(n.thousands_sep) + group_item(n.grouping) + str_item(n.positive_sign) +
+         str_item(n.negative_sign);
 }
 
 std::string monetary_section(const MonetarySpec &m) {
@@ -250,10 +170,7 @@ std::string messages_section(const MessagesSpec &m) {
 }
 
 std::string lco_header(const std::string &codeset, const std::vector<std::string> &info) {
-  std::string out = "FILE_TYPE=locale_object\nCOMPILER_VERSION=11\n";
-  out += "HEADER_LINES=" + std::to_string(3 + info.size()) + "\n";
-  for (const auto &l : info) out += l + "\n";
-  return out + codeset + "\n";
+  return lcow::header(codeset, info);
 }
 
 std::string lco_text(const LocaleFile &f) {

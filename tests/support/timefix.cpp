@@ -1,5 +1,7 @@
 #include "timefix.h"
 
+#include "lcowriter.h"
+
 namespace vlstest {
 
 namespace {
@@ -12,9 +14,7 @@ std::string strings(const std::vector<std::string> &list) {
 
 }  // namespace
 
-std::string list_item(const std::vector<std::string> &list) {
-  return std::to_string(list.size()) + "\n" + strings(list);
-}
+std::string list_item(const std::vector<std::string> &list) { return lcow::list_item(list); }
 
 std::string time_section(const TimeSpec &t) {
   return t.calendar + "\n" + strings(t.abday) + strings(t.day) + list_item(t.abmon) + list_item(t.mon) +

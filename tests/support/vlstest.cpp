@@ -1,6 +1,7 @@
 #include "vlstest.h"
 
-#include <sys/stat.h>
+#include "lcowriter.h"
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,8 +15,7 @@ namespace vlstest {
 
 TempDir::TempDir() {
   char tmpl[] = "/tmp/vlstest.XXXXXX";
-  const char *p = mkdtemp(tmpl);
-  path_ = p ? p : "/tmp";
+  path_ = mkdtemp(tmpl) ? tmpl : "/tmp";
 }
 
 TempDir::~TempDir() {
@@ -26,8 +26,7 @@ TempDir::~TempDir() {
 std::string TempDir::write(const std::string &name, const std::string &content) const {
   std::string full = file(name);
   std::filesystem::create_directories(std::filesystem::path(full).parent_path());
-  std::ofstream out(full, std::ios::binary);
-  out << content;
+  std::ofstream(full, std::ios::binary) << content;
   return full;
 }
 
@@ -38,22 +37,12 @@ std::string read_file(const std::string &path) {
   return ss.str();
 }
 
-EnvVar::EnvVar(const char *name, const char *value) : name_(name) {
-  const char *old = getenv(name);
-  had_ = old != nullptr;
-  if (old) old_ = old;
-  if (value)
-    setenv(name, value, 1);
-  else
-    unsetenv(name);
+EnvVar::EnvVar(const char *name, const char *value) : name_(name), had_(getenv(name) != nullptr) {
+  if (had_) old_ = getenv(name);
+  value ? setenv(name, value, 1) : unsetenv(name);
 }
 
-EnvVar::~EnvVar() {
-  if (had_)
-    setenv(name_.c_str(), old_.c_str(), 1);
-  else
-    unsetenv(name_.c_str());
-}
+EnvVar::~EnvVar() { had_ ? setenv(name_.c_str(), old_.c_str(), 1) : unsetenv(name_.c_str()); }
 
 int in_child(const std::string &dir, void (*body)(void *), void *arg) {
   fflush(stdout);
@@ -71,21 +60,14 @@ int in_child(const std::string &dir, void (*body)(void *), void *arg) {
 }
 
 vl_desc_t desc(std::initializer_list<unsigned> bytes) {
-  vl_desc_t d{};
-  d.length = static_cast<uint32_t>(bytes.size());
+  vl_desc_t d{static_cast<uint32_t>(bytes.size()), {}};
   unsigned i = 0;
-  for (unsigned b : bytes) {
-    if (i < 4) d.bytes[i] = static_cast<unsigned char>(b);
-    ++i;
-  }
+  for (unsigned b : bytes)
+    if (i < 4) d.bytes[i++] = static_cast<unsigned char>(b);
   return d;
 }
 
-int write_u16(void *stream, const void *row) {
-  uint16_t v;
-  memcpy(&v, row, 2);
-  return fprintf(static_cast<FILE *>(stream), "%04x", v) < 0 ? -1 : 0;
-}
+int write_u16(void *stream, const void *row) { return lcow::write_u16(stream, row); }
 
 int read_u16(void *stream, void *target, uint32_t) {
   uint16_t v = static_cast<uint16_t>(_vl_get_hex(stream, 4));
