@@ -181,6 +181,14 @@ TEST(UtilsNumbers, LinesDigitsAndPowers) {
             std::vector<int>({1, 1, 81, -8}));
   EXPECT_EQ(std::vector<double>({_vl_fpow(2.0, 10), _vl_fpow(2.0, -2), _vl_fpow(7.5, 0)}),
             std::vector<double>({1024.0, 0.25, 1.0}));
+  // Both builds give the bits of step-by-step double arithmetic (no wider
+  // intermediate precision in the 32-bit one).
+  for (double b : {3.0, 1.1, 10.0, 0.7, 123.456})
+    for (int e = -9; e <= 9; ++e) {
+      volatile double r = 1.0;
+      for (int i = 0; i < (e < 0 ? -e : e); ++i) r = e < 0 ? r / b : r * b;
+      EXPECT_EQ(_vl_fpow(b, e), r) << b << "^" << e;
+    }
   _vl_exit_utilities();  // nothing sets the debug file: nothing to close
   EXPECT_EQ(pg_debug_file, nullptr);
 }
