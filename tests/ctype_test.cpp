@@ -1,29 +1,23 @@
 // Character classes and case: the LC_CTYPE reader, class names, and the
-// wide and multibyte classification and case functions.
+// wide and multibyte classification and case functions, checked on every
+// character of the fixture codesets against their descriptions.
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
+#include <map>
 
 #include <vls/vlsctype.h>
 #include <vls/vlsmbwc.h>
 
-#include "lcofix.h"
+#include "strfix.h"
 #include "vlstest.h"
 
 using namespace vlstest;
 
 namespace {
 
-struct H {
-  vl_locale_t *h;
-  explicit H(const CtypeSpec &s) : h(make_handle(s)) { EXPECT_NE(h, nullptr); }
-  ~H() { vl_lc_unload(h); }
-  vl_locale_t *operator->() const { return h; }
-  operator vl_locale_t *() const { return h; }
-};
+using Ctype = Codesets;
 
-// Reads an LC_CTYPE section into a fresh handle; gives read_ctype's result.
 int read_section(vl_locale_t *h, const std::string &text) {
   FILE *f = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
   int r = read_ctype(f, h);
@@ -31,154 +25,170 @@ int read_section(vl_locale_t *h, const std::string &text) {
   return r;
 }
 
-}  // namespace
+TEST_F(Ctype, EveryCharacterReadBackAgreesWithTheDescription) {
+  const CtypeSpec specs[] = {latin1_spec(), euc_spec(), wide2_spec()};
+  const int32_t outbuflen10[] = {10, 40, 30};  // expansions 1.0, a bare line feed (4.0), 2.5
+  for (int i = 0; i < 3; ++i)
+    for (bool compress : {true, false}) {
+      SCOPED_TRACE(specs[i].codeset + (compress ? " compressed" : " uncompressed"));
+      std::map<std::string, CtypeCase> pairs;
+      for (const auto &c : specs[i].cases) pairs[c.bytes] = c;
+      std::map<vl_wchar, std::string> bytes_of;
+      for (const Char &c : chars(i)) bytes_of[c.wc] = c.mb;
+      vl_locale_t *h = nullptr;
+      ASSERT_EQ(vl_create_null_locale_4(&h), 0);
+      ASSERT_EQ(read_section(h, ctype_section(specs[i], compress)), 0) << h->vl_errno;
+      ASSERT_EQ(set_flags(h), 0);
+      EXPECT_EQ(vl_case_conv_outbuflen(h, 10), outbuflen10[i]);
+      for (const Char &c : chars(i)) {
+        const int n = static_cast<int>(c.mb.size());
+        const char *p = c.mb.data();
+        auto it = pairs.find(c.mb);
+        const vl_wchar up = it != pairs.end() && it->second.upper ? it->second.upper : c.wc;
+        const vl_wchar lo = it != pairs.end() && it->second.lower ? it->second.lower : c.wc;
+        char t[8];
+        auto tom = [&](uint16_t packed, vl_wchar to) {  // bytes consumed high, written low
+          const std::string &b = bytes_of[to];
+          return packed == ((n << 8) | b.size()) && std::string(t, b.size()) == b;
+        };
+        h->vl_errno = 0;
+        bool ok = _vl_im_iswctype(h, c.wc, 0xFFFF) == c.mask && im_iswctype(h, c.wc, M_PRINT) == (c.mask & M_PRINT) &&
+                  _vl_im_ismctype(h, p, 0xFFFF) == c.mask && im_ismctype(h, p, M_ALPHA) == (c.mask & M_ALPHA) &&
+                  _kvx_vl_im_ismctype(h, p, n, 0xFFFF) == c.mask && _vl_im_towupper(h, c.wc) == up &&
+                  _vl_im_towlower(h, c.wc) == lo && im_towlower(h, c.wc) == lo && tom(_vl_im_tomupper(h, t, p), up) &&
+                  tom(_vl_im_tomlower(h, t, p), lo) && tom(im_tomlower(h, t, p), lo) &&
+                  tom(_kvx_vl_im_tomupper(h, t, p, n), up) && tom(_kvx_vl_im_tomlower(h, t, p, n), lo) &&
+                  h->vl_errno == 0;
+        if (h->class_table)  // single-byte: the tables agree with the trees
+          ok = ok && h->class_table[c.wc] == c.mask && h->upper_table[c.wc] == up && h->lower_table[c.wc] == lo;
+        if (n > 1)  // a limit inside the character: error 7, and the counted case twin writes nothing
+          ok = ok && _kvx_vl_im_ismctype(h, p, n - 1, 0xFFFF) == 0 && h->vl_errno == VL_EINVAL &&
+               _kvx_vl_im_tomupper(h, t, p, n - 1) == 0;
+        EXPECT_TRUE(ok) << std::hex << c.wc;
+      }
+      vl_lc_unload(h);
+    }
+}
 
-TEST(CtypeRead, SectionRoundTripsThroughTheReader) {
-  for (bool compress : {true, false}) {
-    CtypeSpec spec = euc_spec();
+TEST_F(Ctype, StringCaseMapsFollowTheCharacterMaps) {
+  for (const Set &s : sets())
+    for (size_t k = 0; k < 40; ++k) {
+      Text x = text(s.chars, k % 13);
+      std::string up, lo;
+      std::vector<vl_wchar> wup, wlo, w = x.wc;
+      w.push_back(0);
+      char t[8], out[128];
+      for (size_t j = 0; j < x.wc.size(); ++j) {
+        up.append(t, _vl_im_tomupper(s.h, t, x.mb.data() + x.at[j]) & 0xFF);
+        lo.append(t, _vl_im_tomlower(s.h, t, x.mb.data() + x.at[j]) & 0xFF);
+        wup.push_back(_vl_im_towupper(s.h, x.wc[j]));
+        wlo.push_back(_vl_im_towlower(s.h, x.wc[j]));
+      }
+      wup.push_back(0);
+      wlo.push_back(0);
+      const std::string src = Z(x.mb, s.min);
+      EXPECT_EQ(vl_tombsupper(s.h, out, src.data()), static_cast<int>(up.size())) << s.name;
+      EXPECT_EQ(std::string(out, up.size() + s.min), Z(up, s.min));
+      EXPECT_EQ(vl_tombslower(s.h, out, src.data()), static_cast<int>(lo.size()));
+      EXPECT_EQ(std::string(out, lo.size() + s.min), Z(lo, s.min));
+      std::vector<vl_wchar> wout(w.size());
+      EXPECT_EQ(vl_towcsupper(s.h, wout.data(), w.data()), 0);
+      EXPECT_EQ(wout, wup);
+      EXPECT_EQ(vl_towcslower(s.h, wout.data(), w.data()), 0);
+      EXPECT_EQ(wout, wlo);
+      EXPECT_EQ(s.h->vl_errno, 0u);
+    }
+}
+
+TEST_F(Ctype, ClassNamesAndOneOffs) {
+  const std::pair<const char *, uint32_t> builtins[] = {
+      {"alpha", 4},  {"lower", 2},  {"upper", 1},  {"digit", 8},    {"xdigit", 512}, {"alnum", 12},
+      {"blank", 1024}, {"space", 16}, {"punct", 64}, {"graph", 128}, {"print", 256},  {"cntrl", 32}};
+  for (const auto &b : builtins) EXPECT_EQ(vl_ctype(mb, b.first), b.second) << b.first;
+  vl_locale_t *null_locale = nullptr;
+  ASSERT_EQ(vl_create_null_locale_4(&null_locale), 0);
+  char t[8];
+  const vl_wchar big[] = {'a', 256, 0}, stray[] = {'a', 0xA0A0, 0};
+  vl_wchar wo[4];
+  run({
+      {"locale class", [&] { return vl_ctype(mb, "full_width"); }, 2048, 0},
+      {"no such locale class", [&] { return vl_ctype(sb, "full_width"); }, 0, 0},
+      {"unknown name leaves the error", [&] { mb->vl_errno = 5; return vl_ctype(mb, "nosuch"); }, 0, 5},
+      {"null name", [&] { return vl_ctype(mb, nullptr); }, 0, 0},
+      {"class at bit 2", [&] {
+         mb->ctype.class_names[0].bit = 2;
+         uint32_t m = vl_ctype(mb, "full_width");
+         mb->ctype.class_names[0].bit = 0;
+         return m;
+       }, 8192, 0},
+      {"iswctype, no character", [&] { return _vl_im_iswctype(mb, 0xA0A0, M_PRINT); }, 0, VL_EILSEQ},
+      {"towupper, no character: itself", [&] { return _vl_im_towupper(mb, 0xA0A0); }, 0xA0A0, VL_EILSEQ},
+      {"ismctype null", [&] { return _vl_im_ismctype(mb, nullptr, 1); }, 0, VL_EBADPTR},
+      {"counted ismctype null", [&] { return _kvx_vl_im_ismctype(mb, nullptr, 4, 1); }, 0, VL_EBADPTR},
+      {"tomupper, invalid: copied", [&] { return _vl_im_tomupper(mb, t, "\x80"); }, 0x0101, VL_EILSEQ},
+      {"tombsupper, invalid", [&] { return vl_tombsupper(mb, t, "a\x80"); }, -1, VL_EILSEQ},
+      {"tombsupper, empty", [&] { t[0] = 'x'; return vl_tombsupper(sb, t, "") + t[0]; }, 0, 0},
+      {"towcsupper, single-byte 256", [&] { return vl_towcsupper(sb, wo, big); }, -1, VL_EILSEQ},
+      {"towcslower, no character", [&] { return vl_towcslower(mb, wo, stray); }, -1, VL_EILSEQ},
+      {"null locale expansion 1", [&] { return vl_case_conv_outbuflen(null_locale, 7); }, 7, 0},
+  });
+  vl_lc_unload(null_locale);
+}
+
+// Damaged sections: refused by the reader and by a load of a file holding
+// them. An error of 0 means any.
+TEST(CtypeRead, DamagedSectionsAreRefused) {
+  std::string good = ctype_section(latin1_spec());
+  const std::string body = good.substr(good.find('\n'));
+  CtypeSpec classy = latin1_spec();
+  classy.classes = {{0, "full_width"}};
+  const std::string with_class = ctype_section(classy);
+  auto bit = [&](const char *b) { return std::string(with_class).replace(with_class.find("\n0 full"), 2, b); };
+  CtypeSpec half = latin1_spec();
+  half.expansion = "1.5\n";
+  struct Case {
+    const char *name;
+    std::string text;
+    uint32_t err;  // VL_EBADFILE...; 0: any
+    int32_t outbuflen10;  // of a good section
+  } cases[] = {
+      {"expansion 1.5", ctype_section(half), 0, 20},
+      {"expansion not a number", good.substr(0, good.size() - 4) + "x.5\n", VL_EBADFILE, -1},
+      {"expansion without line feed", good.substr(0, good.size() - 1), VL_EBADFILE, -1},
+      {"pairs cut short", good.substr(0, good.find_last_of('\n', good.size() - 30)), VL_EBADFILE, -1},
+      {"class line without line feed", "1 1 1 0000\n1 0\n0000000\n1\n0 full_width x\n", VL_EBADFILE, -1},
+      {"class name too long", "1 1 1 0000\n1 0\n0000000\n1\n0 " + std::string(130, 'n') + "\n", VL_ENOMEM, -1},
+      {"class bit 40", bit("\n40"), VL_EBADFILE, -1},
+      {"class bit -1", bit("\n-1"), VL_EBADFILE, -1},
+      {"one-byte tree claiming minimum 2", "1 2 3 0000" + body, 0, -1},
+      {"one-byte tree claiming minimum 5", "1 5 3 0000" + body, 0, -1},
+      {"one-byte tree claiming minimum -1", "1 -1 3 0000" + body, 0, -1},
+      {"one-byte tree claiming minimum 99999", "1 99999 3 0000" + body, 0, -1},
+  };
+  TempDir dir;
+  EnvVar kvx("KELVANIXDIR", dir.path().c_str()), path("VL_PATH", nullptr);
+  dir.write("vls/cm3/registry", "8859-1 819\n");
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
     vl_locale_t *h = nullptr;
     ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-    ASSERT_EQ(read_section(h, ctype_section(spec, compress)), 0) << h->vl_errno;
-    h->case_pair_count = h->case_pair_count;  // set by the reader
-    EXPECT_EQ(h->ctype.class_count, 1);
-    EXPECT_STREQ(h->ctype.class_names[0].name, "full_width");
-    EXPECT_EQ(h->case_expansion, 4.0);  // a bare line feed after the pairs
-    ASSERT_EQ(set_flags(h), 0);
-    EXPECT_EQ(_vl_im_towupper(h, 0xA3E1), 0xA3C1u);
-    EXPECT_EQ(_vl_im_towlower(h, 'Q'), static_cast<vl_wchar>('q'));
-    EXPECT_EQ(vl_case_conv_outbuflen(h, 10), 40);
+    const int r = read_section(h, c.text);
+    if (c.outbuflen10 >= 0) {
+      EXPECT_EQ(r, 0);
+      EXPECT_EQ(vl_case_conv_outbuflen(h, 10), c.outbuflen10);
+    } else {
+      EXPECT_NE(r, 0);
+      if (c.err) { EXPECT_EQ(h->vl_errno, c.err); }
+    }
+    vl_lc_unload(h);  // a partial category is released whole
+    dir.write("vls/lc11/t.lco", category_text("8859-1", VL_LC_CTYPE, c.text));
+    ASSERT_EQ(vl_create_null_locale_4(&h), 0);
+    char *s = vl_setlocale_4(h, VL_LC_CTYPE, "t.lco");
+    EXPECT_EQ(s != nullptr, c.outbuflen10 >= 0) << h->vl_errno;
+    if (c.err) { EXPECT_EQ(h->vl_errno, c.err); }
+    vl_destroystring(s);
     vl_lc_unload(h);
   }
 }
 
-TEST(CtypeRead, ExpansionLineAndErrors) {
-  CtypeSpec spec = latin1_spec();
-  spec.expansion = "1.5\n";
-  vl_locale_t *h = nullptr;
-  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  ASSERT_EQ(read_section(h, ctype_section(spec)), 0);
-  EXPECT_EQ(h->case_expansion, 1.5);
-  EXPECT_EQ(vl_case_conv_outbuflen(h, 10), 20);
-  vl_lc_unload(h);
-
-  std::string good = ctype_section(latin1_spec());
-  struct Case {
-    const char *name;
-    std::string text;
-    uint32_t err;
-  } cases[] = {
-      {"expansion not a number", good.substr(0, good.size() - 4) + "x.5\n", 11},
-      {"expansion without line feed", good.substr(0, good.size() - 1), 11},
-      {"pairs cut short", good.substr(0, good.find_last_of('\n', good.size() - 30)), 11},
-      {"class line without line feed", "1 1 1 0000\n1 0\n0000000\n1\n0 full_width x\n", 11},
-      {"class name too long", "1 1 1 0000\n1 0\n0000000\n1\n0 " + std::string(130, 'n') + "\n", 3},
-  };
-  for (const auto &c : cases) {
-    vl_locale_t *x = nullptr;
-    ASSERT_EQ(vl_create_null_locale_4(&x), 0);
-    EXPECT_NE(read_section(x, c.text), 0) << c.name;
-    EXPECT_EQ(x->vl_errno, c.err) << c.name;
-    vl_lc_unload(x);  // a partial category is released whole
-  }
-}
-
-TEST(CtypeClasses, NamesAndMasks) {
-  H h(euc_spec());
-  EXPECT_EQ(vl_ctype(h, "alnum"), 12u);
-  EXPECT_EQ(vl_ctype(h, "blank"), 1024u);
-  EXPECT_EQ(vl_ctype(h, "cntrl"), 32u);
-  EXPECT_EQ(vl_ctype(h, "full_width"), 2048u);
-  h->vl_errno = 5;
-  EXPECT_EQ(vl_ctype(h, "nosuch"), 0u);
-  EXPECT_EQ(h->vl_errno, 5u);
-  // a locale class at bit 2 has the mask 8192; a name starting with "f"
-  // never matches a built-in one
-  h->ctype.class_names[0].bit = 2;
-  EXPECT_EQ(vl_ctype(h, "full_width"), 8192u);
-  H l(latin1_spec());
-  EXPECT_EQ(vl_ctype(l, "full_width"), 0u);
-}
-
-TEST(CtypeClasses, WideAndMultibyte) {
-  H h(euc_spec());
-  EXPECT_EQ(_vl_im_iswctype(h, 'a', VL_CT_LOWER), static_cast<uint32_t>(VL_CT_LOWER));
-  EXPECT_EQ(im_iswctype(h, 'a', VL_CT_UPPER), 0u);
-  EXPECT_EQ(_vl_im_iswctype(h, 0xA3C1, VL_CT_UPPER | VL_CT_LOCAL), static_cast<uint32_t>(VL_CT_UPPER | VL_CT_LOCAL));
-  h->vl_errno = 0;
-  EXPECT_EQ(_vl_im_iswctype(h, 0xA0A0, VL_CT_PRINT), 0u);
-  EXPECT_EQ(h->vl_errno, 1u);
-  EXPECT_EQ(_vl_im_ismctype(h, "\xA3\xC1", VL_CT_ALPHA), static_cast<uint32_t>(VL_CT_ALPHA));
-  EXPECT_EQ(im_ismctype(h, "7", VL_CT_DIGIT), static_cast<uint32_t>(VL_CT_DIGIT));
-  h->vl_errno = 0;
-  EXPECT_EQ(_kvx_vl_im_ismctype(h, "\xA3\xC1", 1, VL_CT_ALPHA), 0u);
-  EXPECT_EQ(h->vl_errno, 7u);
-  EXPECT_EQ(_kvx_vl_im_ismctype(h, "\xA3\xC1", 2, VL_CT_ALPHA), static_cast<uint32_t>(VL_CT_ALPHA));
-}
-
-TEST(CtypeCase, WideValues) {
-  H h(euc_spec());
-  EXPECT_EQ(_vl_im_towupper(h, 'a'), static_cast<vl_wchar>('A'));
-  EXPECT_EQ(_vl_im_towupper(h, 'A'), static_cast<vl_wchar>('A'));
-  EXPECT_EQ(im_towlower(h, 0xA3C1), 0xA3E1u);
-  h->vl_errno = 0;
-  EXPECT_EQ(_vl_im_towupper(h, 0xA0A0), 0xA0A0u);  // not in the tree: itself, with error 1
-  EXPECT_EQ(h->vl_errno, 1u);
-}
-
-TEST(CtypeCase, MultibytePackedPairs) {
-  H h(euc_spec());
-  char out[8] = {};
-  EXPECT_EQ(_vl_im_tomupper(h, out, "\xA3\xE1"), 0x0202);
-  EXPECT_EQ(memcmp(out, "\xA3\xC1", 2), 0);
-  EXPECT_EQ(_vl_im_tomupper(h, out, "\xA4\xA2"), 0x0202);  // no upper form
-  EXPECT_EQ(memcmp(out, "\xA4\xA2", 2), 0);
-  EXPECT_EQ(im_tomlower(h, out, "Z"), 0x0101);
-  EXPECT_EQ(out[0], 'z');
-  EXPECT_EQ(_kvx_vl_im_tomupper(h, out, "\xA3\xE1", 1), 0);  // cannot be walked
-  EXPECT_EQ(_kvx_vl_im_tomlower(h, out, "\xA3\xC2", 2), 0x0202);
-  EXPECT_EQ(memcmp(out, "\xA3\xE2", 2), 0);
-}
-
-TEST(CtypeCase, Strings) {
-  H h(euc_spec());
-  char out[32];
-  EXPECT_EQ(vl_tombsupper(h, out, "ab\xA3\xE1z"), 5);
-  EXPECT_STREQ(out, "AB\xA3\xC1Z");
-  EXPECT_EQ(vl_tombslower(h, out, ""), 0);
-  EXPECT_EQ(out[0], '\0');
-  EXPECT_EQ(vl_tombsupper(h, out, "a\x80"), -1);
-  vl_wchar w[] = {'a', 0xA3E1, 'Q', 0};
-  vl_wchar wo[4];
-  EXPECT_EQ(vl_towcsupper(h, wo, w), 0);
-  EXPECT_EQ(wo[1], 0xA3C1u);
-  EXPECT_EQ(wo[3], 0u);
-  EXPECT_EQ(vl_towcslower(h, wo, w), 0);
-  EXPECT_EQ(wo[2], static_cast<vl_wchar>('q'));
-
-  H l(latin1_spec());
-  EXPECT_EQ(vl_tombsupper(l, out, "\xe9t\xe9"), 3);  // through upper_table
-  EXPECT_STREQ(out, "\xc9T\xc9");
-  EXPECT_EQ(vl_tombsupper(l, out, ""), 0);
-  vl_wchar big[] = {'a', 256, 0};
-  l->vl_errno = 0;
-  EXPECT_EQ(vl_towcsupper(l, wo, big), -1);
-  EXPECT_EQ(l->vl_errno, 1u);
-  EXPECT_EQ(vl_case_conv_outbuflen(l, 10), 10);
-}
-
-TEST(CtypeCase, NullLocaleExpansionIsOne) {
-  vl_locale_t *h = nullptr;
-  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  EXPECT_EQ(vl_case_conv_outbuflen(h, 7), 7);
-  vl_lc_unload(h);
-}
-
-TEST(CtypeTables, SingleByteTablesMatchTheTrees) {
-  H l(latin1_spec());
-  ASSERT_NE(l->class_table, nullptr);
-  for (unsigned c = 0; c < 256; ++c) {
-    EXPECT_EQ(l->class_table[c], _vl_im_iswctype(l, c, 0xFFFF)) << c;
-    EXPECT_EQ(l->upper_table[c], _vl_im_towupper(l, c) & 0xFF) << c;
-    EXPECT_EQ(l->lower_table[c], _vl_im_towlower(l, c) & 0xFF) << c;
-  }
-}
+}  // namespace

@@ -1,58 +1,43 @@
-// Stream character I/O: whole characters and lines read from and written to
-// streams (temporary files through the default host slots) and the
-// caller's byte functions.
+// Stream character I/O: characters and lines read from streams and through
+// a byte reader agree with in-memory reads of the same bytes, and writes
+// give the bytes; a table of line limits, stream failures and damaged input.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include <vls/vlsio.h>
 #include <vls/vlsmbwc.h>
 
-#include "lcofix.h"
-#include "threelocales.h"
+#include "strfix.h"
 #include "vlstest.h"
 
 namespace {
 
+using namespace vlstest;
 
-using vlstest::B;
-
-class Io : public vlstest::ThreeLocales {
+class Io : public Codesets {
  protected:
   void TearDown() override {
     for (FILE *f : open_) fclose(f);
   }
-
-  // A stream reading `content`.
-  FILE *input(const std::string &content) {
-    std::string path = dir_.write("in" + std::to_string(count_++), content);
-    FILE *f = fopen(path.c_str(), "rb");
-    if (f) open_.push_back(f);
-    return f;
+  FILE *open(const std::string &content, const char *mode) {  // a new file holding `content`
+    path_ = dir_.write("f" + std::to_string(open_.size()), content);
+    open_.push_back(fopen(path_.c_str(), mode));
+    return open_.back();
   }
-  // A stream for writing, and its path.
-  FILE *output(std::string *path) {
-    *path = dir_.file("out" + std::to_string(count_++));
-    FILE *f = fopen(path->c_str(), "wb");
-    if (f) open_.push_back(f);
-    return f;
+  FILE *in(const std::string &content) { return open(content, "rb"); }
+  FILE *out() { return open("", "wb"); }
+  std::string written() {  // what the last stream opened by out() holds
+    fflush(open_.back());
+    return read_file(path_);
   }
-  std::string contents(FILE *f, const std::string &path) {
-    fflush(f);
-    return vlstest::read_file(path);
-  }
-
-  vlstest::TempDir dir_;
+  TempDir dir_;
   std::vector<FILE *> open_;
-  int count_ = 0;
+  std::string path_;
 };
 
-
-// A byte reader over a buffer.
-struct Source {
+struct Source {  // a byte reader over a buffer
   std::string bytes;
   size_t at = 0;
   static int read(void *arg) {
@@ -60,11 +45,9 @@ struct Source {
     return s->at < s->bytes.size() ? static_cast<unsigned char>(s->bytes[s->at++]) : -1;
   }
 };
-
-// A byte writer into a buffer that fails after `room` bytes.
-struct Sink {
+struct Sink {  // a byte writer that fails after `room` bytes
   std::string bytes;
-  size_t room = 100;
+  size_t room = 1000;
   static int write(int byte, void *arg) {
     auto *s = static_cast<Sink *>(arg);
     if (s->bytes.size() >= s->room) return -1;
@@ -73,367 +56,144 @@ struct Sink {
   }
 };
 
-// ---- line feed test and adapters ---------------------------------------------------
-
-TEST(IsMbNl, FixedFormPerLength) {
-  EXPECT_EQ(ismbnl("\n", 1, 1), 1);
-  EXPECT_EQ(ismbnl(B({0, 10}).data(), 2, 2), 1);
-  EXPECT_EQ(ismbnl(B({0, 0, 10}).data(), 3, 3), 1);
-  EXPECT_EQ(ismbnl(B({0, 0, 0, 10}).data(), 4, 4), 1);
-  EXPECT_EQ(ismbnl("\n", 2, 1), 0);               // lengths differ
-  EXPECT_EQ(ismbnl(B({0, 10}).data(), 1, 2), 0);  // lengths differ
-  EXPECT_EQ(ismbnl(B({1, 10}).data(), 2, 2), 0);
-  EXPECT_EQ(ismbnl(B({10, 0}).data(), 2, 2), 0);
-  EXPECT_EQ(ismbnl("a", 1, 1), 0);
-}
-
-TEST_F(Io, LocalAdapters) {
-  FILE *in = input("ab");
-  ASSERT_NE(in, nullptr);
-  EXPECT_EQ(local_fgetc(in), 'a');
-  EXPECT_EQ(local_fgetc(in), 'b');
-  EXPECT_EQ(local_fgetc(in), -1);
-  std::string path;
-  FILE *out = output(&path);
-  EXPECT_EQ(local_fputc(0x1E9, out), 0);  // the low byte
-  EXPECT_EQ(contents(out, path), "\xE9");
-  EXPECT_EQ(local_fputc('x', in), -1);  // read-only stream: short write
-}
-
-// ---- reading one character -----------------------------------------------------------
-
-TEST_F(Io, GetmbThroughByteReader) {
-  char c[8];
-  int32_t len = 99;
-  Source s{"a\xB0\xA1"};
-  EXPECT_EQ(vl_getmb(mb, c, Source::read, &s, &len), 0);
-  EXPECT_EQ(len, 1);
-  EXPECT_EQ(c[0], 'a');
-  EXPECT_EQ(vl_getmb(mb, c, Source::read, &s, &len), 0);
-  EXPECT_EQ(len, 2);
-  EXPECT_EQ(std::string(c, 2), "\xB0\xA1");
-  EXPECT_EQ(mb->vl_errno, 0u);
-  EXPECT_EQ(vl_getmb(mb, c, Source::read, &s, &len), -1);
-  EXPECT_EQ(len, 0);
-  EXPECT_EQ(mb->vl_errno, 16u);
-}
-
-TEST_F(Io, GetmbEndInsideCharacterAndInvalid) {
-  char c[8];
-  int32_t len = 99;
-  Source cut{"\xB0"};
-  EXPECT_EQ(vl_getmb(mb, c, Source::read, &cut, &len), -1);
-  EXPECT_EQ(mb->vl_errno, 7u);
-  EXPECT_EQ(len, 1);
-  Source bad{"\xB0\x41z"};
-  EXPECT_EQ(vl_getmb(mb, c, Source::read, &bad, &len), -1);
-  EXPECT_EQ(mb->vl_errno, 1u);
-  EXPECT_EQ(len, 2);
-  EXPECT_EQ(bad.at, 2u);  // nothing pushed back, nothing read beyond
-  Source bad1{"\x80"};
-  EXPECT_EQ(vl_getmb(mb, c, Source::read, &bad1, &len), -1);
-  EXPECT_EQ(len, 1);
-  Source w{B({0, 0x41})};
-  EXPECT_EQ(vl_getmb(w2, c, Source::read, &w, &len), 0);
-  EXPECT_EQ(len, 2);
-}
-
-TEST_F(Io, FgetmbAndFgetwcAtEndOfFileInsideCharacter) {
-  char c[8];
-  FILE *a = input("\xB0");
-  EXPECT_EQ(vl_full_fgetmb(mb, c, a), -1);
-  EXPECT_EQ(mb->vl_errno, 16u);  // end of file tested after vl_getmb stored 7
-  mb->vl_errno = 0;
-  FILE *b = input("\xB0");
-  EXPECT_EQ(vl_full_fgetwc(mb, b), -1);
-  EXPECT_EQ(mb->vl_errno, 7u);
-}
-
-TEST_F(Io, Fgetmb) {
-  char c[8];
-  FILE *f = input(std::string("a\xB0\xA1\0", 4));
-  EXPECT_EQ(vl_full_fgetmb(mb, c, f), 1);
-  EXPECT_EQ(vl_full_fgetmb(mb, c, f), 2);
-  EXPECT_EQ(std::string(c, 2), "\xB0\xA1");
-  EXPECT_EQ(vl_full_fgetmb(mb, c, f), 1);  // a NUL is one byte read
-  EXPECT_EQ(c[0], 0);
-  EXPECT_EQ(mb->vl_errno, 0u);
-  EXPECT_EQ(vl_full_fgetmb(mb, c, f), -1);
-  EXPECT_EQ(mb->vl_errno, 16u);
-  mb->vl_errno = 0;
-  FILE *bad = input("\xB0\x41");
-  EXPECT_EQ(vl_full_fgetmb(mb, c, bad), -1);
-  EXPECT_EQ(mb->vl_errno, 1u);
-  FILE *w = input(B({0x30, 0x42}));
-  EXPECT_EQ(vl_full_fgetmb(w2, c, w), 2);
-}
-
-TEST_F(Io, Fgetwc) {
-  FILE *f = input(std::string("\xB0\xA1" "a\0", 4));
-  EXPECT_EQ(vl_full_fgetwc(mb, f), 0xB0A1);
-  EXPECT_EQ(vl_full_fgetwc(mb, f), 0x61);
-  EXPECT_EQ(vl_full_fgetwc(mb, f), 0);  // NUL is a value
-  EXPECT_EQ(mb->vl_errno, 0u);
-  EXPECT_EQ(vl_full_fgetwc(mb, f), -1);
-  EXPECT_EQ(mb->vl_errno, 16u);
-  FILE *w = input(B({0, 0x41, 0x30, 0x42}));
-  EXPECT_EQ(vl_full_fgetwc(w2, w), 0x41);
-  EXPECT_EQ(vl_full_fgetwc(w2, w), 0x3042);
-  FILE *s = input("\xFF");
-  EXPECT_EQ(vl_full_fgetwc(sb, s), 0xFF);
-  mb->vl_errno = 0;
-  FILE *bad = input("\xB0\x41");
-  EXPECT_EQ(vl_full_fgetwc(mb, bad), -1);
-  EXPECT_EQ(mb->vl_errno, 1u);
-}
-
-TEST_F(Io, FgetwcStreamError) {
-  std::string path;
-  FILE *out = output(&path);  // reading a write-only stream sets its error flag
-  EXPECT_EQ(vl_full_fgetwc(mb, out), -1);
-  EXPECT_EQ(mb->vl_errno, 13u);
+TEST_F(Io, StreamsAgreeWithTheBytes) {
+  for (const Set &s : sets()) {
+    const Char lf = *std::find_if(s.chars.begin(), s.chars.end(), [](const Char &c) { return c.wc == 10; });
+    std::vector<Char> pool = s.chars;  // one character in six a line feed
+    pool.insert(pool.end(), s.chars.size() / 5, lf);
+    for (int k = 0; k < 30; ++k) {
+      SCOPED_TRACE(std::string(s.name) + " " + std::to_string(k));
+      const Text x = text(pool, k);
+      const int n = x.wc.size();
+      vl_locale_t *h = s.h;
+      h->vl_errno = 0;
+      auto byte = [&](int i) { return static_cast<int>(i < n ? x.at[i] : x.mb.size()); };  // offset of character i
+      FILE *f = in(x.mb), *g = in(x.mb), *l = in(x.mb), *lw = in(x.mb);
+      Source src{x.mb};
+      char c[8];
+      int32_t len = 99;
+      for (int i = 0; i < n; ++i) {
+        const int cl = byte(i + 1) - byte(i);
+        EXPECT_EQ(vl_full_fgetwc(h, f), static_cast<int32_t>(x.wc[i]));
+        EXPECT_EQ(vl_full_fgetmb(h, c, g), cl);
+        EXPECT_EQ(std::string(c, cl), x.mb.substr(x.at[i], cl));
+        EXPECT_EQ(vl_getmb(h, c, Source::read, &src, &len), 0);
+        EXPECT_EQ(len, cl);
+      }
+      EXPECT_EQ(h->vl_errno, 0u);
+      EXPECT_EQ(vl_full_fgetwc(h, f), -1);
+      EXPECT_EQ(vl_full_fgetmb(h, c, g), -1);
+      EXPECT_EQ(vl_getmb(h, c, Source::read, &src, &len) * 10 + len, -10);
+      EXPECT_EQ(h->vl_errno, uint32_t{VL_EEOF});
+      char line[256];
+      vl_wchar wline[64];
+      for (int i = 0, start = 0; i <= n; ++i) {  // line by line; a last line without a line feed is lost
+        if (i < n && x.wc[i] != 10) continue;
+        const std::string want = x.mb.substr(byte(start), byte(i + 1) - byte(start));
+        EXPECT_EQ(vl_fgetmbs(h, line, sizeof line, l), i < n ? line : nullptr);
+        EXPECT_EQ(vl_fgetwcs(h, wline, 64, lw), i < n ? wline : nullptr);
+        if (i < n) {
+          EXPECT_EQ(std::string(line, want.size() + s.min), Z(want, s.min));
+          EXPECT_EQ(std::vector<vl_wchar>(wline, wline + i - start + 2), [&] { std::vector<vl_wchar> v(x.wc.begin() + start, x.wc.begin() + i + 1); v.push_back(0); return v; }());
+        }
+        start = i + 1;
+      }
+      EXPECT_EQ(h->vl_errno, uint32_t{VL_EEOF});
+      std::vector<vl_wchar> w0 = x.wc;
+      w0.push_back(0);
+      Sink sink, counted;
+      FILE *o = out();
+      for (int i = 0; i < n; ++i) {
+        const std::string ch = x.mb.substr(byte(i), byte(i + 1) - byte(i));
+        EXPECT_EQ(vl_fputwc(h, x.wc[i], o), static_cast<int32_t>(x.wc[i]));
+        EXPECT_EQ(vl_putmb(h, ch.data(), -1, Sink::write, &sink, &len), 0);
+        EXPECT_EQ(_kvx_vl_putmb(h, ch.data(), ch.size(), Sink::write, &counted, &len), 0);
+      }
+      EXPECT_EQ(written(), x.mb);
+      EXPECT_EQ(sink.bytes, x.mb);
+      EXPECT_EQ(counted.bytes, x.mb);
+      o = out();
+      EXPECT_EQ(vl_fputmbs(h, Z(x.mb, s.min).data(), o), 0);  // no terminator
+      EXPECT_EQ(written(), x.mb);
+      o = out();
+      for (int i = 0; i < n; ++i) EXPECT_EQ(vl_fputmb(h, x.mb.data() + x.at[i], o), x.mb.data() + x.at[i]);
+      EXPECT_EQ(vl_fputwcs(h, w0.data(), o), 0);
+      EXPECT_EQ(written(), x.mb + x.mb);
+    }
+  }
 }
 
 int never_a_byte(void *) { return -1; }
 
-TEST_F(Io, FgetwcSilentEnd) {
-  // A reader slot that ends without end of file or error reports 17.
-  void *old = _vl_get_ext_funcptr(VL_EXT_FGETC);
-  _vl_set_ext_funcptr(VL_EXT_FGETC, reinterpret_cast<void *>(&never_a_byte));
-  FILE *f = input("ab");
-  const int32_t r = vl_full_fgetwc(mb, f);
-  const uint32_t code = mb->vl_errno;
-  _vl_set_ext_funcptr(VL_EXT_FGETC, old);
-  EXPECT_EQ(r, -1);
-  EXPECT_EQ(code, 17u);
-}
-
-// ---- writing one character -----------------------------------------------------------
-
-TEST_F(Io, PutmbWritesNulInShortestLength) {
-  Sink s;
+TEST_F(Io, LimitsFailuresAndDamagedInput) {
+  char c[16];
+  vl_wchar w[8];
   int32_t len = 99;
-  const std::string nul = B({0, 0});
-  EXPECT_EQ(vl_putmb(w2, nul.data(), -1, Sink::write, &s, &len), 0);
-  EXPECT_EQ(len, 2);
-  EXPECT_EQ(s.bytes, nul);
-  Sink t;
-  EXPECT_EQ(vl_putmb(sb, "", -1, Sink::write, &t, &len), 0);
-  EXPECT_EQ(len, 1);
-  EXPECT_EQ(t.bytes, std::string(1, '\0'));
-  Sink u;
-  EXPECT_EQ(vl_putmb(mb, "\xB0\xA1", -1, Sink::write, &u, &len), 0);
-  EXPECT_EQ(len, 2);
-  EXPECT_EQ(u.bytes, "\xB0\xA1");
-  EXPECT_EQ(w2->vl_errno + sb->vl_errno + mb->vl_errno, 0u);
-}
-
-TEST_F(Io, CountedPutmbWritesRealBytes) {
-  Sink s;
-  int32_t len = 99;
-  const std::string nul = B({0, 0});
-  EXPECT_EQ(_kvx_vl_putmb(w2, nul.data(), 2, Sink::write, &s, &len), 0);
-  EXPECT_EQ(len, 2);
-  EXPECT_EQ(s.bytes, nul);
-  Sink t;
-  EXPECT_EQ(_kvx_vl_putmb(mb, "", 4, Sink::write, &t, &len), 0);
-  EXPECT_EQ(len, 1);
-  EXPECT_EQ(t.bytes, std::string(1, '\0'));
-  Sink u;
-  EXPECT_EQ(_kvx_vl_putmb(sb, "a", 0, Sink::write, &u, &len), -1);
-  EXPECT_EQ(sb->vl_errno, 7u);
-  EXPECT_EQ(len, 0);
-  EXPECT_EQ(u.bytes, "");
-  sb->vl_errno = 0;
-  EXPECT_EQ(_kvx_vl_putmb(sb, "a", -1, Sink::write, &u, &len), 0);  // negative: longest length
-  EXPECT_EQ(u.bytes, "a");
-  Sink v;
-  EXPECT_EQ(_kvx_vl_putmb(mb, "\xB0\xA1", 1, Sink::write, &v, &len), -1);
-  EXPECT_EQ(mb->vl_errno, 7u);
-  EXPECT_EQ(len, 0);
-}
-
-TEST_F(Io, PutmbFailures) {
-  Sink s;
-  int32_t len = 99;
-  EXPECT_EQ(vl_putmb(mb, nullptr, -1, Sink::write, &s, &len), -1);
-  EXPECT_EQ(vl_putmb(mb, "\x80", -1, Sink::write, &s, &len), -1);
-  EXPECT_EQ(mb->vl_errno, 1u);
-  EXPECT_EQ(len, 0);
-  mb->vl_errno = 0;
-  Sink one;
-  one.room = 1;
-  EXPECT_EQ(vl_putmb(mb, "\xB0\xA1", -1, Sink::write, &one, &len), -1);
-  EXPECT_EQ(mb->vl_errno, 13u);
-  EXPECT_EQ(len, 1);
-  Sink none;
-  none.room = 1;
-  const std::string nul = B({0, 0});
-  EXPECT_EQ(vl_putmb(w2, nul.data(), -1, Sink::write, &none, &len), -1);
-  EXPECT_EQ(w2->vl_errno, 13u);
-  EXPECT_EQ(len, 0);
-}
-
-TEST_F(Io, FputmbAndFputwc) {
-  std::string path;
-  FILE *out = output(&path);
-  const char *c = "\xB0\xA1";
-  EXPECT_EQ(vl_fputmb(mb, c, out), c);
-  EXPECT_EQ(vl_fputwc(mb, 0x41, out), 0x41);
-  EXPECT_EQ(vl_fputwc(mb, 0xA4A2, out), 0xA4A2);
-  EXPECT_EQ(contents(out, path), "\xB0\xA1" "A\xA4\xA2");
-  EXPECT_EQ(vl_fputwc(mb, 0x80, out), -1);
-  EXPECT_EQ(mb->vl_errno, 1u);
-  std::string p2;
-  FILE *o2 = output(&p2);
-  EXPECT_EQ(vl_fputwc(w2, 0x41, o2), 0x41);
-  EXPECT_EQ(vl_fputwc(w2, 0, o2), 0);
-  EXPECT_EQ(contents(o2, p2), B({0, 0x41, 0, 0}));
-  std::string p3;
-  FILE *o3 = output(&p3);
-  EXPECT_EQ(vl_fputwc(sb, 0xE9, o3), 0xE9);
-  EXPECT_EQ(vl_fputwc(sb, 0x141, o3), 0x141);  // the low byte
-  EXPECT_EQ(vl_fputwc(sb, 0, o3), 0);
-  EXPECT_EQ(contents(o3, p3), std::string("\xE9" "A\0", 3));
-  FILE *in = input("");
-  EXPECT_EQ(vl_fputmb(sb, "a", in), nullptr);
-  EXPECT_EQ(sb->vl_errno, 13u);
-}
-
-TEST_F(Io, FputmbsAndFputwcs) {
-  std::string path;
-  FILE *out = output(&path);
-  EXPECT_EQ(vl_fputmbs(mb, "a\xB0\xA1" "b", out), 0);
-  EXPECT_EQ(vl_fputmbs(mb, "", out), 0);
-  EXPECT_EQ(contents(out, path), "a\xB0\xA1" "b");  // no terminator
-  std::string p2;
-  FILE *o2 = output(&p2);
-  const std::string w = B({0, 'a', 0x30, 0x42, 0, 0});
-  EXPECT_EQ(vl_fputmbs(w2, w.data(), o2), 0);
-  EXPECT_EQ(contents(o2, p2), B({0, 'a', 0x30, 0x42}));
-  EXPECT_EQ(vl_fputmbs(mb, "a\x80", o2), -1);
-  EXPECT_EQ(mb->vl_errno, 1u);
-  FILE *in = input("");
-  EXPECT_EQ(vl_fputmbs(sb, "abc", in), -1);
-  EXPECT_EQ(sb->vl_errno, 13u);
-
-  std::string p3;
-  FILE *o3 = output(&p3);
-  const vl_wchar s[] = {0x61, 0xB0A1, 0x62, 0};
-  EXPECT_EQ(vl_fputwcs(mb, s, o3), 0);
-  EXPECT_EQ(contents(o3, p3), "a\xB0\xA1" "b");
-  mb->vl_errno = 0;
+  Source src;
+  Sink sink;
+  auto S = [&](const std::string &b) { src = {b}; return &src; };
+  auto K = [&](size_t room) { sink = {"", room}; return &sink; };
+  const std::string nul2 = B({0, 0});
   const vl_wchar bad[] = {0x61, 0x80, 0x62, 0};
-  EXPECT_EQ(vl_fputwcs(mb, bad, o3), -1);
-  EXPECT_EQ(mb->vl_errno, 1u);
-  EXPECT_EQ(contents(o3, p3), "a\xB0\xA1" "ba");  // stops at the first failure
-}
-
-// ---- lines --------------------------------------------------------------------------
-
-TEST_F(Io, FgetmbsReadsLines) {
-  FILE *f = input("ab\ncd\n");
-  char buf[16];
-  EXPECT_EQ(vl_fgetmbs(sb, buf, sizeof buf, f), buf);
-  EXPECT_STREQ(buf, "ab\n");
-  EXPECT_EQ(vl_fgetmbs(sb, buf, 4, f), buf);  // exactly the line and its terminator
-  EXPECT_STREQ(buf, "cd\n");
-  EXPECT_EQ(vl_fgetmbs(sb, buf, sizeof buf, f), nullptr);
-  EXPECT_EQ(sb->vl_errno, 16u);
-  FILE *m = input("a\xB0\xA1\n");
-  EXPECT_EQ(vl_fgetmbs(mb, buf, sizeof buf, m), buf);
-  EXPECT_STREQ(buf, "a\xB0\xA1\n");
-  EXPECT_EQ(mb->vl_errno, 0u);
-}
-
-TEST_F(Io, FgetmbsNoRoomForTerminator) {
-  FILE *f = input("ab\n");
-  char buf[16];
-  EXPECT_EQ(vl_fgetmbs(sb, buf, 3, f), nullptr);
-  EXPECT_EQ(sb->vl_errno, 14u);
-  FILE *g = input("ab\n");
-  EXPECT_EQ(vl_fgetmbs(sb, buf, 2, g), nullptr);  // no room for the line feed
-  EXPECT_EQ(sb->vl_errno, 14u);
-  FILE *m = input("a\xB0\xA1\n");
-  mb->vl_errno = 0;
-  EXPECT_EQ(vl_fgetmbs(mb, buf, 2, m), nullptr);  // the two-byte character does not fit
-  EXPECT_EQ(mb->vl_errno, 14u);
-  FILE *w = input(B({0, 'a', 0, 10}));
-  EXPECT_EQ(vl_fgetmbs(w2, buf, 5, w), nullptr);  // terminator of two bytes
-  EXPECT_EQ(w2->vl_errno, 14u);
-}
-
-TEST_F(Io, FgetmbsLastLineWithoutLineFeedIsLost) {
-  FILE *f = input("ab\ncd");
-  char buf[16];
-  EXPECT_EQ(vl_fgetmbs(sb, buf, sizeof buf, f), buf);
-  EXPECT_EQ(vl_fgetmbs(sb, buf, sizeof buf, f), nullptr);
-  EXPECT_EQ(sb->vl_errno, 16u);
-  FILE *m = input("a\xB0\xA1");
-  EXPECT_EQ(vl_fgetmbs(mb, buf, sizeof buf, m), nullptr);
-  EXPECT_EQ(mb->vl_errno, 16u);
-}
-
-TEST_F(Io, FgetmbsKeepsByte255) {
-  FILE *f = input("a\xFF" "b\n");
-  char buf[16];
-  EXPECT_EQ(vl_fgetmbs(sb, buf, sizeof buf, f), buf);
-  EXPECT_STREQ(buf, "a\xFF" "b\n");
-  EXPECT_EQ(sb->vl_errno, 0u);
-}
-
-TEST_F(Io, FgetmbsLineFeedInShortestLength) {
-  // The line ends only at the two-byte line feed.
-  FILE *w = input(B({0, 'a', 0x30, 10, 0, 10, 0, 'b'}));
-  char buf[16];
-  memset(buf, 'x', sizeof buf);
-  EXPECT_EQ(vl_fgetmbs(w2, buf, sizeof buf, w), buf);
-  EXPECT_EQ(std::string(buf, 8), B({0, 'a', 0x30, 10, 0, 10, 0, 0}));
-  EXPECT_EQ(buf[8], 'x');
-}
-
-TEST_F(Io, Fgetwcs) {
-  vl_wchar buf[8];
-  FILE *f = input("a\xE9\n" "cd");
-  EXPECT_EQ(vl_fgetwcs(sb, buf, 8, f), buf);
-  EXPECT_EQ(buf[0], 0x61u);
-  EXPECT_EQ(buf[1], 0xE9u);
-  EXPECT_EQ(buf[2], 10u);
-  EXPECT_EQ(buf[3], 0u);
-  EXPECT_EQ(vl_fgetwcs(sb, buf, 8, f), nullptr);
-  EXPECT_EQ(sb->vl_errno, 16u);
-  FILE *m = input("\xB0\xA1" "a\n");
-  EXPECT_EQ(vl_fgetwcs(mb, buf, 4, m), buf);
-  EXPECT_EQ(buf[0], 0xB0A1u);
-  EXPECT_EQ(buf[1], 0x61u);
-  EXPECT_EQ(buf[2], 10u);
-  EXPECT_EQ(buf[3], 0u);
-  FILE *w = input(B({0x30, 0x42, 0, 10}));
-  EXPECT_EQ(vl_fgetwcs(w2, buf, 8, w), buf);
-  EXPECT_EQ(buf[0], 0x3042u);
-  EXPECT_EQ(buf[1], 10u);
-  EXPECT_EQ(buf[2], 0u);
-  FILE *ff = input("\xFF\n");
-  EXPECT_EQ(vl_fgetwcs(sb, buf, 8, ff), buf);
-  EXPECT_EQ(buf[0], 0xFFu);
-}
-
-TEST_F(Io, FgetwcsNoRoom) {
-  vl_wchar buf[8];
-  FILE *f = input("ab\n");
-  EXPECT_EQ(vl_fgetwcs(sb, buf, 3, f), nullptr);  // no room for the zero
-  EXPECT_EQ(sb->vl_errno, 14u);
-  sb->vl_errno = 0;
-  FILE *g = input("ab\n");
-  EXPECT_EQ(vl_fgetwcs(sb, buf, 2, g), nullptr);
-  EXPECT_EQ(sb->vl_errno, 14u);
-  FILE *h = input("ab\n");
-  EXPECT_EQ(vl_fgetwcs(mb, buf, 1, h), nullptr);
-  EXPECT_EQ(mb->vl_errno, 14u);
-  mb->vl_errno = 0;
-  FILE *cut = input("a\xB0");
-  EXPECT_EQ(vl_fgetwcs(mb, buf, 8, cut), nullptr);
-  EXPECT_EQ(mb->vl_errno, 7u);
+  run({
+      {"ismbnl 1", [&] { return ismbnl("\n", 1, 1); }, 1, 0},
+      {"ismbnl 2", [&] { return ismbnl(B({0, 10}).data(), 2, 2); }, 1, 0},
+      {"ismbnl 3", [&] { return ismbnl(B({0, 0, 10}).data(), 3, 3); }, 1, 0},
+      {"ismbnl 4", [&] { return ismbnl(B({0, 0, 0, 10}).data(), 4, 4); }, 1, 0},
+      {"ismbnl lengths differ", [&] { return ismbnl("\n", 2, 1) + ismbnl(B({0, 10}).data(), 1, 2); }, 0, 0},
+      {"ismbnl not the fixed form", [&] { return ismbnl(B({1, 10}).data(), 2, 2) + ismbnl(B({10, 0}).data(), 2, 2) + ismbnl("a", 1, 1); }, 0, 0},
+      {"local_fgetc", [&] { FILE *f = in("ab"); return local_fgetc(f) + local_fgetc(f) * 1000 + local_fgetc(f) * 1000000; }, 'a' + 'b' * 1000 - 1000000, 0},
+      {"local_fputc writes the low byte", [&] { FILE *o = out(); return local_fputc(0x1E9, o) + (written() == "\xE9"); }, 1, 0},
+      {"local_fputc short write", [&] { return local_fputc('x', in("")); }, -1, 0},
+      {"getmb end inside a character", [&] { return vl_getmb(mb, c, Source::read, S("\xB0"), &len) * 10 + len; }, -9, VL_EINVAL},
+      {"getmb bad second byte, none pushed back", [&] { return vl_getmb(mb, c, Source::read, S("\xB0\x41z"), &len) * 100 + len * 10 + src.at; }, -78, VL_EILSEQ},
+      {"getmb no character", [&] { return vl_getmb(mb, c, Source::read, S("\x80"), &len) * 10 + len; }, -9, VL_EILSEQ},
+      {"fgetmb end inside a character: 16", [&] { return vl_full_fgetmb(mb, c, in("\xB0")); }, -1, VL_EEOF},
+      {"fgetwc end inside a character: 7", [&] { return vl_full_fgetwc(mb, in("\xB0")); }, -1, VL_EINVAL},
+      {"fgetmb NUL is one byte", [&] { return vl_full_fgetmb(mb, c, in(std::string(1, '\0'))) * 10 + c[0]; }, 10, 0},
+      {"fgetwc NUL is a value", [&] { return vl_full_fgetwc(mb, in(std::string(1, '\0'))); }, 0, 0},
+      {"fgetmb bad second byte", [&] { return vl_full_fgetmb(mb, c, in("\xB0\x41")); }, -1, VL_EILSEQ},
+      {"fgetwc bad second byte", [&] { return vl_full_fgetwc(mb, in("\xB0\x41")); }, -1, VL_EILSEQ},
+      {"fgetwc write-only stream", [&] { return vl_full_fgetwc(mb, out()); }, -1, VL_EIO},
+      {"fgetwc silent end", [&] {
+         void *old = _vl_get_ext_funcptr(VL_EXT_FGETC);
+         _vl_set_ext_funcptr(VL_EXT_FGETC, reinterpret_cast<void *>(&never_a_byte));
+         const int32_t r = vl_full_fgetwc(mb, in("ab"));
+         _vl_set_ext_funcptr(VL_EXT_FGETC, old);
+         return r;
+       }, -1, VL_EPARTIAL},
+      {"putmb NUL in the shortest length", [&] { return vl_putmb(w2, nul2.data(), -1, Sink::write, K(9), &len) + len * 10 + (sink.bytes == nul2); }, 21, 0},
+      {"putmb NUL, single-byte", [&] { return vl_putmb(sb, "", -1, Sink::write, K(9), &len) + len * 10 + sink.bytes.size(); }, 11, 0},
+      {"counted putmb NUL: real bytes", [&] { return _kvx_vl_putmb(mb, "", 4, Sink::write, K(9), &len) + len * 10 + sink.bytes.size(); }, 11, 0},
+      {"counted putmb two-byte NUL", [&] { return _kvx_vl_putmb(w2, nul2.data(), 2, Sink::write, K(9), &len) + len * 10; }, 20, 0},
+      {"counted putmb limit 0", [&] { return _kvx_vl_putmb(sb, "a", 0, Sink::write, K(9), &len) * 10 + len; }, -10, VL_EINVAL},
+      {"counted putmb negative: longest", [&] { return _kvx_vl_putmb(sb, "a", -1, Sink::write, K(9), &len) + (sink.bytes == "a"); }, 1, 0},
+      {"counted putmb limit inside", [&] { return _kvx_vl_putmb(mb, "\xB0\xA1", 1, Sink::write, K(9), &len) * 10 + len; }, -10, VL_EINVAL},
+      {"putmb null", [&] { return vl_putmb(mb, nullptr, -1, Sink::write, K(9), &len); }, -1, 0},
+      {"putmb no character", [&] { return vl_putmb(mb, "\x80", -1, Sink::write, K(9), &len) * 10 + len; }, -10, VL_EILSEQ},
+      {"putmb writer fails", [&] { return vl_putmb(mb, "\xB0\xA1", -1, Sink::write, K(1), &len) * 10 + len; }, -9, VL_EIO},
+      {"putmb writer fails on NUL", [&] { return vl_putmb(w2, nul2.data(), -1, Sink::write, K(1), &len) * 10 + len; }, -10, VL_EIO},
+      {"fputwc no character", [&] { return vl_fputwc(mb, 0x80, out()); }, -1, VL_EILSEQ},
+      {"fputwc NUL, two bytes", [&] { FILE *o = out(); return vl_fputwc(w2, 0, o) + (written() == nul2); }, 1, 0},
+      {"fputwc single-byte low byte", [&] { FILE *o = out(); return vl_fputwc(sb, 0x141, o) + vl_fputwc(sb, 0, o) + (written() == std::string("A\0", 2)); }, 0x142, 0},
+      {"fputmb read-only stream", [&] { return off(vl_fputmb(sb, "a", in("")), "a"); }, -1, VL_EIO},
+      {"fputmbs empty", [&] { FILE *o = out(); return vl_fputmbs(mb, "", o) + written().size(); }, 0, 0},
+      {"fputmbs no character", [&] { return vl_fputmbs(mb, "a\x80", out()); }, -1, VL_EILSEQ},
+      {"fputmbs read-only stream", [&] { return vl_fputmbs(sb, "abc", in("")); }, -1, VL_EIO},
+      {"fputwcs stops at the failure", [&] { FILE *o = out(); return vl_fputwcs(mb, bad, o) * 10 + written().size(); }, -9, VL_EILSEQ},
+      {"fgetmbs exactly the line and terminator", [&] { return off(vl_fgetmbs(sb, c, 4, in("cd\n")), c); }, 0, 0},
+      {"fgetmbs no room for the terminator", [&] { return off(vl_fgetmbs(sb, c, 3, in("ab\n")), c); }, -1, VL_E2BIG},
+      {"fgetmbs no room for the line feed", [&] { return off(vl_fgetmbs(sb, c, 2, in("ab\n")), c); }, -1, VL_E2BIG},
+      {"fgetmbs character does not fit", [&] { return off(vl_fgetmbs(mb, c, 2, in("a\xB0\xA1\n")), c); }, -1, VL_E2BIG},
+      {"fgetmbs two-byte terminator", [&] { return off(vl_fgetmbs(w2, c, 5, in(B({0, 'a', 0, 10}))), c); }, -1, VL_E2BIG},
+      {"fgetmbs keeps byte 255", [&] { return off(vl_fgetmbs(sb, c, 16, in("a\xFF" "b\n")), c) + (std::string(c) == "a\xFF" "b\n"); }, 1, 0},
+      {"fgetmbs two-byte line feed only", [&] { return off(vl_fgetmbs(w2, c, 16, in(B({0, 'a', 0x30, 10, 0, 10, 0, 'b'}))), c) + (std::string(c, 8) == B({0, 'a', 0x30, 10, 0, 10, 0, 0})); }, 1, 0},
+      {"fgetwcs no room for the zero", [&] { return off(vl_fgetwcs(sb, w, 3, in("ab\n")), w); }, -1, VL_E2BIG},
+      {"fgetwcs no room for the line feed", [&] { return off(vl_fgetwcs(sb, w, 2, in("ab\n")), w); }, -1, VL_E2BIG},
+      {"fgetwcs multibyte no room", [&] { return off(vl_fgetwcs(mb, w, 1, in("ab\n")), w); }, -1, VL_E2BIG},
+      {"fgetwcs end inside a character", [&] { return off(vl_fgetwcs(mb, w, 8, in("a\xB0")), w); }, -1, VL_EINVAL},
+      {"fgetwcs byte 255", [&] { return off(vl_fgetwcs(sb, w, 8, in("\xFF\n")), w) + w[0]; }, 0xFF, 0},
+  });
 }
 
 }  // namespace

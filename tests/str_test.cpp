@@ -1,1046 +1,380 @@
-// The string family: multibyte copy, join, search, step and trailing-blank
-// members in a single-byte, an EUC-like (one and two bytes) and a
-// two-byte-minimum codeset, and the wide members with and without a handle.
+// The string family: each counted twin against its NUL-terminated form and a
+// model on generated text of the three fixture codesets, a table of limits,
+// quirks and damaged input, the wide members, and the bridge dispatch.
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
-#include <vector>
+#include <tuple>
 
 #include <vls/vlsmbwc.h>
 #include <vls/vlsstr.h>
 #include <vls/vlsvlu.h>
 
-#include "lcofix.h"
+#include "strfix.h"
 
 using namespace vlstest;
 
 namespace {
 
-constexpr uint32_t kSentinel = 99;
+using Str = Codesets;
 
-// Handles shared by the whole suite (building the EUC tree takes a while).
-struct Locales {
-  vl_locale_t *sb = nullptr;   // Latin-1-like, one byte
-  vl_locale_t *mb = nullptr;   // EUC-like, one or two bytes
-  vl_locale_t *w2 = nullptr;   // shortest character two bytes
-};
-Locales L;
+TEST_F(Str, TwinsAgreeWithTheModel) {
+  for (const Set &s : sets())
+    for (int k = 0; k < 60; ++k) {
+      SCOPED_TRACE(std::string(s.name) + " " + std::to_string(k));
+      vl_locale_t *h = s.h;
+      const int m = s.min, n = k % 4;
+      std::vector<Char> pool;  // few characters, so that searches hit
+      for (int i = 0; i < 4; ++i) pool.push_back(s.chars[rng_() % s.chars.size()]);
+      const Text a = text(s.chars, k % 5), b = text(pool, k % 9), set = text(pool, k % 3);
+      const std::string za = Z(a.mb, m), zb = Z(b.mb, m), zset = Z(set.mb, m);
+      const int na = a.mb.size(), nb = b.mb.size(), cb = b.wc.size();
+      const int bj = n < cb ? b.at[n] : nb;  // bytes of the first n characters of b
+      char t[128];
+      auto fill = [&](const std::string &x) { memset(t, 'x', sizeof t), memcpy(t, x.data(), x.size()); };
+      // Fills the target with `in` and x, calls, and checks the result and the bytes written and behind.
+      auto chk = [&](const std::string &in, const std::function<long long()> &f, long long want, const std::string &out) {
+        fill(in);
+        EXPECT_EQ(f(), want);
+        EXPECT_EQ(std::string(t, out.size() + 1), out + (out.size() < in.size() ? in[out.size()] : 'x'));
+      };
+      const std::string ab = a.mb + b.mb;
+      chk(za, [&] { return _kvx_vl_mbscat(h, t, -1, zb.data(), -1); }, na + nb + m, Z(ab, m));
+      chk(a.mb, [&] { return _kvx_vl_mbscat(h, t, na, b.mb.data(), nb); }, na + nb, ab);
+      chk(za, [&] { return off(vl_full_mbscat(h, t, zb.data()), t); }, 0, Z(ab, m));
+      chk(za, [&] { return off(vl_mbscat(h, t, zb.data()), t); }, 0, Z(ab, m));
+      chk("", [&] { return _kvx_vl_mbscpy(h, t, zb.data(), -1); }, nb + m, zb);
+      chk("", [&] { return _kvx_vl_mbscpy(h, t, b.mb.data(), nb); }, nb, b.mb);
+      chk("", [&] { return off(vl_full_mbscpy(h, t, zb.data()), t); }, 0, zb);
+      chk("", [&] { return off(vl_mbscpy(h, t, zb.data()), t); }, 0, zb);
+      const std::string bn = b.mb.substr(0, bj);
+      chk(za, [&] { return _kvx_vl_mbsncat(h, t, -1, zb.data(), -1, n); }, na + bj, Z(a.mb + bn, m));
+      chk(a.mb, [&] { return _kvx_vl_mbsncat(h, t, na, b.mb.data(), nb, n); }, na + bj, a.mb + bn);
+      chk(za, [&] { return off(vl_mbsncat(h, t, zb.data(), n), t); }, 0, Z(a.mb + bn, m));
+      // one terminator short, and negative for n = 0
+      chk("", [&] { return _kvx_vl_mbsncpy(h, t, zb.data(), -1, n); }, bj - m, Z(bn, m));
+      chk("", [&] { return _kvx_vl_mbsncpy(h, t, b.mb.data(), nb, n); }, bj, bn);
+      chk("", [&] { return off(vl_mbsncpy(h, t, zb.data(), n), t); }, 0, Z(bn, m));  // no padding
+      const char *p = zb.data();
+      for (const Char &c : pool) {  // chr and rchr
+        const std::string zc = Z(c.mb, m);
+        long long first = -1, last = -1;
+        for (int i = 0; i < cb; ++i)
+          if (b.wc[i] == c.wc) last = b.at[i], first = first < 0 ? last : first;
+        h->vl_errno = 99;
+        EXPECT_EQ(off(vl_full_mbschr(h, p, zc.data()), p), first);
+        if (first < 0) { EXPECT_EQ(h->vl_errno, 0u); }  // not found: error 0
+        EXPECT_EQ(off(_kvx_vl_mbschr(h, p, nb, c.mb.data(), c.mb.size()), p), first);
+        EXPECT_EQ(off(_kvx_vl_mbschr(h, p, -1, zc.data(), -1), p), first);
+        EXPECT_EQ(off(vl_full_mbsrchr(h, p, zc.data()), p), last);
+        EXPECT_EQ(off(_kvx_vl_mbsrchr(h, p, nb, c.mb.data(), c.mb.size()), p), last);
+        EXPECT_EQ(off(_kvx_vl_mbsrchr(h, p, -1, zc.data(), -1), p), last);
+      }
+      int spn = 0, cspn = 0;  // spn, cspn, pbrk against the set
+      auto in_set = [&](vl_wchar v) { return std::find(set.wc.begin(), set.wc.end(), v) != set.wc.end(); };
+      while (spn < cb && in_set(b.wc[spn])) ++spn;
+      while (cspn < cb && !in_set(b.wc[cspn])) ++cspn;
+      const long long brk = cspn < cb ? b.at[cspn] : -1;
+      const int ns = set.mb.size();
+      EXPECT_EQ(vl_full_mbsspn(h, p, zset.data()), spn);
+      EXPECT_EQ(_kvx_vl_mbsspn(h, p, nb, set.mb.data(), ns), spn);
+      EXPECT_EQ(_kvx_vl_mbsspn(h, p, -1, zset.data(), -1), spn);
+      EXPECT_EQ(vl_full_mbscspn(h, p, zset.data()), cspn);
+      EXPECT_EQ(_kvx_vl_mbscspn(h, p, nb, set.mb.data(), ns), cspn);
+      EXPECT_EQ(off(vl_full_mbspbrk(h, p, zset.data()), p), brk);
+      EXPECT_EQ(off(_kvx_vl_mbspbrk(h, p, nb, set.mb.data(), ns), p), brk);
+      for (const Text &sub : {a, set}) {  // substrings at character boundaries
+        long long at = -1;
+        for (int i = 0; i <= cb && at < 0; ++i)
+          if (size_t o = i < cb ? b.at[i] : nb; b.mb.compare(o, sub.mb.size(), sub.mb) == 0) at = o;
+        EXPECT_EQ(off(vl_full_mbsmbs(h, p, Z(sub.mb, m).data()), p), at);
+        EXPECT_EQ(off(_kvx_vl_mbsmbs(h, p, nb, sub.mb.data(), sub.mb.size()), p), at);
+      }
+      for (int i = 0; i < cb; ++i) {  // stepping and indexing
+        const int next = i + 1 < cb ? b.at[i + 1] : nb;
+        EXPECT_EQ(off(vl_full_mbsnext(h, p + b.at[i]), p), next);
+        EXPECT_EQ(off(_kvx_vl_full_mbsnext(h, p + b.at[i], nb - b.at[i]), p), next);
+        EXPECT_EQ(off(vl_full_mbsprev(h, p, p + next), p), b.at[i]);
+        EXPECT_EQ(off(vl_full_getmbsi(h, p, i), p), b.at[i]);
+        const Char &c = pool[i % 4];  // replace character i
+        std::string want = b.mb;
+        want.replace(b.at[i], next - b.at[i], c.mb);
+        chk(zb, [&] { return off(vl_full_putmbsi(h, t, i, Z(c.mb, m).data()), t); }, 0, Z(want, m));
+      }
+      const std::string &c0 = pool[0].mb;  // at the terminator: appends
+      chk(zb, [&] { return off(vl_mbcreplace(h, t + nb, Z(c0, m).data()), t); }, nb, Z(b.mb + c0, m));
+      EXPECT_EQ(off(vl_full_mbsnext(h, p + nb), p), nb);  // the terminator has length 0
+      EXPECT_EQ(off(vl_getmbsinull(h, p, cb + 3), p), nb);
+      int32_t len = -5;
+      vl_wchar *w = vl_mbstowcslen(h, p, &len);
+      ASSERT_NE(w, nullptr);
+      EXPECT_EQ(std::vector<vl_wchar>(w, w + len + 1), [&] { auto v = b.wc; v.push_back(0); return v; }());
+      _vl_free_ptr(w);
+      EXPECT_EQ(h->vl_errno, 0u);
+    }
+}
 
-class Str : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    L.sb = make_handle(latin1_spec());
-    L.mb = make_handle(euc_spec());
-    L.w2 = make_handle(wide2_spec());
+TEST_F(Str, TrailingBlanksAgreeWithTheModel) {
+  for (const Set &s : sets()) {
+    std::vector<Char> blanks;  // blank, or space, and no control
+    for (const Char &c : s.chars)
+      if ((c.mask & (M_BLANK | M_SPACE)) && !(c.mask & M_CNTRL)) blanks.push_back(c);
+    for (int k = 0; k < 60; ++k) {
+      SCOPED_TRACE(std::string(s.name) + " " + std::to_string(k));
+      Text x = text(s.chars, k % 4), tail = text(blanks, k % 3);
+      x.mb += tail.mb, x.wc.insert(x.wc.end(), tail.wc.begin(), tail.wc.end());
+      x.mask.insert(x.mask.end(), tail.mask.begin(), tail.mask.end());
+      int chars = 0, bytes = 0, wide = 0, pend = 0, pbytes = 0, wpend = 0;
+      for (size_t i = 0; i < x.wc.size(); ++i) {
+        const bool ctl = x.mask[i] & M_CNTRL, blank = (x.mask[i] & M_BLANK) && !ctl, space = (x.mask[i] & M_SPACE) && !ctl;
+        const int len = vl_wclen(s.h, x.wc[i]);
+        if (blank) ++pend, pbytes += len; else chars += pend + 1, bytes += pbytes + len, pend = pbytes = 0;
+        if (space) ++wpend; else wide += wpend + 1, wpend = 0;
+      }
+      const std::string z = Z(x.mb, s.min);
+      std::vector<vl_wchar> w0 = x.wc;
+      w0.push_back(0);
+      const int nb = x.mb.size(), n = x.wc.size();
+      EXPECT_EQ(vl_mbsntslen(s.h, z.data()), chars);
+      EXPECT_EQ(_kvx_vl_mbsntslen(s.h, x.mb.data(), nb), chars);
+      EXPECT_EQ(vl_mbsntsbytes(s.h, z.data()), bytes);
+      EXPECT_EQ(_kvx_vl_mbsntsbytes(s.h, x.mb.data(), nb), bytes);
+      EXPECT_EQ(vl_wcsntslen(s.h, w0.data()), wide);
+      EXPECT_EQ(_kvx_vl_wcsntslen(s.h, w0.data(), n), wide);
+      EXPECT_EQ(off(vl_mbsp(s.h, z.data()), z.data()), bytes < nb ? bytes : -1);
+      std::string buf = z;
+      EXPECT_EQ(vl_mbsntstrunc(s.h, buf.data()), buf.data());
+      EXPECT_EQ(buf.substr(0, bytes + s.min), Z(x.mb.substr(0, bytes), s.min));
+      EXPECT_EQ(vl_wcsntstrunc(s.h, w0.data()), w0.data());
+      EXPECT_EQ(vl_wcslen(w0.data()), wide);
+      EXPECT_EQ(s.h->vl_errno, 0u);
+    }
   }
-  static void TearDownTestSuite() {
-    vl_lc_unload(L.sb);
-    vl_lc_unload(L.mb);
-    vl_lc_unload(L.w2);
-    L = {};
-  }
-  void SetUp() override {
-    ASSERT_NE(L.sb, nullptr);
-    ASSERT_NE(L.mb, nullptr);
-    ASSERT_NE(L.w2, nullptr);
-    ASSERT_EQ(L.sb->single_byte, 1);
-    ASSERT_EQ(L.mb->single_byte, 0);
-    ASSERT_EQ(vl_mb_loc_min(L.w2), 2);
-    for (vl_locale_t *h : {L.sb, L.mb, L.w2}) h->vl_errno = kSentinel;
-  }
-  vl_locale_t *sb() { return L.sb; }
-  vl_locale_t *mb() { return L.mb; }
-  vl_locale_t *w2() { return L.w2; }
-};
-
-// A buffer filled with 'x' so that unwritten bytes show.
-struct Buf {
-  char b[64];
-  Buf() { memset(b, 'x', sizeof b); }
-  explicit Buf(const std::string &s) : Buf() { memcpy(b, s.data(), s.size()); }
-  std::string str(size_t n) const { return std::string(b, n); }
-};
-
-std::string W2(const char *ascii) {  // ASCII text in the two-byte codeset, terminated
-  std::string s;
-  for (const char *p = ascii; *p; ++p) s += std::string{'\0', *p};
-  s += std::string(2, '\0');
-  return s;
 }
 
-// ---- _kvx_vl_mbscat, the reference member ----------------------------------
-
-TEST_F(Str, MbscatNulTerminatedCountsTheTerminator) {
-  Buf t("ab");
-  t.b[2] = 0;
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), t.b, -1, "c", -1), 4);
-  EXPECT_STREQ(t.b, "abc");
-  EXPECT_EQ(sb()->vl_errno, kSentinel);
+TEST_F(Str, LimitsQuirksAndDamagedInput) {
+  char t[32];
+  auto T = [&](const std::string &x) { memset(t, 'x', sizeof t), memcpy(t, x.data(), x.size()); return t; };
+  const std::string w2ab = B({0, 'a', 0, 'b', 0, 0}), w2c = B({0, 'c', 0, 0}), nb = B({0, 'b'}), anb = B({'a', 0, 'b'});
+  const std::string w2odd = B({0x30, 0, 0x30, 0x41, 0, '0', 0, 0}), w2zero = B({0, '0'}), w2abab = B({0, 'a', 0, 'b', 0, 'a', 0, 'b', 0, 0});
+  const char *m6 = "a\xB0\xA1\xA1\xB0" "b", *c6 = "ab\xB0\xA1" "cb", *r9 = "ab\xB0\xA1" "ab\xB0\xA1" "a", *s4 = "a\xB0\xA1" "b";
+  const char *x6 = "ab\xB0\xA1\xB0\xA2", *bad3 = "\x80" "ab";
+  CtypeSpec tabspec = latin1_spec();  // tab blank and no control; 0x1C space only; 0x1D blank only
+  for (auto &c : tabspec.chars) c.mask = c.bytes == "\t" ? uint16_t(M_BLANK | M_SPACE) : c.bytes == "\x1c" ? uint16_t(M_SPACE) : c.bytes == "\x1d" ? uint16_t(M_BLANK) : c.mask;
+  vl_locale_t *tab = make_handle(tabspec);
+  const vl_wchar w1c[] = {'a', 0x1C, 0}, w1d[] = {'a', 0x1D, 0}, wtab[] = {'a', '\t', 0}, big[] = {'a', ' ', 0x100, ' ', 0};
+  int32_t len = 0;
+  run({
+      {"cat -1 and 3", [&] { return _kvx_vl_mbscat(sb, T("ab"), -1, "abc", 3); }, -1, VL_EMIXEDLEN},
+      {"cat 2 and -1", [&] { return _kvx_vl_mbscat(sb, T("ab"), 2, "abc", -1); }, -1, VL_EMIXEDLEN},
+      {"cat -2 and 3", [&] { return _kvx_vl_mbscat(sb, T("ab"), -2, "abc", 3); }, -1, VL_EBADARG},
+      {"cat -1 and -2", [&] { return _kvx_vl_mbscat(sb, T("ab"), -1, "abc", -2); }, -1, VL_EBADARG},
+      {"cat 2 and -5", [&] { return _kvx_vl_mbscat(mb, T("ab"), 2, "abc", -5); }, -1, VL_EBADARG},
+      {"cat null target", [&] { return _kvx_vl_mbscat(mb, nullptr, -1, "a", -1); }, -1, VL_EBADPTR},
+      {"cat null source", [&] { return _kvx_vl_mbscat(mb, t, 0, nullptr, 0); }, -1, VL_EBADPTR},
+      {"cat half a character, bytes left", [&] { return _kvx_vl_mbscat(mb, T("a"), 1, "\xB0", 1) * 100 + (t[1] == '\xB0'); }, -99, VL_EINVAL},
+      {"cat the other half makes it whole", [&] { return _kvx_vl_mbscat(mb, T("a\xB0"), 2, "\xA1", 1); }, 3, 0},
+      {"cat no character", [&] { return _kvx_vl_mbscat(mb, T("a"), 1, "\x80", 1); }, -1, VL_EILSEQ},
+      {"cat counted NUL is a character", [&] { return _kvx_vl_mbscat(mb, T("a"), 1, nb.data(), 2) + _kvx_vl_mbscat(sb, T("a"), 1, "\0\xff", 2); }, 6, 0},
+      {"cat bad target, NUL form", [&] { return _kvx_vl_mbscat(mb, T(Z("\x80", 1)), -1, "a", -1); }, -1, VL_EILSEQ},
+      {"cat bad source, NUL form", [&] { return _kvx_vl_mbscat(mb, T(Z("a", 1)), -1, "\x80", -1); }, -1, VL_EILSEQ},
+      {"cat odd byte, two-byte codeset", [&] { return _kvx_vl_mbscat(w2, T(w2ab), 4, "\0", 1); }, -1, VL_EINVAL},
+      {"cat counted two-byte NUL is whole", [&] { return _kvx_vl_mbscat(w2, T(w2ab), 4, w2c.data(), 4); }, 8, 0},
+      {"full cat bad source", [&] { return off(vl_full_mbscat(mb, T(Z("ab", 1)), "\xB0"), t); }, -1, VL_EILSEQ},
+      {"full cat null", [&] { return off(vl_full_mbscat(mb, nullptr, "a"), t); }, -1, VL_EBADPTR},
+      {"cpy counted cut, copied first", [&] { return _kvx_vl_mbscpy(mb, T(""), "z\xB0\xA1", 2) * 100 + (t[1] == '\xB0'); }, -99, VL_EINVAL},
+      {"cpy -2", [&] { return _kvx_vl_mbscpy(mb, t, "a", -2); }, -1, VL_EBADARG},
+      {"cpy null", [&] { return _kvx_vl_mbscpy(mb, t, nullptr, 1); }, -1, VL_EBADPTR},
+      {"cpy no character", [&] { return _kvx_vl_mbscpy(mb, t, "a\x80", -1); }, -1, VL_EILSEQ},
+      {"full cpy no character", [&] { return off(vl_full_mbscpy(mb, t, "\xff"), t); }, -1, VL_EILSEQ},
+      {"ncat n -1", [&] { return _kvx_vl_mbsncat(sb, T(Z("ab", 1)), -1, "c", -1, -1); }, -1, VL_EBADCOUNT},
+      {"ncat 2 and -1", [&] { return _kvx_vl_mbsncat(sb, t, 2, "c", -1, 1); }, -1, VL_EMIXEDLEN},
+      {"ncat 2 and -3", [&] { return _kvx_vl_mbsncat(sb, t, 2, "c", -3, 1); }, -1, VL_EBADARG},
+      {"ncat null", [&] { return _kvx_vl_mbsncat(sb, nullptr, 2, "c", 1, 1); }, -1, VL_EBADPTR},
+      {"ncat source cuts a character", [&] { return _kvx_vl_mbsncat(mb, T("ab"), 2, "\xB0\xA1", 1, 1); }, -1, VL_EINVAL},
+      {"ncat target validated", [&] { return _kvx_vl_mbsncat(mb, T("a\xB0"), 2, "b", 1, 1); }, -1, VL_EILSEQ},
+      {"ncat NUL form n -1", [&] { return off(vl_mbsncat(mb, T(Z("x", 1)), "a", -1), t); }, -1, VL_EBADCOUNT},
+      {"ncpy counted cut", [&] { return _kvx_vl_mbsncpy(mb, t, "a\xB0\xA1", 2, 5); }, -1, VL_EINVAL},
+      {"ncpy counted NUL", [&] { return _kvx_vl_mbsncpy(mb, t, nb.data(), 2, 1); }, 1, 0},
+      {"ncpy n -1", [&] { return _kvx_vl_mbsncpy(mb, t, "a", 1, -1); }, -1, VL_EBADCOUNT},
+      {"chr at boundaries only", [&] { return off(vl_full_mbschr(mb, m6, "\xA1\xB0"), m6) * 10 + (vl_full_mbschr(mb, m6, "\xA1\xA1") == nullptr); }, 31, 0},
+      {"chr odd offset, two-byte codeset", [&] { return off(vl_full_mbschr(w2, w2odd.data(), w2zero.data()), w2odd.data()); }, 4, 0},
+      {"chr NUL finds the terminator", [&] { return off(vl_full_mbschr(mb, s4, ""), s4) + off(vl_full_mbschr(sb, s4, ""), s4); }, 8, 0},
+      {"chr string no character", [&] { return off(vl_full_mbschr(mb, "a\x80" "b", "b"), s4); }, -1, VL_EILSEQ},
+      {"chr character no character", [&] { return off(vl_full_mbschr(mb, "ab", "\x80"), s4); }, -1, VL_EILSEQ},
+      {"chr null", [&] { return off(vl_full_mbschr(mb, nullptr, "a"), s4); }, -1, VL_EBADPTR},
+      {"counted chr outside the length", [&] { return off(_kvx_vl_mbschr(mb, c6, 2, "\xB0\xA1", 2), c6); }, -1, 0},
+      {"counted chr empty string", [&] { mb->vl_errno = 99; return off(_kvx_vl_mbschr(mb, c6, 0, "a", 1), c6); }, -1, 0},
+      {"counted chr half a character", [&] { return off(_kvx_vl_mbschr(mb, c6, 0, "\xB0\xA1", 1), c6); }, -1, VL_EINVAL},
+      {"counted chr empty character", [&] { return off(_kvx_vl_mbschr(mb, c6, 6, "a", 0), c6); }, -1, VL_EINVAL},
+      {"counted chr -1 and 1", [&] { return off(_kvx_vl_mbschr(mb, c6, -1, "a", 1), c6); }, -1, VL_EMIXEDLEN},
+      {"counted chr -4", [&] { return off(_kvx_vl_mbschr(mb, c6, -4, "a", 1), c6); }, -1, VL_EBADARG},
+      {"counted chr null", [&] { return off(_kvx_vl_mbschr(mb, nullptr, 1, "a", 1), c6); }, -1, VL_EBADPTR},
+      {"counted chr cut in the string", [&] { return off(_kvx_vl_mbschr(mb, c6, 3, "c", 1), c6); }, -1, VL_EINVAL},
+      {"counted chr NUL character", [&] { return off(_kvx_vl_mbschr(mb, anb.data(), 3, "", 1), anb.data()); }, 1, 0},
+      {"counted chr -1 stops at NUL", [&] { return off(_kvx_vl_mbschr(sb, anb.data(), -1, "b", -1), anb.data()); }, -1, 0},
+      {"rchr", [&] { return off(vl_full_mbsrchr(mb, r9, "\xB0\xA1"), r9) * 10 + off(vl_full_mbsrchr(mb, r9, ""), r9); }, 69, 0},
+      {"rchr clears the error", [&] { mb->vl_errno = 99; return off(vl_full_mbsrchr(mb, r9, "z"), r9); }, -1, 0},
+      {"rchr bad character after the hit", [&] { return off(vl_full_mbsrchr(mb, "ab\x80", "a"), r9); }, -1, VL_EILSEQ},
+      {"rchr two-byte codeset", [&] { return off(vl_full_mbsrchr(w2, w2abab.data(), nb.data()), w2abab.data()); }, 6, 0},
+      {"counted rchr across characters", [&] { return off(_kvx_vl_mbsrchr(mb, x6 + 2, 4, "\xA1\xB0", 2), x6); }, -1, 0},
+      {"spn bytes alone don't count", [&] { return vl_full_mbsspn(mb, "\xB0\xA1\xB0\xA2", "\xA1\xB0"); }, 0, 0},
+      {"spn -1 set length", [&] { return _kvx_vl_mbsspn(mb, x6, 5, "\xB0\xA1", -1); }, -1, VL_EMIXEDLEN},
+      {"cspn cut", [&] { return _kvx_vl_mbscspn(mb, x6, 3, "\xB0\xA1", 2); }, -1, VL_EINVAL},
+      {"spn counted NUL characters", [&] { return _kvx_vl_mbsspn(mb, B({0, 0, 'a'}).data(), 3, "", 1); }, 2, 0},
+      {"spn bad set", [&] { return vl_full_mbsspn(mb, "abc", "a\x80"); }, -1, VL_EILSEQ},
+      {"cspn half a character in the set", [&] { return _kvx_vl_mbscspn(mb, "", 0, "\xB0", 1); }, -1, VL_EINVAL},
+      {"spn null", [&] { return vl_full_mbsspn(mb, nullptr, "a"); }, -1, VL_EBADPTR},
+      {"pbrk across characters", [&] { mb->vl_errno = 99; return off(vl_full_mbspbrk(mb, x6, "\xA1\xB0"), x6); }, -1, 0},
+      {"pbrk -1 and 1", [&] { return off(_kvx_vl_mbspbrk(mb, x6, -1, "c", 1), x6); }, -1, VL_EMIXEDLEN},
+      {"mbs across characters", [&] { return off(vl_full_mbsmbs(mb, x6, "\xA1\xB0"), x6); }, -1, 0},
+      {"mbs longer than the rest", [&] { return off(vl_full_mbsmbs(mb, x6, "\xB0\xA2z"), x6); }, -1, 0},
+      {"mbs odd offset, two-byte codeset", [&] { return off(_kvx_vl_mbsmbs(w2, w2odd.data(), 6, w2zero.data(), 2), w2odd.data()); }, 4, 0},
+      {"mbs runs past the length", [&] { return off(_kvx_vl_mbsmbs(sb, "abcd", 3, "cd", 2), x6); }, -1, 0},
+      {"mbs 3 and -1", [&] { return off(_kvx_vl_mbsmbs(sb, x6, 3, "bc", -1), x6); }, -1, VL_EMIXEDLEN},
+      {"mbs counted NUL", [&] { return off(_kvx_vl_mbsmbs(mb, anb.data(), 3, nb.data(), 2), anb.data()); }, 1, 0},
+      {"next no character", [&] { return off(vl_full_mbsnext(mb, "\x80"), x6); }, -1, VL_EILSEQ},
+      {"next lead before NUL", [&] { return off(vl_full_mbsnext(mb, "\xB0"), x6); }, -1, VL_EILSEQ},
+      {"next null", [&] { return off(vl_full_mbsnext(mb, nullptr), x6); }, -1, VL_EBADPTR},
+      {"counted next limit 1", [&] { return off(_kvx_vl_full_mbsnext(mb, x6 + 2, 1), x6); }, -1, VL_EINVAL},
+      {"counted next -1 is no sentinel", [&] { return off(_kvx_vl_full_mbsnext(mb, x6, -1), x6); }, -1, VL_EINVAL},
+      {"counted next limit 0", [&] { return off(_kvx_vl_full_mbsnext(sb, x6, 0), x6); }, -1, VL_EINVAL},
+      {"counted next no character", [&] { return off(_kvx_vl_full_mbsnext(mb, "\x80", 4), x6); }, -1, VL_EILSEQ},
+      {"counted next NUL has its length", [&] { return off(_kvx_vl_full_mbsnext(mb, anb.data() + 1, 1), anb.data()) + off(_kvx_vl_full_mbsnext(w2, w2c.data() + 2, 2), w2c.data()); }, 6, 0},
+      {"prev inside a character: its start", [&] { return off(vl_full_mbsprev(mb, s4, s4 + 2), s4); }, 1, 0},
+      {"prev at the start", [&] { return off(vl_full_mbsprev(mb, s4, s4), s4); }, -1, VL_EBADRANGE},
+      {"prev before the start", [&] { return off(vl_full_mbsprev(mb, s4 + 2, s4), s4); }, -1, VL_EBADRANGE},
+      {"prev null", [&] { return off(vl_full_mbsprev(mb, bad3, nullptr), bad3); }, -1, VL_EBADPTR},
+      {"prev no character", [&] { return off(vl_full_mbsprev(mb, bad3, bad3 + 2), bad3); }, -1, VL_EILSEQ},
+      {"getmbsi passes the terminator", [&] { return off(vl_full_getmbsi(mb, anb.data(), 3), anb.data()) * 10 + off(vl_full_getmbsi(w2, w2c.data(), 2), w2c.data()); }, 34, 0},
+      {"getmbsi -1", [&] { return off(vl_full_getmbsi(mb, s4, -1), s4); }, -1, VL_EBADCOUNT},
+      {"getmbsi null", [&] { return off(vl_full_getmbsi(mb, nullptr, 1), s4); }, -1, VL_EBADPTR},
+      {"getmbsi no character", [&] { return off(vl_full_getmbsi(mb, "\x80", 1), s4); }, -1, VL_EILSEQ},
+      {"getmbsinull -2", [&] { return off(vl_getmbsinull(sb, s4, -2), s4); }, -1, VL_EBADCOUNT},
+      {"mbcreplace null character", [&] { return off(vl_mbcreplace(mb, T(Z("abc", 1)), nullptr), t); }, -1, VL_EBADPTR},
+      {"mbcreplace null position", [&] { return off(vl_mbcreplace(mb, nullptr, "a"), t); }, -1, VL_EBADPTR},
+      {"mbcreplace no character", [&] { return off(vl_mbcreplace(mb, T(Z("abc", 1)), "\x80"), t) + (t[0] == 'a'); }, 0, VL_EILSEQ},
+      {"mbcreplace bad rest", [&] { return off(vl_mbcreplace(mb, T(Z("\x80" "bc", 1)), "a"), t) + (t[0] == '\x80'); }, 0, VL_EILSEQ},
+      {"putmbsi -1", [&] { return off(vl_full_putmbsi(mb, T(Z("ab", 1)), -1, "z"), t); }, -1, VL_EBADCOUNT},
+      {"mbstowcslen bad", [&] { return off(vl_mbstowcslen(mb, "ab\xB0", &len), static_cast<vl_wchar *>(nullptr)); }, -1, VL_EILSEQ},
+      {"mbstowcslen null", [&] { return off(vl_mbstowcslen(mb, nullptr, &len), static_cast<vl_wchar *>(nullptr)); }, -1, VL_EBADPTR},
+      {"mbstowcslen no length out", [&] { vl_wchar *w = vl_mbstowcslen(sb, "\xe9\xff", nullptr); long long r = w[1] + w[2]; _vl_free_ptr(w); return r; }, 0xFF, 0},
+      {"ntslen NUL is no blank", [&] { return _kvx_vl_mbsntsbytes(sb, B({' ', 'a', 0, ' '}).data(), 4); }, 3, 0},
+      {"ntslen -1 counted form", [&] { return _kvx_vl_mbsntslen(sb, "ab  cd", -1); }, 6, 0},
+      {"ntslen cut", [&] { return _kvx_vl_mbsntslen(mb, "a\xB0\xA1 \xA1\xA1", 5); }, -1, VL_EINVAL},
+      {"ntsbytes no character", [&] { return vl_mbsntsbytes(mb, "a \x80"); }, -1, VL_EILSEQ},
+      {"ntslen -2", [&] { return _kvx_vl_mbsntslen(mb, "a", -2); }, -1, VL_EBADARG},
+      {"ntslen null", [&] { return vl_mbsntslen(mb, nullptr); }, -1, VL_EBADPTR},
+      {"wcsntslen above 255: error 1, no blank", [&] { return vl_wcsntslen(sb, big); }, 3, VL_EILSEQ},
+      {"wcsntslen -3", [&] { return _kvx_vl_wcsntslen(mb, big, -3); }, -1, VL_EBADARG},
+      {"mbsp null", [&] { return off(vl_mbsp(sb, nullptr), t); }, -1, VL_EBADPTR},
+      {"tab blank, not control", [&] { return vl_mbsntslen(tab, "ab\t") * 100 + vl_mbsntslen(tab, "ab\x1c") * 10 + vl_mbsntslen(tab, "ab\x1d"); }, 232, 0},
+      {"wide side tests space", [&] { return vl_wcsntslen(tab, w1c) * 100 + vl_wcsntslen(tab, w1d) * 10 + vl_wcsntslen(tab, wtab); }, 121, 0},
+  });
+  vl_lc_unload(tab);
 }
 
-TEST_F(Str, MbscatCountedWritesNoTerminator) {
-  Buf t("ab");
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), t.b, 2, "c", 1), 3);
-  EXPECT_EQ(t.str(4), "abcx");
-}
-
-TEST_F(Str, MbscatLengthKinds) {
-  Buf t("ab");
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), t.b, -1, "abc", 3), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), t.b, 2, "abc", -1), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), t.b, -2, "abc", 3), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), t.b, -1, "abc", -2), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, 2, "abc", -5), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(t.str(3), "abx");
-}
-
-TEST_F(Str, MbscatNullPointers) {
-  Buf t;
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), nullptr, -1, "a", -1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  mb()->vl_errno = 0;
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, 0, nullptr, 0), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-}
-
-TEST_F(Str, MbscatEmptyCountedGivesZero) {
-  Buf t;
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), t.b, 0, "", 0), 0);
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, 0, "", 0), 0);
-  EXPECT_EQ(_kvx_vl_mbscat(w2(), t.b, 0, "", 0), 0);
-  EXPECT_EQ(mb()->vl_errno, kSentinel);
-}
-
-TEST_F(Str, MbscatHalfCharacterFailsAndLeavesTheBytes) {
-  Buf t("a");
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, 1, "\xB0", 1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(t.str(3), "a\xB0x");
-  // The second half joined to a first half already in the target is whole.
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, 2, "\xA1", 1), 3);
-}
-
-TEST_F(Str, MbscatInvalidByteFailsWithOne) {
-  Buf t("a");
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, 1, "\x80", 1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-}
-
-TEST_F(Str, MbscatCountedNulIsAnOrdinaryCharacter) {
-  Buf t("a");
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, 1, std::string("\0b", 2).data(), 2), 3);
-  EXPECT_EQ(t.str(4), std::string("a\0bx", 4));
-  Buf u("a");
-  EXPECT_EQ(_kvx_vl_mbscat(sb(), u.b, 1, std::string("\0\xff", 2).data(), 2), 3);
-}
-
-TEST_F(Str, MbscatMultibyte) {
-  Buf t("\xB0\xA1" "a");
-  t.b[3] = 0;
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, -1, "\xB0\xA2", -1), 6);
-  EXPECT_STREQ(t.b, "\xB0\xA1" "a\xB0\xA2");
-  Buf c("\xB0\xA1");
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), c.b, 2, "\xA3\xC1z", 3), 5);
-}
-
-TEST_F(Str, MbscatInvalidTargetFailsInTheNulForm) {
-  Buf t("\x80");
-  t.b[1] = 0;
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), t.b, -1, "a", -1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  Buf u("a");
-  u.b[1] = 0;
-  EXPECT_EQ(_kvx_vl_mbscat(mb(), u.b, -1, "\x80", -1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-}
-
-TEST_F(Str, MbscatTwoByteTerminator) {
-  std::string a = W2("ab"), b = W2("c");
-  Buf t(a);
-  EXPECT_EQ(_kvx_vl_mbscat(w2(), t.b, -1, b.data(), -1), 8);
-  EXPECT_EQ(t.str(8), W2("abc"));
-  // Counted: an odd byte is half a character.
-  Buf u(a);
-  EXPECT_EQ(_kvx_vl_mbscat(w2(), u.b, 4, "\0", 1), -1);
-  EXPECT_EQ(w2()->vl_errno, uint32_t{VL_EINVAL});
-  Buf v(a);
-  EXPECT_EQ(_kvx_vl_mbscat(w2(), v.b, 4, b.data(), 4), 8);  // the NUL character is whole
-}
-
-TEST_F(Str, FullMbscat) {
-  Buf t("ab");
-  t.b[2] = 0;
-  EXPECT_EQ(vl_full_mbscat(mb(), t.b, "\xB0\xA1"), t.b);
-  EXPECT_STREQ(t.b, "ab\xB0\xA1");
-  EXPECT_EQ(vl_mbscat(sb(), t.b, "\xe9"), t.b);
-  EXPECT_STREQ(t.b, "ab\xB0\xA1\xe9");
-  EXPECT_EQ(vl_full_mbscat(mb(), t.b, "\xB0"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  EXPECT_EQ(vl_full_mbscat(mb(), nullptr, "a"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-}
-
-// ---- _kvx_vl_mbscpy ------------------------------------------------------------
-
-TEST_F(Str, MbscpyNulCountsTheTerminator) {
-  Buf t;
-  EXPECT_EQ(_kvx_vl_mbscpy(sb(), t.b, "abc", -1), 4);
-  EXPECT_STREQ(t.b, "abc");
-  EXPECT_EQ(_kvx_vl_mbscpy(sb(), t.b, "", -1), 1);
-  EXPECT_EQ(_kvx_vl_mbscpy(mb(), t.b, "\xB0\xA1", -1), 3);
-  std::string e = W2("");
-  EXPECT_EQ(_kvx_vl_mbscpy(w2(), t.b, e.data(), -1), 2);
-  EXPECT_EQ(sb()->vl_errno, kSentinel);
-}
-
-TEST_F(Str, MbscpyCountedValidates) {
-  Buf t;
-  EXPECT_EQ(_kvx_vl_mbscpy(mb(), t.b, "\xB0\xA1z", 3), 3);
-  EXPECT_EQ(t.str(4), "\xB0\xA1zx");
-  EXPECT_EQ(_kvx_vl_mbscpy(mb(), t.b, "z\xB0\xA1", 2), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(t.str(2), "z\xB0");  // copied before the check
-  EXPECT_EQ(_kvx_vl_mbscpy(mb(), t.b, "a", 0), 0);
-}
-
-TEST_F(Str, MbscpyErrors) {
-  Buf t;
-  EXPECT_EQ(_kvx_vl_mbscpy(mb(), t.b, "a", -2), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(_kvx_vl_mbscpy(mb(), t.b, nullptr, 1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  EXPECT_EQ(_kvx_vl_mbscpy(mb(), t.b, "a\x80", -1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-}
-
-TEST_F(Str, FullMbscpy) {
-  Buf t;
-  EXPECT_EQ(vl_full_mbscpy(mb(), t.b, "\xB0\xA1" "b"), t.b);
-  EXPECT_STREQ(t.b, "\xB0\xA1" "b");
-  EXPECT_EQ(vl_mbscpy(sb(), t.b, "q"), t.b);
-  EXPECT_STREQ(t.b, "q");
-  EXPECT_EQ(vl_full_mbscpy(mb(), t.b, "\xff"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-}
-
-// ---- _kvx_vl_mbsncat ---------------------------------------------------------
-
-TEST_F(Str, MbsncatNulReturnsBytesBeforeTheTerminator) {
-  Buf t("ab");
-  t.b[2] = 0;
-  EXPECT_EQ(_kvx_vl_mbsncat(sb(), t.b, -1, "cde", -1, 2), 4);
-  EXPECT_STREQ(t.b, "abcd");
-  EXPECT_EQ(_kvx_vl_mbsncat(sb(), t.b, -1, "xyz", -1, 0), 4);
-  EXPECT_STREQ(t.b, "abcd");
-  EXPECT_EQ(_kvx_vl_mbsncat(sb(), t.b, -1, "ef", -1, 10), 6);
-  EXPECT_STREQ(t.b, "abcdef");
-}
-
-TEST_F(Str, MbsncatNulCountsCharacters) {
-  Buf t("a");
-  t.b[1] = 0;
-  EXPECT_EQ(_kvx_vl_mbsncat(mb(), t.b, -1, "\xB0\xA1\xB0\xA2z", -1, 2), 5);
-  EXPECT_STREQ(t.b, "a\xB0\xA1\xB0\xA2");
-  std::string a = W2("a"), s = W2("bcd");
-  Buf w(a);
-  EXPECT_EQ(_kvx_vl_mbsncat(w2(), w.b, -1, s.data(), -1, 2), 6);
-  EXPECT_EQ(w.str(8), W2("abc"));
-}
-
-TEST_F(Str, MbsncatCounted) {
-  Buf t("ab");
-  EXPECT_EQ(_kvx_vl_mbsncat(mb(), t.b, 2, "\xB0\xA1\xB0\xA2", 4, 1), 4);
-  EXPECT_EQ(t.str(5), "ab\xB0\xA1x");
-  Buf u("ab");
-  EXPECT_EQ(_kvx_vl_mbsncat(mb(), u.b, 2, "\xB0\xA1\xB0\xA2", 4, 9), 6);
-  EXPECT_EQ(u.str(7), "ab\xB0\xA1\xB0\xA2x");
-  Buf v("ab");
-  EXPECT_EQ(_kvx_vl_mbsncat(mb(), v.b, 2, "\xB0\xA1", 1, 1), -1);  // the source cuts a character
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  // The target is validated too.
-  Buf w("a\xB0");
-  EXPECT_EQ(_kvx_vl_mbsncat(mb(), w.b, 2, "b", 1, 1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-}
-
-TEST_F(Str, MbsncatErrors) {
-  Buf t("ab");
-  t.b[2] = 0;
-  EXPECT_EQ(_kvx_vl_mbsncat(sb(), t.b, -1, "c", -1, -1), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EBADCOUNT});
-  EXPECT_EQ(_kvx_vl_mbsncat(sb(), t.b, 2, "c", -1, 1), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(_kvx_vl_mbsncat(sb(), t.b, 2, "c", -3, 1), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(_kvx_vl_mbsncat(sb(), nullptr, 2, "c", 1, 1), -1);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EBADPTR});
-}
-
-TEST_F(Str, FullMbsncat) {
-  Buf t("x");
-  t.b[1] = 0;
-  EXPECT_EQ(vl_mbsncat(mb(), t.b, "\xB0\xA1" "bc", 2), t.b);
-  EXPECT_STREQ(t.b, "x\xB0\xA1" "b");
-  EXPECT_EQ(vl_mbsncat(mb(), t.b, "a", -1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADCOUNT});
-}
-
-// ---- _kvx_vl_mbsncpy ---------------------------------------------------------
-
-TEST_F(Str, MbsncpyNulIsOneTerminatorShort) {
-  Buf t;
-  EXPECT_EQ(_kvx_vl_mbsncpy(sb(), t.b, "abc", -1, 0), -1);  // 0 - 1, not a failure
-  EXPECT_EQ(t.b[0], '\0');
-  EXPECT_EQ(sb()->vl_errno, kSentinel);
-  EXPECT_EQ(_kvx_vl_mbsncpy(sb(), t.b, "abc", -1, 2), 1);
-  EXPECT_EQ(t.str(3), std::string("ab\0", 3));
-  EXPECT_EQ(_kvx_vl_mbsncpy(sb(), t.b, "abc", -1, 7), 2);
-  EXPECT_STREQ(t.b, "abc");
-  EXPECT_EQ(_kvx_vl_mbsncpy(mb(), t.b, "\xB0\xA1\xB0\xA2", -1, 1), 1);
-  EXPECT_STREQ(t.b, "\xB0\xA1");
-}
-
-TEST_F(Str, MbsncpyNulTwoByteTerminator) {
-  Buf t;
-  std::string s = W2("abc");
-  EXPECT_EQ(_kvx_vl_mbsncpy(w2(), t.b, s.data(), -1, 0), -2);
-  EXPECT_EQ(t.str(3), std::string("\0\0x", 3));
-  EXPECT_EQ(_kvx_vl_mbsncpy(w2(), t.b, s.data(), -1, 2), 2);
-  EXPECT_EQ(t.str(7), W2("ab") + "x");
-  EXPECT_EQ(w2()->vl_errno, kSentinel);
-}
-
-TEST_F(Str, MbsncpyCountedCopiesWholeCharactersOnly) {
-  Buf t;
-  EXPECT_EQ(_kvx_vl_mbsncpy(mb(), t.b, "\xB0\xA1\xB0\xA2", 4, 1), 2);
-  EXPECT_EQ(t.str(3), "\xB0\xA1x");
-  EXPECT_EQ(_kvx_vl_mbsncpy(mb(), t.b, "\xB0\xA1z", 3, 5), 3);
-  EXPECT_EQ(t.str(4), "\xB0\xA1zx");
-  EXPECT_EQ(_kvx_vl_mbsncpy(mb(), t.b, "a\xB0\xA1", 2, 5), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(_kvx_vl_mbsncpy(mb(), t.b, std::string("\0a", 2).data(), 2, 1), 1);
-  EXPECT_EQ(_kvx_vl_mbsncpy(mb(), t.b, "a", 1, -1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADCOUNT});
-}
-
-TEST_F(Str, FullMbsncpyWritesATerminatorAndNoPadding) {
-  Buf t;
-  EXPECT_EQ(vl_mbsncpy(mb(), t.b, "a\xB0\xA1" "b", 2), t.b);
-  EXPECT_EQ(t.str(5), std::string("a\xB0\xA1\0x", 5));
-  EXPECT_EQ(vl_mbsncpy(mb(), t.b, "a", 5), t.b);
-  EXPECT_EQ(t.str(3), std::string("a\0\xA1", 3));
-}
-
-// ---- searching: chr, rchr -------------------------------------------------------
-
-TEST_F(Str, FullMbschrNotFoundClearsTheError) {
-  EXPECT_EQ(vl_full_mbschr(mb(), "abc", "z"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  EXPECT_EQ(vl_full_mbschr(sb(), "abc", "z"), nullptr);
-  EXPECT_EQ(sb()->vl_errno, 0u);
-}
-
-TEST_F(Str, FullMbschrMatchesOnlyAtCharacterBoundaries) {
-  const char *s = "a\xB0\xA1\xA1\xB0" "b";
-  EXPECT_EQ(vl_full_mbschr(mb(), s, "\xB0\xA1"), s + 1);
-  EXPECT_EQ(vl_full_mbschr(mb(), s, "\xA1\xB0"), s + 3);
-  EXPECT_EQ(vl_full_mbschr(mb(), s, "\xA1\xA1"), nullptr);  // bytes 2-3 straddle two characters
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  EXPECT_EQ(vl_full_mbschr(mb(), s, "b"), s + 5);
-  // In the two-byte codeset the byte pair 0x00 0x30 at an odd offset is no hit.
-  std::string w = std::string("\x30\x00\x30\x41", 4) + W2("0");
-  EXPECT_EQ(vl_full_mbschr(w2(), w.data(), std::string("\0" "0", 2).data()), w.data() + 4);
-}
-
-TEST_F(Str, FullMbschrNulCharacterFindsTheTerminator) {
-  const char *s = "a\xB0\xA1";
-  EXPECT_EQ(vl_full_mbschr(mb(), s, ""), s + 3);
-  EXPECT_EQ(vl_full_mbschr(sb(), s, ""), s + 3);
-}
-
-TEST_F(Str, FullMbschrFailures) {
-  EXPECT_EQ(vl_full_mbschr(mb(), "a\x80" "b", "b"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  EXPECT_EQ(vl_full_mbschr(mb(), "ab", "\x80"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  EXPECT_EQ(vl_full_mbschr(mb(), nullptr, "a"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-}
-
-TEST_F(Str, KvxMbschr) {
-  const char *s = "ab\xB0\xA1" "cb";
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, -1, "\xB0\xA1", -1), s + 2);
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, 6, "\xB0\xA1", 2), s + 2);
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, 2, "\xB0\xA1", 2), nullptr);  // outside the length
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  mb()->vl_errno = kSentinel;
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, 0, "a", 1), nullptr);  // an empty string finds nothing
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  // The character is measured first.
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, 0, "\xB0\xA1", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, 6, "a", 0), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, -1, "a", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, -4, "a", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), nullptr, 1, "a", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  // A cut character in the string fails.
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s, 3, "c", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-}
-
-TEST_F(Str, KvxMbschrCountedNulCharacter) {
-  std::string s("a\0b", 3);
-  EXPECT_EQ(_kvx_vl_mbschr(mb(), s.data(), 3, "", 1), s.data() + 1);
-  EXPECT_EQ(_kvx_vl_mbschr(sb(), s.data(), 3, "b", 1), s.data() + 2);
-  EXPECT_EQ(_kvx_vl_mbschr(sb(), s.data(), -1, "b", -1), nullptr);  // -1 stops at the terminator
-  EXPECT_EQ(sb()->vl_errno, 0u);
-}
-
-TEST_F(Str, FullMbsrchr) {
-  const char *s = "ab\xB0\xA1" "ab\xB0\xA1" "a";
-  EXPECT_EQ(vl_full_mbsrchr(mb(), s, "\xB0\xA1"), s + 6);
-  EXPECT_EQ(mb()->vl_errno, 0u);  // cleared on entry
-  EXPECT_EQ(vl_full_mbsrchr(mb(), s, "a"), s + 8);
-  mb()->vl_errno = kSentinel;
-  EXPECT_EQ(vl_full_mbsrchr(mb(), s, "z"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  const char *t = "abcabc";
-  EXPECT_EQ(vl_full_mbsrchr(sb(), t, "b"), t + 4);
-  EXPECT_EQ(vl_full_mbsrchr(mb(), s, ""), s + 9);
-  // A bad character after the last hit makes the whole search fail.
-  EXPECT_EQ(vl_full_mbsrchr(mb(), "ab\x80", "a"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  std::string w = W2("abab");
-  EXPECT_EQ(vl_full_mbsrchr(w2(), w.data(), std::string("\0b", 2).data()), w.data() + 6);
-}
-
-TEST_F(Str, KvxMbsrchr) {
-  const char *s = "abcabc";
-  EXPECT_EQ(_kvx_vl_mbsrchr(sb(), s, 3, "b", 1), s + 1);
-  EXPECT_EQ(_kvx_vl_mbsrchr(sb(), s, -1, "b", -1), s + 4);
-  const char *m = "\xB0\xA1\xB0\xA1";
-  EXPECT_EQ(_kvx_vl_mbsrchr(mb(), m, 4, "\xB0\xA1", 2), m + 2);
-  EXPECT_EQ(_kvx_vl_mbsrchr(mb(), m, 4, "\xA1\xB0", 2), nullptr);
-  EXPECT_EQ(mb()->vl_errno, 0u);
-}
-
-// ---- searching: spn, cspn, pbrk, mbs ---------------------------------------------
-
-TEST_F(Str, MbsspnCountsCharacters) {
-  EXPECT_EQ(vl_full_mbsspn(mb(), "\xB0\xA1\xB0\xA2z", "\xB0\xA2\xB0\xA1"), 2);
-  EXPECT_EQ(vl_full_mbsspn(mb(), "\xB0\xA1\xB0\xA2", "\xA1\xB0"), 0);  // bytes alone don't count
-  EXPECT_EQ(vl_full_mbsspn(sb(), "aab", "a"), 2);
-  EXPECT_EQ(vl_full_mbsspn(sb(), "aab", ""), 0);
-  EXPECT_EQ(vl_full_mbsspn(sb(), "", "a"), 0);
-  std::string s = W2("abc"), set = W2("ba");
-  EXPECT_EQ(vl_full_mbsspn(w2(), s.data(), set.data()), 2);
-  EXPECT_EQ(mb()->vl_errno, kSentinel);
-}
-
-TEST_F(Str, MbscspnCountsCharacters) {
-  EXPECT_EQ(vl_full_mbscspn(mb(), "a\xB0\xA1" "b\xB0\xA2", "\xB0\xA2"), 3);
-  EXPECT_EQ(vl_full_mbscspn(mb(), "abc", "z"), 3);
-  EXPECT_EQ(vl_full_mbscspn(sb(), "abc", "c"), 2);
-}
-
-TEST_F(Str, KvxMbsspnAndCspn) {
-  EXPECT_EQ(_kvx_vl_mbsspn(sb(), "abc", 3, "ba", 2), 2);
-  EXPECT_EQ(_kvx_vl_mbsspn(sb(), "abc", 1, "ba", 2), 1);
-  EXPECT_EQ(_kvx_vl_mbsspn(sb(), "abc", 3, "ba", 1), 0);
-  EXPECT_EQ(_kvx_vl_mbsspn(mb(), "\xB0\xA1\xB0\xA1z", 5, "\xB0\xA1", -1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(_kvx_vl_mbsspn(mb(), "\xB0\xA1\xB0\xA1z", 5, "\xB0\xA1", 2), 2);
-  EXPECT_EQ(_kvx_vl_mbsspn(mb(), "\xB0\xA1\xB0\xA1z", -1, "\xB0\xA1", -1), 2);
-  EXPECT_EQ(_kvx_vl_mbscspn(mb(), "ab\xB0\xA1", 4, "\xB0\xA1", 2), 2);
-  EXPECT_EQ(_kvx_vl_mbscspn(mb(), "ab\xB0\xA1", 3, "\xB0\xA1", 2), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  // Counted strings hold NUL characters.
-  std::string s("\0\0a", 3);
-  EXPECT_EQ(_kvx_vl_mbsspn(mb(), s.data(), 3, "", 1), 2);
-}
-
-TEST_F(Str, MbsspnBadSetFails) {
-  EXPECT_EQ(vl_full_mbsspn(mb(), "abc", "a\x80"), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  mb()->vl_errno = 0;
-  EXPECT_EQ(_kvx_vl_mbscspn(mb(), "", 0, "\xB0", 1), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(vl_full_mbsspn(mb(), nullptr, "a"), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-}
-
-TEST_F(Str, Mbspbrk) {
-  const char *s = "ab\xB0\xA1" "c";
-  EXPECT_EQ(vl_full_mbspbrk(mb(), s, "c\xB0\xA1"), s + 2);
-  EXPECT_EQ(vl_full_mbspbrk(mb(), s, "\xA1\xB0"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  EXPECT_EQ(_kvx_vl_mbspbrk(mb(), s, 5, "c", 1), s + 4);
-  mb()->vl_errno = kSentinel;
-  EXPECT_EQ(_kvx_vl_mbspbrk(mb(), s, 4, "c", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  EXPECT_EQ(_kvx_vl_mbspbrk(mb(), s, -1, "c", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EMIXEDLEN});
-  const char *t = "xyz";
-  EXPECT_EQ(vl_full_mbspbrk(sb(), t, "zy"), t + 1);
-}
-
-TEST_F(Str, Mbsmbs) {
-  const char *s = "ab\xB0\xA1\xB0\xA2";
-  EXPECT_EQ(vl_full_mbsmbs(mb(), s, "\xB0\xA2"), s + 4);
-  EXPECT_EQ(vl_full_mbsmbs(mb(), s, "b\xB0\xA1"), s + 1);
-  EXPECT_EQ(vl_full_mbsmbs(mb(), s, "\xA1\xB0"), nullptr);  // not at a boundary
-  EXPECT_EQ(mb()->vl_errno, 0u);
-  EXPECT_EQ(vl_full_mbsmbs(mb(), s, ""), s);
-  EXPECT_EQ(vl_full_mbsmbs(mb(), s, "\xB0\xA2z"), nullptr);
-  const char *h = "hello";
-  EXPECT_EQ(vl_full_mbsmbs(sb(), h, "llo"), h + 2);
-  EXPECT_EQ(vl_full_mbsmbs(sb(), h, "lloo"), nullptr);
-  std::string w = std::string("\x30\x00\x30\x41", 4) + W2("0");
-  std::string sub("\0" "0", 2);
-  EXPECT_EQ(_kvx_vl_mbsmbs(w2(), w.data(), 6, sub.data(), 2), w.data() + 4);
-  EXPECT_EQ(_kvx_vl_mbsmbs(w2(), w.data(), 4, sub.data(), 2), nullptr);
-}
-
-TEST_F(Str, KvxMbsmbs) {
-  const char *s = "abcd";
-  EXPECT_EQ(_kvx_vl_mbsmbs(sb(), s, 3, "cd", 2), nullptr);  // runs past the length
-  EXPECT_EQ(sb()->vl_errno, 0u);
-  EXPECT_EQ(_kvx_vl_mbsmbs(sb(), s, 3, "bc", 2), s + 1);
-  EXPECT_EQ(_kvx_vl_mbsmbs(sb(), s, 0, "", 0), s);
-  EXPECT_EQ(_kvx_vl_mbsmbs(sb(), s, 3, "bc", -1), nullptr);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(_kvx_vl_mbsmbs(sb(), s, -1, "cd", -1), s + 2);
-  std::string n("a\0b", 3);
-  EXPECT_EQ(_kvx_vl_mbsmbs(mb(), n.data(), 3, std::string("\0b", 2).data(), 2), n.data() + 1);
-}
-
-// ---- stepping and indexing ------------------------------------------------------------
-
-TEST_F(Str, FullMbsnext) {
-  const char *s = "\xB0\xA1x";
-  EXPECT_EQ(vl_full_mbsnext(mb(), s), s + 2);
-  EXPECT_EQ(vl_full_mbsnext(mb(), s + 2), s + 3);
-  EXPECT_EQ(vl_full_mbsnext(mb(), s + 3), s + 3);  // the terminator has length 0
-  EXPECT_EQ(vl_full_mbsnext(sb(), s), s + 1);
-  EXPECT_EQ(vl_full_mbsnext(mb(), "\x80"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  EXPECT_EQ(vl_full_mbsnext(mb(), "\xB0"), nullptr);  // no limit: the lead byte before NUL is invalid
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  EXPECT_EQ(vl_full_mbsnext(mb(), nullptr), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  std::string w = W2("a");
-  EXPECT_EQ(vl_full_mbsnext(w2(), w.data()), w.data() + 2);
-}
-
-TEST_F(Str, KvxFullMbsnext) {
-  const char *s = "\xB0\xA1x";
-  EXPECT_EQ(_kvx_vl_full_mbsnext(mb(), s, 3), s + 2);
-  EXPECT_EQ(_kvx_vl_full_mbsnext(mb(), s, 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  mb()->vl_errno = 0;
-  EXPECT_EQ(_kvx_vl_full_mbsnext(mb(), s, -1), nullptr);  // -1 is no sentinel here
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(_kvx_vl_full_mbsnext(sb(), s, 0), nullptr);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(_kvx_vl_full_mbsnext(mb(), "\x80", 4), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  const char *e = "";
-  EXPECT_EQ(_kvx_vl_full_mbsnext(mb(), e, 1), e + 1);  // NUL has its real length
-  EXPECT_EQ(_kvx_vl_full_mbsnext(sb(), e, 1), e + 1);
-  std::string w = W2("");
-  EXPECT_EQ(_kvx_vl_full_mbsnext(w2(), w.data(), 2), w.data() + 2);
-}
-
-TEST_F(Str, FullMbsprev) {
-  const char *s = "a\xB0\xA1" "b";
-  EXPECT_EQ(vl_full_mbsprev(mb(), s, s + 4), s + 3);
-  EXPECT_EQ(vl_full_mbsprev(mb(), s, s + 3), s + 1);
-  EXPECT_EQ(vl_full_mbsprev(mb(), s, s + 2), s + 1);  // inside a character: its start
-  EXPECT_EQ(vl_full_mbsprev(mb(), s, s + 1), s);
-  EXPECT_EQ(vl_full_mbsprev(sb(), s, s + 3), s + 2);
-  EXPECT_EQ(vl_full_mbsprev(mb(), s, s), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADRANGE});
-  mb()->vl_errno = 0;
-  EXPECT_EQ(vl_full_mbsprev(mb(), s + 2, s), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADRANGE});
-  EXPECT_EQ(vl_full_mbsprev(mb(), "\x80" "a", nullptr), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  const char *bad = "\x80" "ab";
-  EXPECT_EQ(vl_full_mbsprev(mb(), bad, bad + 2), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  std::string w = W2("abc");
-  EXPECT_EQ(vl_full_mbsprev(w2(), w.data(), w.data() + 6), w.data() + 4);
-}
-
-TEST_F(Str, FullGetmbsiDoesNotStopAtTheTerminator) {
-  const char *s = "\xB0\xA1\xB0\xA2";
-  EXPECT_EQ(vl_full_getmbsi(mb(), s, 0), s);
-  EXPECT_EQ(vl_full_getmbsi(mb(), s, 2), s + 4);
-  const char buf[] = "a\0bc";
-  EXPECT_EQ(vl_full_getmbsi(mb(), buf, 3), buf + 3);
-  EXPECT_EQ(vl_full_getmbsi(sb(), buf, 4), buf + 4);
-  std::string w = W2("a") + W2("b");
-  EXPECT_EQ(vl_full_getmbsi(w2(), w.data(), 3), w.data() + 6);
-  EXPECT_EQ(vl_full_getmbsi(mb(), s, -1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADCOUNT});
-  EXPECT_EQ(vl_full_getmbsi(mb(), nullptr, 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  EXPECT_EQ(vl_full_getmbsi(mb(), "\x80", 1), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-}
-
-TEST_F(Str, GetmbsinullStopsAtTheTerminator) {
-  const char *s = "a\xB0\xA1";
-  EXPECT_EQ(vl_getmbsinull(mb(), s, 2), s + 3);
-  EXPECT_EQ(vl_getmbsinull(mb(), s, 9), s + 3);
-  EXPECT_EQ(vl_getmbsinull(sb(), s, 9), s + 3);
-  std::string w = W2("ab");
-  EXPECT_EQ(vl_getmbsinull(w2(), w.data(), 5), w.data() + 4);
-  EXPECT_EQ(vl_getmbsinull(sb(), s, -2), nullptr);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EBADCOUNT});
-}
-
-TEST_F(Str, MbcreplaceMovesTheRest) {
-  char b[16] = "a\xB0\xA1" "b";
-  EXPECT_EQ(vl_mbcreplace(mb(), b + 1, "c"), b + 1);
-  EXPECT_STREQ(b, "acb");
-  EXPECT_EQ(vl_mbcreplace(mb(), b, "\xB0\xA2"), b);
-  EXPECT_STREQ(b, "\xB0\xA2" "cb");
-  EXPECT_EQ(vl_mbcreplace(mb(), b + 4, "z"), b + 4);  // at the terminator: appends
-  EXPECT_STREQ(b, "\xB0\xA2" "cbz");
-  EXPECT_EQ(mb()->vl_errno, kSentinel);
-}
-
-TEST_F(Str, MbcreplaceFailures) {
-  char b[16] = "abc";
-  EXPECT_EQ(vl_mbcreplace(mb(), b, nullptr), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  EXPECT_EQ(vl_mbcreplace(mb(), nullptr, "a"), nullptr);
-  EXPECT_EQ(vl_mbcreplace(mb(), b, "\x80"), nullptr);
-  EXPECT_STREQ(b, "abc");
-  char c[16] = "\x80" "bc";
-  EXPECT_EQ(vl_mbcreplace(mb(), c, "a"), nullptr);
-  EXPECT_STREQ(c, "\x80" "bc");
-}
-
-TEST_F(Str, MbcreplaceTwoByteCodeset) {
-  std::string s = W2("abc");
-  char b[16];
-  memcpy(b, s.data(), s.size());
-  EXPECT_EQ(vl_mbcreplace(w2(), b + 2, "\x30\x41"), b + 2);
-  EXPECT_EQ(std::string(b, 8), std::string("\0a\x30\x41\0c\0\0", 8));
-}
-
-TEST_F(Str, FullPutmbsi) {
-  char b[16] = "a\xB0\xA1" "b";
-  EXPECT_EQ(vl_full_putmbsi(mb(), b, 2, "\xB0\xA3"), b);
-  EXPECT_STREQ(b, "a\xB0\xA1\xB0\xA3");
-  EXPECT_EQ(vl_full_putmbsi(mb(), b, 1, "q"), b);
-  EXPECT_STREQ(b, "aq\xB0\xA3");
-  EXPECT_EQ(vl_full_putmbsi(sb(), b, 0, "z"), b);
-  EXPECT_EQ(b[0], 'z');
-  EXPECT_EQ(vl_full_putmbsi(mb(), b, -1, "z"), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADCOUNT});
-}
-
-TEST_F(Str, Mbstowcslen) {
-  int32_t n = -5;
-  vl_wchar *w = vl_mbstowcslen(mb(), "a\xB0\xA1" "b", &n);
-  ASSERT_NE(w, nullptr);
-  EXPECT_EQ(n, 3);
-  EXPECT_EQ(w[0], 0x61u);
-  EXPECT_EQ(w[1], 0xB0A1u);
-  EXPECT_EQ(w[2], 0x62u);
-  EXPECT_EQ(w[3], 0u);
-  _vl_free_ptr(w);
-  w = vl_mbstowcslen(sb(), "", &n);
-  ASSERT_NE(w, nullptr);
-  EXPECT_EQ(n, 0);
-  EXPECT_EQ(w[0], 0u);
-  _vl_free_ptr(w);
-  w = vl_mbstowcslen(sb(), "\xe9\xff", nullptr);
-  ASSERT_NE(w, nullptr);
-  EXPECT_EQ(w[0], 0xE9u);
-  EXPECT_EQ(w[1], 0xFFu);
-  EXPECT_EQ(w[2], 0u);
-  _vl_free_ptr(w);
-  std::string s = std::string("\0a\x30\x41", 4) + W2("");
-  w = vl_mbstowcslen(w2(), s.data(), &n);
-  ASSERT_NE(w, nullptr);
-  EXPECT_EQ(n, 2);
-  EXPECT_EQ(w[0], 0x61u);
-  EXPECT_EQ(w[1], 0x3041u);
-  EXPECT_EQ(w[2], 0u);
-  _vl_free_ptr(w);
-}
-
-TEST_F(Str, MbstowcslenGrowsAndFails) {
-  std::string s;
-  for (int i = 0; i < 1000; ++i) s += (i % 3) ? "x" : "\xB0\xA1";
-  int32_t n = 0;
-  vl_wchar *w = vl_mbstowcslen(mb(), s.c_str(), &n);
-  ASSERT_NE(w, nullptr);
-  EXPECT_EQ(n, 1000);
-  EXPECT_EQ(w[998], 0x78u);
-  EXPECT_EQ(w[999], 0xB0A1u);
-  EXPECT_EQ(w[1000], 0u);
-  _vl_free_ptr(w);
-  EXPECT_EQ(vl_mbstowcslen(mb(), "ab\xB0", &n), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  EXPECT_EQ(vl_mbstowcslen(mb(), nullptr, &n), nullptr);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-}
-
-// ---- trailing blanks ------------------------------------------------------------------
-
-TEST_F(Str, MbsntslenSingleByte) {
-  EXPECT_EQ(vl_mbsntslen(sb(), "ab  "), 2);
-  EXPECT_EQ(vl_mbsntslen(sb(), "a b "), 3);
-  EXPECT_EQ(vl_mbsntslen(sb(), "   "), 0);
-  EXPECT_EQ(vl_mbsntslen(sb(), ""), 0);
-  EXPECT_EQ(vl_mbsntslen(sb(), "ab\xA0"), 2);  // no-break space: blank
-  EXPECT_EQ(vl_mbsntslen(sb(), "ab\t"), 3);    // the fixture's tab is also a control
-  EXPECT_EQ(vl_mbsntsbytes(sb(), "ab  "), 2);
-  EXPECT_EQ(_kvx_vl_mbsntslen(sb(), "ab  cd", 4), 2);
-  EXPECT_EQ(_kvx_vl_mbsntslen(sb(), "ab  cd", -1), 6);
-  EXPECT_EQ(_kvx_vl_mbsntsbytes(sb(), std::string(" a\0 ", 4).data(), 4), 3);  // NUL is not blank
-  EXPECT_EQ(sb()->vl_errno, kSentinel);
-}
-
-TEST_F(Str, TabCountsWhenBlankAndNotControl) {
-  CtypeSpec spec = latin1_spec();
-  for (auto &c : spec.chars) {
-    if (c.bytes == "\t") c.mask = M_BLANK | M_SPACE;
-    if (c.bytes == "\x1c") c.mask = M_SPACE;  // space, not blank
-    if (c.bytes == "\x1d") c.mask = M_BLANK;  // blank, not space
-  }
-  vl_locale_t *h = make_handle(spec);
-  ASSERT_NE(h, nullptr);
-  EXPECT_EQ(vl_mbsntslen(h, "ab\t"), 2);
-  EXPECT_EQ(vl_mbsntslen(h, "ab\x1c"), 3);
-  EXPECT_EQ(vl_mbsntslen(h, "ab\x1d"), 2);
-  const vl_wchar w1[] = {'a', 0x1C, 0}, w2v[] = {'a', 0x1D, 0}, w3[] = {'a', '\t', 0};
-  EXPECT_EQ(vl_wcsntslen(h, w1), 1);  // the wide side tests the space class
-  EXPECT_EQ(vl_wcsntslen(h, w2v), 2);
-  EXPECT_EQ(vl_wcsntslen(h, w3), 1);
-  vl_lc_unload(h);
-}
-
-TEST_F(Str, MbsntslenMultibyte) {
-  const char *s = "a\xB0\xA1 \xA1\xA1";  // ideographic space at the end
-  EXPECT_EQ(vl_mbsntslen(mb(), s), 2);
-  EXPECT_EQ(vl_mbsntsbytes(mb(), s), 3);
-  EXPECT_EQ(_kvx_vl_mbsntslen(mb(), s, 4), 2);
-  EXPECT_EQ(_kvx_vl_mbsntsbytes(mb(), s, 6), 3);
-  EXPECT_EQ(vl_mbsntsbytes(mb(), "\xA1\xA1z \xA1\xA1"), 3);
-  EXPECT_EQ(mb()->vl_errno, kSentinel);
-  EXPECT_EQ(_kvx_vl_mbsntslen(mb(), s, 5), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EINVAL});
-  EXPECT_EQ(vl_mbsntsbytes(mb(), "a \x80"), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EILSEQ});
-  EXPECT_EQ(_kvx_vl_mbsntslen(mb(), s, -2), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(vl_mbsntslen(mb(), nullptr), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADPTR});
-  std::string w = W2("ab  ");
-  EXPECT_EQ(vl_mbsntslen(w2(), w.data()), 2);
-  EXPECT_EQ(vl_mbsntsbytes(w2(), w.data()), 4);
-}
-
-TEST_F(Str, Wcsntslen) {
-  const vl_wchar s[] = {'a', ' ', 'b', ' ', 0xA0, 0};
-  EXPECT_EQ(vl_wcsntslen(sb(), s), 3);
-  EXPECT_EQ(_kvx_vl_wcsntslen(sb(), s, 2), 1);
-  const vl_wchar nl[] = {'a', '\n', 0};  // space but control
-  EXPECT_EQ(vl_wcsntslen(sb(), nl), 2);
-  EXPECT_EQ(sb()->vl_errno, kSentinel);
-  const vl_wchar big[] = {'a', ' ', 0x100, ' ', 0};
-  EXPECT_EQ(vl_wcsntslen(sb(), big), 3);  // above 255 with a class table: error 1, non-blank
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EILSEQ});
-  const vl_wchar m[] = {'a', 0xA1A1, ' ', 0};
-  EXPECT_EQ(vl_wcsntslen(mb(), m), 1);
-  EXPECT_EQ(_kvx_vl_wcsntslen(mb(), m, -3), -1);
-  EXPECT_EQ(mb()->vl_errno, uint32_t{VL_EBADARG});
-}
-
-TEST_F(Str, MbspAndTruncation) {
-  const char *s = "ab  ";
-  EXPECT_EQ(vl_mbsp(sb(), s), s + 2);
-  EXPECT_EQ(vl_mbsp(sb(), "ab"), nullptr);
-  EXPECT_EQ(sb()->vl_errno, 0u);
-  const char *b = "  ";
-  EXPECT_EQ(vl_mbsp(sb(), b), b);
-  EXPECT_EQ(vl_mbsp(sb(), nullptr), nullptr);
-  EXPECT_EQ(sb()->vl_errno, uint32_t{VL_EBADPTR});
-  char t[] = "a b  ";
-  EXPECT_EQ(vl_mbsntstrunc(sb(), t), t);
-  EXPECT_STREQ(t, "a b");
-  char m[] = "\xB0\xA1\xA1\xA1 ";
-  EXPECT_EQ(vl_mbsntstrunc(mb(), m), m);
-  EXPECT_STREQ(m, "\xB0\xA1");
-  std::string w = W2("a  ");
-  char wb[8];
-  memcpy(wb, w.data(), 8);
-  EXPECT_EQ(vl_mbsntstrunc(w2(), wb), wb);
-  EXPECT_EQ(std::string(wb, 4), W2("a"));
-  vl_wchar ws[] = {'x', ' ', 0xA0, 0};
-  EXPECT_EQ(vl_wcsntstrunc(sb(), ws), ws);
-  EXPECT_EQ(ws[1], 0u);
-  vl_wchar none[] = {'x', 0};
-  EXPECT_EQ(vl_wcsntstrunc(sb(), none), none);
-  EXPECT_EQ(none[0], 'x');
-}
-
-// ---- wide strings -------------------------------------------------------------------------
-
-TEST(StrWide, WcscatNeedsNoHandle) {
-  vl_wchar t[8] = {1, 2, 0};
-  const vl_wchar s[] = {3, 0};
-  EXPECT_EQ(vl_wcscat(t, s), t);
-  EXPECT_EQ(t[2], 3u);
-  EXPECT_EQ(t[3], 0u);
-  EXPECT_EQ(vl_wcscat(nullptr, s), nullptr);
-}
-
-TEST(StrWide, KvxWcscat) {
+TEST_F(Str, WideMembers) {
   vl_locale_t *h = nullptr;
   ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  vl_wchar t[8] = {1, 2, 0, 9, 9, 9, 9, 9};
-  const vl_wchar s[] = {3, 4, 0};
-  EXPECT_EQ(_kvx_vl_wcscat(h, t, -1, s, -1), 4);
-  EXPECT_EQ(t[4], 0u);
-  vl_wchar u[8] = {1, 2, 7, 9, 9, 9, 9, 9};
-  EXPECT_EQ(_kvx_vl_wcscat(h, u, 2, s, 1), 3);
-  EXPECT_EQ(u[2], 3u);
-  EXPECT_EQ(u[3], 9u);  // no terminator
-  EXPECT_EQ(_kvx_vl_wcscat(h, u, -1, s, 1), -1);
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(_kvx_vl_wcscat(h, u, -7, s, 1), -1);
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(_kvx_vl_wcscat(h, u, 2, nullptr, 1), -1);
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EBADPTR});
-  EXPECT_EQ(_kvx_vl_wcscat(nullptr, u, -1, s, 1), -1);  // no handle: nothing stored, no crash
+  vl_wchar t[8];
+  auto T = [&](std::initializer_list<vl_wchar> v) { std::fill(t, t + 8, 9), std::copy(v.begin(), v.end(), t); return t; };
+  auto S = [&](size_t n) { return std::vector<vl_wchar>(t, t + n); };
+  const vl_wchar s34[] = {3, 4, 0}, s12[] = {1, 2, 0}, s234[] = {2, 3, 4, 0}, w[] = {1, 2, 3, 2, 0}, set[] = {2, 1, 0};
+  const vl_wchar sub[] = {3, 4, 0}, w4[] = {1, 2, 3, 4, 0};
+  using V = std::vector<vl_wchar>;
+  run({
+      {"wcscat, no handle", [&] { return vl_wcscat(T({1, 2, 0}), s34) == t && S(5) == V{1, 2, 3, 4, 0}; }, 1, 0},
+      {"wcscat null", [&] { return off(vl_wcscat(nullptr, s34), t); }, -1, 0},
+      {"counted wcscat -1", [&] { return _kvx_vl_wcscat(h, T({1, 2, 0}), -1, s34, -1) * 10 + t[4]; }, 40, 0},
+      {"counted wcscat: no terminator", [&] { return _kvx_vl_wcscat(h, T({1, 2, 7}), 2, s34, 1) * 10 + t[3]; }, 39, 0},
+      {"counted wcscat -1 and 1", [&] { return _kvx_vl_wcscat(h, t, -1, s34, 1); }, -1, VL_EMIXEDLEN},
+      {"counted wcscat -7", [&] { return _kvx_vl_wcscat(h, t, -7, s34, 1); }, -1, VL_EBADARG},
+      {"counted wcscat null", [&] { return _kvx_vl_wcscat(h, t, 2, nullptr, 1); }, -1, VL_EBADPTR},
+      {"counted wcscat no handle", [&] { return _kvx_vl_wcscat(nullptr, t, -1, s34, 1); }, -1, 0},
+      {"wcscpy", [&] { return vl_wcscpy(T({}), s12) == t && S(4) == V{1, 2, 0, 9}; }, 1, 0},
+      {"counted wcscpy", [&] { return _kvx_vl_wcscpy(nullptr, T({}), s12, -1) * 10 + _kvx_vl_wcscpy(nullptr, T({}), s12, 1) + t[1]; }, 30, 0},
+      {"counted wcscpy -2", [&] { return _kvx_vl_wcscpy(h, t, s12, -2); }, -1, VL_EBADARG},
+      {"wcsncpy fills with zeros", [&] { return vl_wcsncpy(T({}), s12, 5) == t && S(6) == V{1, 2, 0, 0, 0, 9}; }, 1, 0},
+      {"counted wcsncpy -1", [&] { return _kvx_vl_wcsncpy(nullptr, T({}), s12, -1, 5); }, 2, 0},
+      {"counted wcsncpy n 1: no terminator", [&] { return _kvx_vl_wcsncpy(nullptr, T({}), s12, -1, 1) * 10 + t[1]; }, 19, 0},
+      {"counted wcsncpy: the smaller, no fill", [&] { return _kvx_vl_wcsncpy(nullptr, T({}), s12, 3, 5) * 10 + t[3]; }, 39, 0},
+      {"counted wcsncpy n below length", [&] { return _kvx_vl_wcsncpy(nullptr, T({}), s12, 3, 2); }, 2, 0},
+      {"counted wcsncpy n -1", [&] { return _kvx_vl_wcsncpy(h, t, s12, -1, -1); }, -1, VL_EBADCOUNT},
+      {"wcsncat", [&] { return vl_wcsncat(T({1, 0}), s234, 2) == t && S(4) == V{1, 2, 3, 0}; }, 1, 0},
+      {"counted wcsncat -1", [&] { return _kvx_vl_wcsncat(nullptr, T({1, 0}), -1, s234, -1, 9); }, 4, 0},
+      {"counted wcsncat", [&] { return _kvx_vl_wcsncat(nullptr, T({1}), 1, s234, 3, 2) * 10 + t[3]; }, 39, 0},
+      {"counted wcsncat 1 and -1", [&] { return _kvx_vl_wcsncat(h, t, 1, s234, -1, 2); }, -1, VL_EMIXEDLEN},
+      {"wcschr and wcsrchr", [&] { return off(vl_wcschr(h, w, 2), w) * 10 + off(vl_wcsrchr(h, w, 2), w); }, 13, 0},
+      {"wcschr not found", [&] { h->vl_errno = 99; return off(vl_wcschr(h, w, 7), w) + off(vl_wcschr(nullptr, w, 7), w); }, -2, 0},
+      {"wcschr zero finds the terminator", [&] { return off(vl_wcschr(h, w, 0), w); }, 4, 0},
+      {"counted wcschr", [&] { return off(_kvx_vl_wcschr(h, w, 1, 2), w) * 10 + off(_kvx_vl_wcsrchr(h, w, 3, 2), w); }, -9, 0},
+      {"counted wcschr zero is a value", [&] { return off(_kvx_vl_wcschr(h, w, 5, 0), w) * 10 + off(_kvx_vl_wcschr(h, w, 4, 0), w); }, 39, 0},
+      {"counted wcschr -2", [&] { return off(_kvx_vl_wcschr(h, w, -2, 1), w); }, -1, VL_EBADARG},
+      {"wcsrchr null", [&] { return off(vl_wcsrchr(h, nullptr, 1), w); }, -1, VL_EBADPTR},
+      {"wcsspn, wcscspn", [&] { return vl_wcsspn(h, w4, set) * 10 + vl_wcscspn(h, w4, sub); }, 22, 0},
+      {"counted wcsspn, wcscspn", [&] { return _kvx_vl_wcsspn(h, w4, 4, set, 1) * 10 + _kvx_vl_wcscspn(h, w4, 1, sub, 2); }, 1, 0},
+      {"counted wcsspn 4 and -1", [&] { return _kvx_vl_wcsspn(h, w4, 4, set, -1); }, -1, VL_EMIXEDLEN},
+      {"wcspbrk", [&] { return off(vl_wcspbrk(h, w4, sub), w4) * 10 + off(_kvx_vl_wcspbrk(h, w4, 2, sub, 2), w4); }, 19, 0},
+      {"wcswcs", [&] { return off(vl_wcswcs(h, w4, sub), w4) * 10 + off(vl_wcswcs(h, w4, w4 + 4), w4); }, 20, 0},
+      {"counted wcswcs", [&] { return off(_kvx_vl_wcswcs(h, w4, 3, sub, 2), w4) * 10 + off(_kvx_vl_wcswcs(h, w4, 4, sub, 2), w4); }, -8, 0},
+      {"wcswcs no handle", [&] { return off(vl_wcswcs(nullptr, w4, set), w4); }, -1, 0},
+  }, h);
   vl_lc_unload(h);
 }
 
-TEST(StrWide, Wcscpy) {
-  vl_wchar t[8] = {9, 9, 9, 9, 9, 9, 9, 9};
-  const vl_wchar s[] = {5, 6, 0};
-  EXPECT_EQ(vl_wcscpy(t, s), t);
-  EXPECT_EQ(t[1], 6u);
-  EXPECT_EQ(t[2], 0u);
-  EXPECT_EQ(_kvx_vl_wcscpy(nullptr, t, s, -1), 2);
-  vl_wchar u[4] = {9, 9, 9, 9};
-  EXPECT_EQ(_kvx_vl_wcscpy(nullptr, u, s, 1), 1);
-  EXPECT_EQ(u[1], 9u);
-  EXPECT_EQ(_kvx_vl_wcscpy(nullptr, u, s, -2), -1);
-}
-
-TEST(StrWide, WcsncpyFillsLikeStrncpy) {
-  vl_wchar t[8] = {9, 9, 9, 9, 9, 9, 9, 9};
-  const vl_wchar s[] = {1, 2, 0};
-  EXPECT_EQ(vl_wcsncpy(t, s, 5), t);
-  EXPECT_EQ(t[0], 1u);
-  EXPECT_EQ(t[1], 2u);
-  EXPECT_EQ(t[2], 0u);
-  EXPECT_EQ(t[3], 0u);
-  EXPECT_EQ(t[4], 0u);
-  EXPECT_EQ(t[5], 9u);
-  EXPECT_EQ(_kvx_vl_wcsncpy(nullptr, t, s, -1, 5), 2);
-  vl_wchar u[8] = {9, 9, 9, 9, 9, 9, 9, 9};
-  EXPECT_EQ(_kvx_vl_wcsncpy(nullptr, u, s, -1, 1), 1);
-  EXPECT_EQ(u[1], 9u);  // no terminator within n
-  EXPECT_EQ(_kvx_vl_wcsncpy(nullptr, u, s, 3, 5), 3);  // the smaller of the two, no fill
-  EXPECT_EQ(u[3], 9u);
-  EXPECT_EQ(_kvx_vl_wcsncpy(nullptr, u, s, 3, 2), 2);
-  vl_locale_t *h = nullptr;
-  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  EXPECT_EQ(_kvx_vl_wcsncpy(h, u, s, -1, -1), -1);
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EBADCOUNT});
-  vl_lc_unload(h);
-}
-
-TEST(StrWide, Wcsncat) {
-  vl_wchar t[8] = {1, 0, 9, 9, 9, 9, 9, 9};
-  const vl_wchar s[] = {2, 3, 4, 0};
-  EXPECT_EQ(vl_wcsncat(t, s, 2), t);
-  EXPECT_EQ(t[1], 2u);
-  EXPECT_EQ(t[2], 3u);
-  EXPECT_EQ(t[3], 0u);
-  EXPECT_EQ(_kvx_vl_wcsncat(nullptr, t, -1, s, -1, 9), 6);
-  EXPECT_EQ(t[6], 0u);
-  vl_wchar u[8] = {1, 9, 9, 9, 9, 9, 9, 9};
-  EXPECT_EQ(_kvx_vl_wcsncat(nullptr, u, 1, s, 3, 2), 3);
-  EXPECT_EQ(u[3], 9u);
-  EXPECT_EQ(_kvx_vl_wcsncat(nullptr, u, 1, s, -1, 2), -1);
-}
-
-TEST(StrWide, WcschrAndRchr) {
-  vl_locale_t *h = nullptr;
-  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  const vl_wchar s[] = {1, 2, 3, 2, 0};
-  EXPECT_EQ(vl_wcschr(h, s, 2), s + 1);
-  EXPECT_EQ(vl_wcsrchr(h, s, 2), s + 3);
-  h->vl_errno = kSentinel;
-  EXPECT_EQ(vl_wcschr(h, s, 7), nullptr);
-  EXPECT_EQ(h->vl_errno, 0u);
-  EXPECT_EQ(vl_wcschr(nullptr, s, 7), nullptr);
-  EXPECT_EQ(vl_wcschr(h, s, 0), s + 4);
-  EXPECT_EQ(_kvx_vl_wcschr(h, s, 1, 2), nullptr);
-  EXPECT_EQ(_kvx_vl_wcsrchr(h, s, 3, 2), s + 1);
-  EXPECT_EQ(_kvx_vl_wcschr(h, s, 5, 0), s + 4);  // a zero value inside the length is a value
-  EXPECT_EQ(_kvx_vl_wcschr(h, s, 4, 0), nullptr);
-  EXPECT_EQ(_kvx_vl_wcschr(h, s, -2, 1), nullptr);
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EBADARG});
-  EXPECT_EQ(vl_wcsrchr(h, nullptr, 1), nullptr);
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EBADPTR});
-  vl_lc_unload(h);
-}
-
-TEST(StrWide, SpnCspnPbrkWcs) {
-  vl_locale_t *h = nullptr;
-  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  const vl_wchar s[] = {1, 2, 3, 4, 0};
-  const vl_wchar set[] = {2, 1, 0};
-  const vl_wchar sub[] = {3, 4, 0};
-  EXPECT_EQ(vl_wcsspn(h, s, set), 2);
-  EXPECT_EQ(vl_wcscspn(h, s, sub), 2);
-  EXPECT_EQ(_kvx_vl_wcsspn(h, s, 4, set, 1), 0);
-  EXPECT_EQ(_kvx_vl_wcscspn(h, s, 1, sub, 2), 1);
-  EXPECT_EQ(_kvx_vl_wcsspn(h, s, 4, set, -1), -1);
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EMIXEDLEN});
-  EXPECT_EQ(vl_wcspbrk(h, s, sub), s + 2);
-  EXPECT_EQ(_kvx_vl_wcspbrk(h, s, 2, sub, 2), nullptr);
-  EXPECT_EQ(h->vl_errno, 0u);
-  EXPECT_EQ(vl_wcswcs(h, s, sub), s + 2);
-  EXPECT_EQ(vl_wcswcs(h, s, s + 4), s);  // empty substring
-  EXPECT_EQ(_kvx_vl_wcswcs(h, s, 3, sub, 2), nullptr);
-  EXPECT_EQ(_kvx_vl_wcswcs(h, s, 4, sub, 2), s + 2);
-  EXPECT_EQ(vl_wcswcs(nullptr, s, set), nullptr);
-  vl_lc_unload(h);
-}
-
-// ---- bridge dispatch --------------------------------------------------------------------
-
-struct BridgeCall {
+// The bridge: the stubs note the call and give a status.
+struct Bridged {
   int calls = 0;
   void *locale = nullptr;
   int32_t a = 0, b = 0;
-};
-BridgeCall g_call;
-int16_t g_status = 0;
+  int16_t status = 0;
+} g;
 
-char *stub_mbschr(void *locale, const char *s, int32_t len, const char *, int32_t limit, int16_t *status) {
-  g_call = {g_call.calls + 1, locale, len, limit};
-  *status = g_status;
-  return const_cast<char *>(s);
-}
-char *stub_mbsnext(void *locale, const char *s, int32_t limit, int16_t *status) {
-  g_call = {g_call.calls + 1, locale, limit, 0};
-  *status = g_status;
-  return const_cast<char *>(s + 7);
-}
-char *stub_mbsprev(void *locale, const char *start, const char *, int16_t *status) {
-  g_call = {g_call.calls + 1, locale, 0, 0};
-  *status = g_status;
-  return const_cast<char *>(start + 1);
-}
-int32_t stub_ntsbytes(void *locale, const char *, int16_t *status) {
-  g_call = {g_call.calls + 1, locale, 0, 0};
-  *status = g_status;
-  return 42;
-}
-char *stub_putmbsi(void *locale, char *s, int32_t i, const char *, int16_t *status) {
-  g_call = {g_call.calls + 1, locale, i, 0};
-  *status = g_status;
-  return s;
-}
-
-class StrBridge : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-    saved = {fn_vlu_mbschr, fn_vlu_mbsnext, fn_vlu_mbsprev, fn_vlu_mbsntsbytes, fn_vlu_putmbsi};
-    fn_vlu_mbschr = stub_mbschr;
-    fn_vlu_mbsnext = stub_mbsnext;
-    fn_vlu_mbsprev = stub_mbsprev;
-    fn_vlu_mbsntsbytes = stub_ntsbytes;
-    fn_vlu_putmbsi = stub_putmbsi;
-    h->bridge_active[0] = 1;
-    h->bridge_locale[0] = &ctype_loc;
-    h->bridge_locale[1] = &collate_loc;
-    g_call = {};
-    g_status = 0;
-  }
-  void TearDown() override {
-    fn_vlu_mbschr = saved.chr;
-    fn_vlu_mbsnext = saved.next;
-    fn_vlu_mbsprev = saved.prev;
-    fn_vlu_mbsntsbytes = saved.nts;
-    fn_vlu_putmbsi = saved.put;
-    h->bridge_active[0] = 0;
-    h->bridge_locale[0] = h->bridge_locale[1] = nullptr;
-    vl_lc_unload(h);
-  }
-  struct Saved {
-    decltype(fn_vlu_mbschr) chr;
-    decltype(fn_vlu_mbsnext) next;
-    decltype(fn_vlu_mbsprev) prev;
-    decltype(fn_vlu_mbsntsbytes) nts;
-    decltype(fn_vlu_putmbsi) put;
-  } saved{};
+TEST(StrBridge, DispatchesWithTheRightLocale) {
   vl_locale_t *h = nullptr;
+  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
+  auto saved = std::make_tuple(fn_vlu_mbschr, fn_vlu_mbsnext, fn_vlu_mbsprev, fn_vlu_mbsntsbytes, fn_vlu_putmbsi);
+  fn_vlu_mbschr = [](void *l, const char *s, int32_t n, const char *, int32_t lim, int16_t *st) -> char * {
+    return g = {g.calls + 1, l, n, lim, *st = g.status}, const_cast<char *>(s);
+  };
+  fn_vlu_mbsnext = [](void *l, const char *s, int32_t lim, int16_t *st) -> char * {
+    return g = {g.calls + 1, l, lim, 0, *st = g.status}, const_cast<char *>(s + 7);
+  };
+  fn_vlu_mbsprev = [](void *l, const char *s, const char *, int16_t *st) -> char * {
+    return g = {g.calls + 1, l, 0, 0, *st = g.status}, const_cast<char *>(s + 1);
+  };
+  fn_vlu_mbsntsbytes = [](void *l, const char *, int16_t *st) { return g = {g.calls + 1, l, 0, 0, *st = g.status}, 42; };
+  fn_vlu_putmbsi = [](void *l, char *s, int32_t i, const char *, int16_t *st) {
+    return g = {g.calls + 1, l, i, 0, *st = g.status}, s;
+  };
   int ctype_loc = 0, collate_loc = 0;
-};
-
-TEST_F(StrBridge, MbschrUsesTheCollationLocale) {
-  const char *s = "abc";
-  EXPECT_EQ(vl_full_mbschr(h, s, "b"), s);
-  EXPECT_EQ(g_call.calls, 1);
-  EXPECT_EQ(g_call.locale, &collate_loc);
-  EXPECT_EQ(g_call.a, -1);
-  EXPECT_EQ(g_call.b, 4);
-  g_status = 1;
-  h->vl_errno = 0;
+  h->bridge_active[0] = 1, h->bridge_locale[0] = &ctype_loc, h->bridge_locale[1] = &collate_loc;
+  const char *s = "abcdefghij";
+  char b[] = "xyz";
+  EXPECT_EQ(vl_full_mbschr(h, s, "b"), s);  // the collation locale, -1 and a limit of 4
+  EXPECT_TRUE(g.locale == &collate_loc && g.a == -1 && g.b == 4);
+  g.status = 1;
   vl_full_mbschr(h, s, "b");
   EXPECT_EQ(h->vl_errno, 1u);
-}
-
-TEST_F(StrBridge, MbsnextPassesNoLimit) {
-  const char *s = "abcdefghij";
-  EXPECT_EQ(vl_full_mbsnext(h, s), s + 7);
-  EXPECT_EQ(g_call.locale, &ctype_loc);
-  EXPECT_EQ(g_call.a, -1);
-  g_status = -3;  // not above 0: not stored
-  h->vl_errno = 5;
+  EXPECT_EQ(vl_full_mbsnext(h, s), s + 7);  // no limit
+  EXPECT_TRUE(g.locale == &ctype_loc && g.a == -1);
+  g.status = -3, h->vl_errno = 5;  // not above 0: not stored
   vl_full_mbsnext(h, s);
   EXPECT_EQ(h->vl_errno, 5u);
-}
-
-TEST_F(StrBridge, MbsprevPutmbsiNtsbytes) {
-  const char *s = "abc";
   EXPECT_EQ(vl_full_mbsprev(h, s, s + 2), s + 1);
-  EXPECT_EQ(g_call.locale, &ctype_loc);
+  EXPECT_EQ(g.locale, &ctype_loc);
   EXPECT_EQ(vl_full_mbsprev(h, s, s), nullptr);  // checked before the bridge
   EXPECT_EQ(h->vl_errno, uint32_t{VL_EBADRANGE});
-  char b[] = "xyz";
-  g_status = 22;
+  g.status = 22;
   EXPECT_EQ(vl_full_putmbsi(h, b, 2, "q"), b);
-  EXPECT_EQ(g_call.a, 2);
-  EXPECT_EQ(h->vl_errno, 22u);
-  g_status = 0;
+  EXPECT_TRUE(g.a == 2 && h->vl_errno == 22u);
+  g.status = 0;
   EXPECT_EQ(vl_mbsntsbytes(h, s), 42);
-  EXPECT_EQ(g_call.calls, 3);
+  EXPECT_EQ(g.calls, 7);
+  std::tie(fn_vlu_mbschr, fn_vlu_mbsnext, fn_vlu_mbsprev, fn_vlu_mbsntsbytes, fn_vlu_putmbsi) = saved;
+  h->bridge_active[0] = 0, h->bridge_locale[0] = h->bridge_locale[1] = nullptr;
+  vl_lc_unload(h);
 }
 
 }  // namespace
