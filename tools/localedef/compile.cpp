@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include <vls/vls.h>
+#include <vls/vlsctype.h>
 #include <vls/vlsmulti.h>
 #include <vls/vlsspec.h>
 
@@ -22,10 +23,8 @@ namespace {
 
 // ---- class masks ------------------------------------------------------------------
 
-enum : uint16_t {
-  M_UPPER = 1, M_LOWER = 2, M_ALPHA = 4, M_DIGIT = 8, M_SPACE = 16, M_CNTRL = 32, M_PUNCT = 64,
-  M_GRAPH = 128, M_PRINT = 256, M_XDIGIT = 512, M_BLANK = 1024, M_LOCAL0 = 2048
-};
+// The library's class masks (VL_CT_*); VL_CT_LOCAL is bit 0 of the
+// locale-defined classes.
 // Bits 0 to 4 of the locale-defined classes fit in a 16-bit row.
 constexpr int kLocalBits = 5;
 const char *const kFullWidth = "full_width";
@@ -34,9 +33,9 @@ struct Builtin {
   const char *name;
   uint16_t mask;
 };
-const Builtin kBuiltins[] = {{"upper", M_UPPER}, {"lower", M_LOWER}, {"alpha", M_ALPHA}, {"digit", M_DIGIT},
-                             {"space", M_SPACE}, {"cntrl", M_CNTRL}, {"punct", M_PUNCT}, {"graph", M_GRAPH},
-                             {"print", M_PRINT}, {"xdigit", M_XDIGIT}, {"blank", M_BLANK}};
+const Builtin kBuiltins[] = {{"upper", VL_CT_UPPER}, {"lower", VL_CT_LOWER}, {"alpha", VL_CT_ALPHA}, {"digit", VL_CT_DIGIT},
+                             {"space", VL_CT_SPACE}, {"cntrl", VL_CT_CNTRL}, {"punct", VL_CT_PUNCT}, {"graph", VL_CT_GRAPH},
+                             {"print", VL_CT_PRINT}, {"xdigit", VL_CT_XDIGIT}, {"blank", VL_CT_BLANK}};
 
 uint16_t builtin_mask(const std::string &k) {
   for (const auto &b : kBuiltins)
@@ -279,44 +278,44 @@ CtypeResult build_ctype(const Charmap &cm, const std::vector<Statement> &sts, co
     for (uint32_t u = lo; u <= hi; ++u)
       if (long i = ascii(u); i >= 0) r.mask[static_cast<size_t>(i)] |= m;
   };
-  if (!(done & M_UPPER)) set_ascii('A', 'Z', M_UPPER);
-  if (!(done & M_LOWER)) set_ascii('a', 'z', M_LOWER);
-  if (!(done & M_ALPHA))
+  if (!(done & VL_CT_UPPER)) set_ascii('A', 'Z', VL_CT_UPPER);
+  if (!(done & VL_CT_LOWER)) set_ascii('a', 'z', VL_CT_LOWER);
+  if (!(done & VL_CT_ALPHA))
     for (auto &m : r.mask)
-      if (m & (M_UPPER | M_LOWER)) m |= M_ALPHA;
-  if (!(done & M_DIGIT)) set_ascii('0', '9', M_DIGIT);
-  if (!(done & M_SPACE)) {
-    set_ascii(' ', ' ', M_SPACE);
-    set_ascii('\t', '\r', M_SPACE);
+      if (m & (VL_CT_UPPER | VL_CT_LOWER)) m |= VL_CT_ALPHA;
+  if (!(done & VL_CT_DIGIT)) set_ascii('0', '9', VL_CT_DIGIT);
+  if (!(done & VL_CT_SPACE)) {
+    set_ascii(' ', ' ', VL_CT_SPACE);
+    set_ascii('\t', '\r', VL_CT_SPACE);
   }
-  if (!(done & M_BLANK)) {
-    set_ascii(' ', ' ', M_BLANK);
-    set_ascii('\t', '\t', M_BLANK);
+  if (!(done & VL_CT_BLANK)) {
+    set_ascii(' ', ' ', VL_CT_BLANK);
+    set_ascii('\t', '\t', VL_CT_BLANK);
   }
-  if (!(done & M_CNTRL)) {
-    set_ascii(0, 0x1F, M_CNTRL);
-    set_ascii(0x7F, 0x7F, M_CNTRL);
+  if (!(done & VL_CT_CNTRL)) {
+    set_ascii(0, 0x1F, VL_CT_CNTRL);
+    set_ascii(0x7F, 0x7F, VL_CT_CNTRL);
   }
-  if (!(done & M_XDIGIT)) {
-    set_ascii('0', '9', M_XDIGIT);
-    set_ascii('A', 'F', M_XDIGIT);
-    set_ascii('a', 'f', M_XDIGIT);
+  if (!(done & VL_CT_XDIGIT)) {
+    set_ascii('0', '9', VL_CT_XDIGIT);
+    set_ascii('A', 'F', VL_CT_XDIGIT);
+    set_ascii('a', 'f', VL_CT_XDIGIT);
   }
-  if (!(done & M_PUNCT))
+  if (!(done & VL_CT_PUNCT))
     for (uint32_t u = 0x21; u < 0x7F; ++u)
-      if (long i = ascii(u); i >= 0 && !(r.mask[static_cast<size_t>(i)] & (M_ALPHA | M_DIGIT)))
-        r.mask[static_cast<size_t>(i)] |= M_PUNCT;
-  if (!(done & M_GRAPH))
+      if (long i = ascii(u); i >= 0 && !(r.mask[static_cast<size_t>(i)] & (VL_CT_ALPHA | VL_CT_DIGIT)))
+        r.mask[static_cast<size_t>(i)] |= VL_CT_PUNCT;
+  if (!(done & VL_CT_GRAPH))
     for (auto &m : r.mask)
-      if (m & (M_UPPER | M_LOWER | M_ALPHA | M_DIGIT | M_XDIGIT | M_PUNCT)) m |= M_GRAPH;
-  if (!(done & M_PRINT)) {
+      if (m & (VL_CT_UPPER | VL_CT_LOWER | VL_CT_ALPHA | VL_CT_DIGIT | VL_CT_XDIGIT | VL_CT_PUNCT)) m |= VL_CT_GRAPH;
+  if (!(done & VL_CT_PRINT)) {
     for (auto &m : r.mask)
-      if (m & M_GRAPH) m |= M_PRINT;
-    set_ascii(' ', ' ', M_PRINT);
+      if (m & VL_CT_GRAPH) m |= VL_CT_PRINT;
+    set_ascii(' ', ' ', VL_CT_PRINT);
   }
   // Letters, digits and punctuation are printable and graphic by default.
   for (auto &m : r.mask)
-    if (m & (M_UPPER | M_LOWER | M_ALPHA | M_DIGIT | M_XDIGIT | M_PUNCT)) m |= M_GRAPH | M_PRINT;
+    if (m & (VL_CT_UPPER | VL_CT_LOWER | VL_CT_ALPHA | VL_CT_DIGIT | VL_CT_XDIGIT | VL_CT_PUNCT)) m |= VL_CT_GRAPH | VL_CT_PRINT;
   if (!upper_done)
     for (uint32_t u = 'a'; u <= 'z'; ++u)
       if (ascii(u) >= 0 && ascii(u - 32) >= 0) r.upper[static_cast<size_t>(ascii(u))] = ascii(u - 32);
@@ -340,7 +339,7 @@ CtypeResult build_ctype(const Charmap &cm, const std::vector<Statement> &sts, co
   }
   r.classes.push_back(kFullWidth);
   for (size_t i = 0; i < n; ++i)
-    if (full[i]) r.mask[i] |= M_LOCAL0;
+    if (full[i]) r.mask[i] |= VL_CT_LOCAL;
   std::vector<LocalClass *> order;
   for (auto &c : local)
     if (c.name != kFullWidth) order.push_back(&c);
@@ -350,7 +349,7 @@ CtypeResult build_ctype(const Charmap &cm, const std::vector<Statement> &sts, co
       if (g_verbose) warn(top_file, 0, "no class bit left for \"" + c->name + "\"; the class is left out");
       continue;
     }
-    uint16_t bit = static_cast<uint16_t>(M_LOCAL0 << r.classes.size());
+    uint16_t bit = static_cast<uint16_t>(VL_CT_LOCAL << r.classes.size());
     r.classes.push_back(c->name);
     for (size_t i = 0; i < n; ++i)
       if (c->member[i]) r.mask[i] |= bit;
