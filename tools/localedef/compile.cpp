@@ -164,15 +164,9 @@ struct CtypeResult {
   std::vector<long> upper, lower;                 // charmap index of the mapping, or -1
 };
 
-CtypeResult build_ctype(const Charmap &cm, const std::vector<Statement> &sts, const std::string &top_file) {
-  size_t n = cm.chars.size();
-  CtypeResult r;
-  r.mask.assign(n, 0);
-  r.upper.assign(n, -1);
-  r.lower.assign(n, -1);
-  uint16_t done = 0;
-  bool upper_done = false, lower_done = false;
-
+// Builds the class masks, the case mappings and the locale-defined classes
+// of LC_CTYPE, step by step.
+struct CtypeBuilder {
   // Locale-defined classes: members by name, in the order they were met.
   struct LocalClass {
     std::string name;
@@ -180,13 +174,28 @@ CtypeResult build_ctype(const Charmap &cm, const std::vector<Statement> &sts, co
     int order = 0;
     std::vector<char> member;
   };
+
+  const Charmap &cm;
+  const std::string &top_file;
+  size_t n;
+  CtypeResult r;
+  uint16_t done = 0;  // built-in classes the source lists
+  bool upper_done = false, lower_done = false;
   std::vector<LocalClass> local;
-  auto find_local = [&](const std::string &name) -> LocalClass * {
+  std::set<std::string> charconv;
+
+  CtypeBuilder(const Charmap &c, const std::string &top) : cm(c), top_file(top), n(c.chars.size()) {
+    r.mask.assign(n, 0);
+    r.upper.assign(n, -1);
+    r.lower.assign(n, -1);
+  }
+
+  LocalClass *find_local(const std::string &name) {
     for (auto &c : local)
       if (c.name == name) return &c;
     return nullptr;
-  };
-  auto declare = [&](const std::string &name, const Statement &st) -> LocalClass & {
+  }
+  LocalClass &declare(const std::string &name, const Statement &st) {
     if (LocalClass *c = find_local(name)) {
       if (st.file == top_file) c->own = true;
       return *c;
@@ -198,163 +207,179 @@ CtypeResult build_ctype(const Charmap &cm, const std::vector<Statement> &sts, co
     c.member.assign(n, 0);
     local.push_back(std::move(c));
     return local.back();
-  };
-  std::set<std::string> charconv;
+  }
 
-  for (const auto &st : sts) {
-    if (st.translit) continue;
-    const std::string &k = st.keyword;
-    if (uint16_t m = builtin_mask(k)) {
-      for (const auto &rg : char_list(st, 0)) for_range(cm, rg, st, [&](size_t i) { r.mask[i] |= m; });
-      done |= m;
-    } else if (k == "alnum") {
-      // alnum is alpha together with digit; a list of its own adds nothing.
-      warn(st.file, st.line, "alnum is derived from alpha and digit; its list is ignored");
-    } else if (k == "charclass") {
-      for (const auto &t : st.args) {
-        if (t.kind == TokKind::Semi) continue;
-        if (t.kind != TokKind::Ident && t.kind != TokKind::String)
-          throw Error(st.file, st.line, "charclass expects class names");
-        std::string name = t.text;
-        if (t.kind == TokKind::String)
-          for (const auto &c : t.chars) name += static_cast<char>(c.ucs);
-        if (builtin_mask(name)) throw Error(st.file, st.line, name + " is a built-in class");
-        declare(name, st);
-      }
-    } else if (k == "class") {
-      if (st.args.size() < 2 || st.args[0].kind != TokKind::String || st.args[1].kind != TokKind::Semi)
-        throw Error(st.file, st.line, "class expects \"name\"; and a list");
-      std::string name;
-      for (const auto &c : st.args[0].chars) {
-        if (c.ucs == kNoUcs || c.ucs > 0x7E) throw Error(st.file, st.line, "class names are plain ASCII");
-        name += static_cast<char>(c.ucs);
-      }
-      if (uint16_t m = builtin_mask(name)) {
-        for (const auto &rg : char_list(st, 2)) for_range(cm, rg, st, [&](size_t i) { r.mask[i] |= m; });
+  // The source's statements: classes, case mappings, class declarations.
+  void read(const std::vector<Statement> &sts) {
+    for (const auto &st : sts) {
+      if (st.translit) continue;
+      const std::string &k = st.keyword;
+      if (uint16_t m = builtin_mask(k)) {
+        for (const auto &rg : char_list(st, 0)) for_range(cm, rg, st, [&](size_t i) { r.mask[i] |= m; });
         done |= m;
+      } else if (k == "alnum") {
+        // alnum is alpha together with digit; a list of its own adds nothing.
+        warn(st.file, st.line, "alnum is derived from alpha and digit; its list is ignored");
+      } else if (k == "charclass") {
+        for (const auto &t : st.args) {
+          if (t.kind == TokKind::Semi) continue;
+          if (t.kind != TokKind::Ident && t.kind != TokKind::String)
+            throw Error(st.file, st.line, "charclass expects class names");
+          std::string name = t.text;
+          if (t.kind == TokKind::String)
+            for (const auto &c : t.chars) name += static_cast<char>(c.ucs);
+          if (builtin_mask(name)) throw Error(st.file, st.line, name + " is a built-in class");
+          declare(name, st);
+        }
+      } else if (k == "class") {
+        if (st.args.size() < 2 || st.args[0].kind != TokKind::String || st.args[1].kind != TokKind::Semi)
+          throw Error(st.file, st.line, "class expects \"name\"; and a list");
+        std::string name;
+        for (const auto &c : st.args[0].chars) {
+          if (c.ucs == kNoUcs || c.ucs > 0x7E) throw Error(st.file, st.line, "class names are plain ASCII");
+          name += static_cast<char>(c.ucs);
+        }
+        if (uint16_t m = builtin_mask(name)) {
+          for (const auto &rg : char_list(st, 2)) for_range(cm, rg, st, [&](size_t i) { r.mask[i] |= m; });
+          done |= m;
+          continue;
+        }
+        LocalClass &c = declare(name, st);
+        for (const auto &rg : char_list(st, 2)) for_range(cm, rg, st, [&](size_t i) { c.member[i] = 1; });
+      } else if (k == "toupper" || k == "tolower" || (k == "map" && !st.args.empty())) {
+        std::string which = k;
+        size_t start = 0;
+        if (k == "map") {
+          which.clear();
+          if (st.args[0].kind != TokKind::String) throw Error(st.file, st.line, "map expects \"name\";");
+          for (const auto &c : st.args[0].chars) which += static_cast<char>(c.ucs);
+          start = 2;
+          if (which != "toupper" && which != "tolower") continue;  // totitle and others
+        }
+        auto &target = which == "toupper" ? r.upper : r.lower;
+        (which == "toupper" ? upper_done : lower_done) = true;
+        for (const auto &p : pair_list(st, start)) {
+          const CharmapEntry *a = cm.find(p.first);
+          const CharmapEntry *b = cm.find(p.second);
+          if (!a || !b) continue;  // one end is outside the codeset
+          target[static_cast<size_t>(a - cm.chars.data())] = static_cast<long>(b - cm.chars.data());
+        }
+      } else if (k == "charconv") {
+        for (const auto &t : st.args)
+          if (t.kind == TokKind::Ident) charconv.insert(t.text);
+      } else if (k == "outdigit" || k == "include" || k == "translit_ignore" || k == "default_missing" ||
+                 k == "translit_start" || k == "translit_end" || k == "map" || charconv.count(k)) {
+        // Output digits, transliteration and further mappings are not kept.
+      } else if (find_local(k)) {
+        LocalClass &c = *find_local(k);
+        if (st.file == top_file) c.own = true;
+        for (const auto &rg : char_list(st, 0)) for_range(cm, rg, st, [&](size_t i) { c.member[i] = 1; });
+      } else {
+        warn(st.file, st.line, "unknown LC_CTYPE keyword \"" + k + "\" ignored");
+      }
+    }
+  }
+
+  // Built-in classes and case mappings the source leaves out take their
+  // ASCII defaults; letters, digits and punctuation are graphic and
+  // printable; a character never maps to itself.
+  void defaults() {
+    auto ascii = [&](uint32_t u) -> long {
+      const CharmapEntry *e = cm.find_ucs(u);
+      return e ? static_cast<long>(e - cm.chars.data()) : -1;
+    };
+    auto set_ascii = [&](uint32_t lo, uint32_t hi, uint16_t m) {
+      for (uint32_t u = lo; u <= hi; ++u)
+        if (long i = ascii(u); i >= 0) r.mask[static_cast<size_t>(i)] |= m;
+    };
+    if (!(done & VL_CT_UPPER)) set_ascii('A', 'Z', VL_CT_UPPER);
+    if (!(done & VL_CT_LOWER)) set_ascii('a', 'z', VL_CT_LOWER);
+    if (!(done & VL_CT_ALPHA))
+      for (auto &m : r.mask)
+        if (m & (VL_CT_UPPER | VL_CT_LOWER)) m |= VL_CT_ALPHA;
+    if (!(done & VL_CT_DIGIT)) set_ascii('0', '9', VL_CT_DIGIT);
+    if (!(done & VL_CT_SPACE)) {
+      set_ascii(' ', ' ', VL_CT_SPACE);
+      set_ascii('\t', '\r', VL_CT_SPACE);
+    }
+    if (!(done & VL_CT_BLANK)) {
+      set_ascii(' ', ' ', VL_CT_BLANK);
+      set_ascii('\t', '\t', VL_CT_BLANK);
+    }
+    if (!(done & VL_CT_CNTRL)) {
+      set_ascii(0, 0x1F, VL_CT_CNTRL);
+      set_ascii(0x7F, 0x7F, VL_CT_CNTRL);
+    }
+    if (!(done & VL_CT_XDIGIT)) {
+      set_ascii('0', '9', VL_CT_XDIGIT);
+      set_ascii('A', 'F', VL_CT_XDIGIT);
+      set_ascii('a', 'f', VL_CT_XDIGIT);
+    }
+    if (!(done & VL_CT_PUNCT))
+      for (uint32_t u = 0x21; u < 0x7F; ++u)
+        if (long i = ascii(u); i >= 0 && !(r.mask[static_cast<size_t>(i)] & (VL_CT_ALPHA | VL_CT_DIGIT)))
+          r.mask[static_cast<size_t>(i)] |= VL_CT_PUNCT;
+    if (!(done & VL_CT_GRAPH))
+      for (auto &m : r.mask)
+        if (m & (VL_CT_UPPER | VL_CT_LOWER | VL_CT_ALPHA | VL_CT_DIGIT | VL_CT_XDIGIT | VL_CT_PUNCT)) m |= VL_CT_GRAPH;
+    if (!(done & VL_CT_PRINT)) {
+      for (auto &m : r.mask)
+        if (m & VL_CT_GRAPH) m |= VL_CT_PRINT;
+      set_ascii(' ', ' ', VL_CT_PRINT);
+    }
+    // Letters, digits and punctuation are printable and graphic by default.
+    for (auto &m : r.mask)
+      if (m & (VL_CT_UPPER | VL_CT_LOWER | VL_CT_ALPHA | VL_CT_DIGIT | VL_CT_XDIGIT | VL_CT_PUNCT)) m |= VL_CT_GRAPH | VL_CT_PRINT;
+    if (!upper_done)
+      for (uint32_t u = 'a'; u <= 'z'; ++u)
+        if (ascii(u) >= 0 && ascii(u - 32) >= 0) r.upper[static_cast<size_t>(ascii(u))] = ascii(u - 32);
+    if (!lower_done) {
+      // The reverse of toupper.
+      for (size_t i = 0; i < n; ++i)
+        if (r.upper[i] >= 0 && r.lower[static_cast<size_t>(r.upper[i])] < 0)
+          r.lower[static_cast<size_t>(r.upper[i])] = static_cast<long>(i);
+    }
+    for (size_t i = 0; i < n; ++i) {
+      if (r.upper[i] == static_cast<long>(i)) r.upper[i] = -1;
+      if (r.lower[i] == static_cast<long>(i)) r.lower[i] = -1;
+    }
+  }
+
+  // Locale-defined classes take the bits: "full_width" first, from the
+  // charmap's widths, then the locale's own classes, then those it copied,
+  // while bits last.
+  void local_classes() {
+    std::vector<char> full(n, 0);
+    for (size_t i = 0; i < n; ++i) full[i] = cm.chars[i].width == 2;
+    if (LocalClass *fw = find_local(kFullWidth)) {
+      for (size_t i = 0; i < n; ++i) full[i] |= fw->member[i];
+    }
+    r.classes.push_back(kFullWidth);
+    for (size_t i = 0; i < n; ++i)
+      if (full[i]) r.mask[i] |= VL_CT_LOCAL;
+    std::vector<LocalClass *> order;
+    for (auto &c : local)
+      if (c.name != kFullWidth) order.push_back(&c);
+    std::stable_sort(order.begin(), order.end(), [](const LocalClass *a, const LocalClass *b) { return a->own > b->own; });
+    for (LocalClass *c : order) {
+      if (static_cast<int>(r.classes.size()) >= kLocalBits) {
+        if (g_verbose) warn(top_file, 0, "no class bit left for \"" + c->name + "\"; the class is left out");
         continue;
       }
-      LocalClass &c = declare(name, st);
-      for (const auto &rg : char_list(st, 2)) for_range(cm, rg, st, [&](size_t i) { c.member[i] = 1; });
-    } else if (k == "toupper" || k == "tolower" || (k == "map" && !st.args.empty())) {
-      std::string which = k;
-      size_t start = 0;
-      if (k == "map") {
-        which.clear();
-        if (st.args[0].kind != TokKind::String) throw Error(st.file, st.line, "map expects \"name\";");
-        for (const auto &c : st.args[0].chars) which += static_cast<char>(c.ucs);
-        start = 2;
-        if (which != "toupper" && which != "tolower") continue;  // totitle and others
-      }
-      auto &target = which == "toupper" ? r.upper : r.lower;
-      (which == "toupper" ? upper_done : lower_done) = true;
-      for (const auto &p : pair_list(st, start)) {
-        const CharmapEntry *a = cm.find(p.first);
-        const CharmapEntry *b = cm.find(p.second);
-        if (!a || !b) continue;  // one end is outside the codeset
-        target[static_cast<size_t>(a - cm.chars.data())] = static_cast<long>(b - cm.chars.data());
-      }
-    } else if (k == "charconv") {
-      for (const auto &t : st.args)
-        if (t.kind == TokKind::Ident) charconv.insert(t.text);
-    } else if (k == "outdigit" || k == "include" || k == "translit_ignore" || k == "default_missing" ||
-               k == "translit_start" || k == "translit_end" || k == "map" || charconv.count(k)) {
-      // Output digits, transliteration and further mappings are not kept.
-    } else if (find_local(k)) {
-      LocalClass &c = *find_local(k);
-      if (st.file == top_file) c.own = true;
-      for (const auto &rg : char_list(st, 0)) for_range(cm, rg, st, [&](size_t i) { c.member[i] = 1; });
-    } else {
-      warn(st.file, st.line, "unknown LC_CTYPE keyword \"" + k + "\" ignored");
+      uint16_t bit = static_cast<uint16_t>(VL_CT_LOCAL << r.classes.size());
+      r.classes.push_back(c->name);
+      for (size_t i = 0; i < n; ++i)
+        if (c->member[i]) r.mask[i] |= bit;
     }
   }
+};
 
-  // Defaults for classes and mappings that the source leaves out.
-  auto ascii = [&](uint32_t u) -> long {
-    const CharmapEntry *e = cm.find_ucs(u);
-    return e ? static_cast<long>(e - cm.chars.data()) : -1;
-  };
-  auto set_ascii = [&](uint32_t lo, uint32_t hi, uint16_t m) {
-    for (uint32_t u = lo; u <= hi; ++u)
-      if (long i = ascii(u); i >= 0) r.mask[static_cast<size_t>(i)] |= m;
-  };
-  if (!(done & VL_CT_UPPER)) set_ascii('A', 'Z', VL_CT_UPPER);
-  if (!(done & VL_CT_LOWER)) set_ascii('a', 'z', VL_CT_LOWER);
-  if (!(done & VL_CT_ALPHA))
-    for (auto &m : r.mask)
-      if (m & (VL_CT_UPPER | VL_CT_LOWER)) m |= VL_CT_ALPHA;
-  if (!(done & VL_CT_DIGIT)) set_ascii('0', '9', VL_CT_DIGIT);
-  if (!(done & VL_CT_SPACE)) {
-    set_ascii(' ', ' ', VL_CT_SPACE);
-    set_ascii('\t', '\r', VL_CT_SPACE);
-  }
-  if (!(done & VL_CT_BLANK)) {
-    set_ascii(' ', ' ', VL_CT_BLANK);
-    set_ascii('\t', '\t', VL_CT_BLANK);
-  }
-  if (!(done & VL_CT_CNTRL)) {
-    set_ascii(0, 0x1F, VL_CT_CNTRL);
-    set_ascii(0x7F, 0x7F, VL_CT_CNTRL);
-  }
-  if (!(done & VL_CT_XDIGIT)) {
-    set_ascii('0', '9', VL_CT_XDIGIT);
-    set_ascii('A', 'F', VL_CT_XDIGIT);
-    set_ascii('a', 'f', VL_CT_XDIGIT);
-  }
-  if (!(done & VL_CT_PUNCT))
-    for (uint32_t u = 0x21; u < 0x7F; ++u)
-      if (long i = ascii(u); i >= 0 && !(r.mask[static_cast<size_t>(i)] & (VL_CT_ALPHA | VL_CT_DIGIT)))
-        r.mask[static_cast<size_t>(i)] |= VL_CT_PUNCT;
-  if (!(done & VL_CT_GRAPH))
-    for (auto &m : r.mask)
-      if (m & (VL_CT_UPPER | VL_CT_LOWER | VL_CT_ALPHA | VL_CT_DIGIT | VL_CT_XDIGIT | VL_CT_PUNCT)) m |= VL_CT_GRAPH;
-  if (!(done & VL_CT_PRINT)) {
-    for (auto &m : r.mask)
-      if (m & VL_CT_GRAPH) m |= VL_CT_PRINT;
-    set_ascii(' ', ' ', VL_CT_PRINT);
-  }
-  // Letters, digits and punctuation are printable and graphic by default.
-  for (auto &m : r.mask)
-    if (m & (VL_CT_UPPER | VL_CT_LOWER | VL_CT_ALPHA | VL_CT_DIGIT | VL_CT_XDIGIT | VL_CT_PUNCT)) m |= VL_CT_GRAPH | VL_CT_PRINT;
-  if (!upper_done)
-    for (uint32_t u = 'a'; u <= 'z'; ++u)
-      if (ascii(u) >= 0 && ascii(u - 32) >= 0) r.upper[static_cast<size_t>(ascii(u))] = ascii(u - 32);
-  if (!lower_done) {
-    // The reverse of toupper.
-    for (size_t i = 0; i < n; ++i)
-      if (r.upper[i] >= 0 && r.lower[static_cast<size_t>(r.upper[i])] < 0)
-        r.lower[static_cast<size_t>(r.upper[i])] = static_cast<long>(i);
-  }
-  for (size_t i = 0; i < n; ++i) {
-    if (r.upper[i] == static_cast<long>(i)) r.upper[i] = -1;
-    if (r.lower[i] == static_cast<long>(i)) r.lower[i] = -1;
-  }
-
-  // Locale-defined classes: "full_width" first, from the charmap's widths,
-  // then the locale's own classes, then those it copied, while bits last.
-  std::vector<char> full(n, 0);
-  for (size_t i = 0; i < n; ++i) full[i] = cm.chars[i].width == 2;
-  if (LocalClass *fw = find_local(kFullWidth)) {
-    for (size_t i = 0; i < n; ++i) full[i] |= fw->member[i];
-  }
-  r.classes.push_back(kFullWidth);
-  for (size_t i = 0; i < n; ++i)
-    if (full[i]) r.mask[i] |= VL_CT_LOCAL;
-  std::vector<LocalClass *> order;
-  for (auto &c : local)
-    if (c.name != kFullWidth) order.push_back(&c);
-  std::stable_sort(order.begin(), order.end(), [](const LocalClass *a, const LocalClass *b) { return a->own > b->own; });
-  for (LocalClass *c : order) {
-    if (static_cast<int>(r.classes.size()) >= kLocalBits) {
-      if (g_verbose) warn(top_file, 0, "no class bit left for \"" + c->name + "\"; the class is left out");
-      continue;
-    }
-    uint16_t bit = static_cast<uint16_t>(VL_CT_LOCAL << r.classes.size());
-    r.classes.push_back(c->name);
-    for (size_t i = 0; i < n; ++i)
-      if (c->member[i]) r.mask[i] |= bit;
-  }
-  return r;
+CtypeResult build_ctype(const Charmap &cm, const std::vector<Statement> &sts, const std::string &top_file) {
+  CtypeBuilder b(cm, top_file);
+  b.read(sts);
+  b.defaults();
+  b.local_classes();
+  return std::move(b.r);
 }
 
 // ---- strings ---------------------------------------------------------------------------------
