@@ -74,7 +74,7 @@ TEST_F(Str, TwinsAgreeWithTheModel) {
       auto in_set = [&](vl_wchar v) { return std::find(set.wc.begin(), set.wc.end(), v) != set.wc.end(); };
       while (spn < cb && in_set(b.wc[spn])) ++spn;
       while (cspn < cb && !in_set(b.wc[cspn])) ++cspn;
-      const long long brk = cspn < cb ? b.at[cspn] : -1;
+      const long long brk = cspn < cb ? static_cast<long long>(b.at[cspn]) : -1;
       const int ns = set.mb.size();
       EXPECT_EQ(vl_full_mbsspn(h, p, zset.data()), spn);
       EXPECT_EQ(_kvx_vl_mbsspn(h, p, nb, set.mb.data(), ns), spn);
