@@ -234,77 +234,100 @@ bool seq_less(const std::string &a, const std::string &b) {
 
 }  // namespace
 
-Charmap read_charmap(const std::string &path) {
-  Charmap cm;
-  cm.path = path;
-  std::string text = read_file(path);
-  LineReader lr{text};
-  char comment = '#', esc = '\\';
-  std::string line;
-  enum { HEAD, MAP, WIDTH, SKIP } state = HEAD;
+// Reads a charmap line by line: the header, then the CHARMAP, WIDTH and
+// WIDTH_VARIABLE sections, each closed by END.
+struct CharmapReader {
   struct WidthRule {
     std::string from, to;
     int width;
     int line;
   };
+  enum State { HEAD, MAP, WIDTH, SKIP };
+
+  const std::string &path;
+  Charmap cm;
+  std::string text;
+  LineReader lr{text};
+  char comment = '#', esc = '\\';
+  State state = HEAD;
   std::vector<WidthRule> rules;
   bool saw_charmap = false;
-  while (lr.next(line)) {
-    std::string t = trim(line);
-    if (t.empty()) continue;
-    if (t[0] == comment) {
-      // "% alias NAME" comments name the charmap's other names.
-      std::istringstream is(t.substr(1));
-      std::string w, a;
-      if (is >> w >> a && w == "alias") cm.aliases.push_back(a);
-      continue;
-    }
-    std::istringstream is(t);
-    std::string w1;
-    is >> w1;
-    if (state == HEAD) {
-      std::string v;
-      is >> v;
-      if (w1 == "<code_set_name>") {
-        cm.code_set_name = v;
-      } else if (w1 == "<comment_char>") {
-        if (v.empty()) throw Error(path, lr.lineno, "<comment_char> needs a character");
-        comment = v[0];
-      } else if (w1 == "<escape_char>") {
-        if (v.empty()) throw Error(path, lr.lineno, "<escape_char> needs a character");
-        esc = v[0];
-      } else if (w1 == "<mb_cur_max>" || w1 == "<mb_cur_min>") {
-        char *end = nullptr;
-        long n = strtol(v.c_str(), &end, 10);
-        if (v.empty() || *end || n < 1 || n > 6) throw Error(path, lr.lineno, "bad value for " + w1);
-        (w1 == "<mb_cur_max>" ? cm.mb_cur_max : cm.mb_cur_min) = static_cast<int>(n);
-      } else if (w1 == "CHARMAP") {
-        state = MAP;
-        saw_charmap = true;
-      } else if (w1 == "WIDTH_DEFAULT") {
-        cm.width_default = atoi(v.c_str());
-      } else if (w1 == "WIDTH") {
-        state = WIDTH;
-      } else if (w1 == "WIDTH_VARIABLE") {
-        state = SKIP;
-      } else if (w1[0] == '<') {
-        // Other header keywords (<code_set_alias> ...) carry nothing for us.
-        if (w1 == "<code_set_alias>" && !v.empty()) cm.aliases.push_back(v);
-      } else {
-        throw Error(path, lr.lineno, "unexpected text in the charmap header: " + w1);
+
+  explicit CharmapReader(const std::string &p) : path(p), text(read_file(p)) { cm.path = p; }
+
+  void read() {
+    std::string line;
+    while (lr.next(line)) {
+      std::string t = trim(line);
+      if (t.empty()) continue;
+      if (t[0] == comment) {
+        // "% alias NAME" comments name the charmap's other names.
+        std::istringstream is(t.substr(1));
+        std::string w, a;
+        if (is >> w >> a && w == "alias") cm.aliases.push_back(a);
+        continue;
       }
-      continue;
+      std::istringstream is(t);
+      std::string w1;
+      is >> w1;
+      if (state == HEAD)
+        header(w1, is);
+      else if (w1 == "END")
+        end_section(is);
+      else if (state != SKIP)
+        entry(t);
     }
-    if (w1 == "END") {
-      std::string what;
-      is >> what;
-      if ((state == MAP && what != "CHARMAP") || (state == WIDTH && what != "WIDTH") ||
-          (state == SKIP && what != "WIDTH_VARIABLE"))
-        throw Error(path, lr.lineno, "END " + what + " does not close the open section");
-      state = HEAD;
-      continue;
+    if (!saw_charmap) throw Error(path, 0, "no CHARMAP section");
+    if (state != HEAD) throw Error(path, lr.lineno, "section not closed by END");
+    if (cm.code_set_name.empty()) throw Error(path, 0, "no <code_set_name>");
+    if (cm.chars.empty()) throw Error(path, 0, "the charmap defines no characters");
+  }
+
+  // A header keyword and its value, or the start of a section.
+  void header(const std::string &w1, std::istringstream &is) {
+    std::string v;
+    is >> v;
+    if (w1 == "<code_set_name>") {
+      cm.code_set_name = v;
+    } else if (w1 == "<comment_char>") {
+      if (v.empty()) throw Error(path, lr.lineno, "<comment_char> needs a character");
+      comment = v[0];
+    } else if (w1 == "<escape_char>") {
+      if (v.empty()) throw Error(path, lr.lineno, "<escape_char> needs a character");
+      esc = v[0];
+    } else if (w1 == "<mb_cur_max>" || w1 == "<mb_cur_min>") {
+      char *end = nullptr;
+      long n = strtol(v.c_str(), &end, 10);
+      if (v.empty() || *end || n < 1 || n > 6) throw Error(path, lr.lineno, "bad value for " + w1);
+      (w1 == "<mb_cur_max>" ? cm.mb_cur_max : cm.mb_cur_min) = static_cast<int>(n);
+    } else if (w1 == "CHARMAP") {
+      state = MAP;
+      saw_charmap = true;
+    } else if (w1 == "WIDTH_DEFAULT") {
+      cm.width_default = atoi(v.c_str());
+    } else if (w1 == "WIDTH") {
+      state = WIDTH;
+    } else if (w1 == "WIDTH_VARIABLE") {
+      state = SKIP;
+    } else if (w1[0] == '<') {
+      // Other header keywords (<code_set_alias> ...) carry nothing for us.
+      if (w1 == "<code_set_alias>" && !v.empty()) cm.aliases.push_back(v);
+    } else {
+      throw Error(path, lr.lineno, "unexpected text in the charmap header: " + w1);
     }
-    if (state == SKIP) continue;
+  }
+
+  void end_section(std::istringstream &is) {
+    std::string what;
+    is >> what;
+    if ((state == MAP && what != "CHARMAP") || (state == WIDTH && what != "WIDTH") ||
+        (state == SKIP && what != "WIDTH_VARIABLE"))
+      throw Error(path, lr.lineno, "END " + what + " does not close the open section");
+    state = HEAD;
+  }
+
+  // A WIDTH rule, or a CHARMAP entry: one name, or a range of names.
+  void entry(const std::string &t) {
     std::string n1, ell, n2, rest;
     if (!split_names(t, esc, n1, ell, n2, rest)) throw Error(path, lr.lineno, "expected a symbolic name");
     if (state == WIDTH) {
@@ -312,38 +335,14 @@ Charmap read_charmap(const std::string &path) {
       int width;
       if (!(ws >> width) || width < 0) throw Error(path, lr.lineno, "expected a width");
       rules.push_back({n1, ell.empty() ? n1 : n2, width, lr.lineno});
-      continue;
+      return;
     }
-    // CHARMAP entry.
     size_t i = 0;
     std::string bytes;
     if (!parse_bytes(rest, esc, i, bytes)) throw Error(path, lr.lineno, "expected the bytes of <" + n1 + ">");
-    auto add = [&](const std::string &name, const std::string &b) {
-      if (b.size() > 4) {
-        warn(path, lr.lineno, "<" + name + "> is longer than four bytes and is left out");
-        return;
-      }
-      CharmapEntry e;
-      e.bytes = b;
-      e.name = name;
-      e.ucs = ucs_of_name(name);
-      e.width = -1;
-      if (cm.by_bytes.count(b)) {
-        // A second name for the same bytes: the name becomes an alias.
-        size_t idx = cm.by_bytes[b];
-        cm.by_name.emplace(name, idx);
-        if (e.ucs != kNoUcs) cm.by_ucs.emplace(e.ucs, idx);
-        return;
-      }
-      size_t idx = cm.chars.size();
-      cm.chars.push_back(e);
-      cm.by_bytes.emplace(b, idx);
-      cm.by_name.emplace(name, idx);
-      if (e.ucs != kNoUcs) cm.by_ucs.emplace(e.ucs, idx);
-    };
     if (ell.empty()) {
       add(n1, bytes);
-      continue;
+      return;
     }
     int base = ell == ".." ? 16 : 10;
     std::string p1, p2;
@@ -361,15 +360,36 @@ Charmap read_charmap(const std::string &path) {
       if (!utf8 && v != v2 && !increment(bytes)) throw Error(path, lr.lineno, "byte range overflows");
     }
   }
-  if (!saw_charmap) throw Error(path, 0, "no CHARMAP section");
-  if (state != HEAD) throw Error(path, lr.lineno, "section not closed by END");
-  if (cm.code_set_name.empty()) throw Error(path, 0, "no <code_set_name>");
-  if (cm.chars.empty()) throw Error(path, 0, "the charmap defines no characters");
+
+  // One character; a second name for the same bytes becomes an alias.
+  void add(const std::string &name, const std::string &b) {
+    if (b.size() > 4) {
+      warn(path, lr.lineno, "<" + name + "> is longer than four bytes and is left out");
+      return;
+    }
+    CharmapEntry e;
+    e.bytes = b;
+    e.name = name;
+    e.ucs = ucs_of_name(name);
+    e.width = -1;
+    if (cm.by_bytes.count(b)) {
+      size_t idx = cm.by_bytes[b];
+      cm.by_name.emplace(name, idx);
+      if (e.ucs != kNoUcs) cm.by_ucs.emplace(e.ucs, idx);
+      return;
+    }
+    size_t idx = cm.chars.size();
+    cm.chars.push_back(e);
+    cm.by_bytes.emplace(b, idx);
+    cm.by_name.emplace(name, idx);
+    if (e.ucs != kNoUcs) cm.by_ucs.emplace(e.ucs, idx);
+  }
 
   // Widths: a rule covers every byte sequence between the bytes of its two
   // ends, shorter sequences first; later rules win.
-  for (auto &c : cm.chars) c.width = cm.width_default;
-  if (!rules.empty()) {
+  void apply_widths() {
+    for (auto &c : cm.chars) c.width = cm.width_default;
+    if (rules.empty()) return;
     std::vector<size_t> order(cm.chars.size());
     for (size_t k = 0; k < order.size(); ++k) order[k] = k;
     std::sort(order.begin(), order.end(),
@@ -387,7 +407,13 @@ Charmap read_charmap(const std::string &path) {
         cm.chars[*it].width = r.width;
     }
   }
-  return cm;
+};
+
+Charmap read_charmap(const std::string &path) {
+  CharmapReader r(path);
+  r.read();
+  r.apply_widths();
+  return std::move(r.cm);
 }
 
 }  // namespace ldef
