@@ -18,9 +18,9 @@
   X(setFerrorFunc) X(setFeofFunc) X(setUCAFunc) X(ucstoucs32) X(ucs32toucs) X(setPrintMessageFunc) X(setMessageLevel) \
   X(setMessageSubLevel)
 
-// What the test bridge was given, exported as "tb_state". The callbacks are
-// in the order the library hands them over: malloc, realloc, free, calloc,
-// fgetc, fseek, ftell, ferror, feof, UCA, message.
+// What the test bridge was given, from its function "tb_state". The
+// callbacks are in the order the library hands them over: malloc, realloc,
+// free, calloc, fgetc, fseek, ftell, ferror, feof, UCA, message.
 struct TbState {
   int32_t icudata_loads, icudata_unloads, map_loads, map_unloads, lc_opens, lc_closes, live_locales, setters;
   int32_t level, sublevel, icudata, map;  // the last two: their addresses are handed out as data and map

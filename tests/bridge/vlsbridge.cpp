@@ -1,14 +1,15 @@
 // A stand-in for the Unicode bridge, built only for the tests. CMakeLists.txt
 // builds it twice: vlsbridge, and vlsbridge_missing with vlu_ucs32uc32 kept
 // local by a version script; it also writes corrupt.so, a file that exists
-// but won't load. bridge_test builds its trees from these. It exports
-// all 78 names with the types of the library's table. The few that the
-// binding and the locale rows use record what they are given in "tb_state"
-// (tbbridge.h); every other name takes anything and gives zero. Read from
-// the environment when the call happens: TB_ICUNAME_RC (result of
-// getIcuDataFileName), TB_ICUDATA_STATUS, TB_MAP_STATUS (status of the two
-// loads), TB_MEM_RESULT (result of setMemoryFunctions), TB_USELOC (answer of
-// useIcuLocCall, 1 when unset).
+// but won't load. bridge_test builds its trees from these.
+//
+// It exports all 78 names with the types of the library's table. The few
+// that the binding and the locale rows use record what they are given in the
+// state that tb_state() gives (tbbridge.h); every other name takes anything
+// and gives zero. Read from the environment when the call happens:
+// TB_ICUNAME_RC (result of getIcuDataFileName), TB_ICUDATA_STATUS and
+// TB_MAP_STATUS (status of the two loads), TB_MEM_RESULT (result of
+// setMemoryFunctions), TB_USELOC (answer of useIcuLocCall, 1 when unset).
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,9 +17,8 @@
 
 #include "tbbridge.h"
 
-extern "C" { __attribute__((visibility("default"))) TbState tb_state = {}; }
-
 namespace {
+TbState s;  // behind a function: the sanitizer takes copies of one global for a broken ODR
 #define TB_ENUM(n) k_##n,
 enum { TB_NAMES(TB_ENUM) };
 template <int K, class F> struct Impl;
@@ -27,7 +27,6 @@ template <int K, class R, class... A> struct Impl<K, R (*)(A...)> {
 };
 #define TB_IMPL(n) template <> struct Impl<k_##n, decltype(fn_vlu_##n)>
 
-TbState &s = tb_state;
 int16_t env(const char *name, int unset = 0) { return static_cast<int16_t>(getenv(name) ? atoi(getenv(name)) : unset); }
 template <size_t N> void copy(char (&target)[N], const char *text) { snprintf(target, N, "%s", text); }
 
@@ -72,6 +71,7 @@ TB_IMPL(setMessageLevel) { static int32_t fn(int32_t l) { return s.level = l, ++
 TB_IMPL(setMessageSubLevel) { static int32_t fn(int32_t l) { return s.sublevel = l, ++s.setters, 12; } };
 }  // namespace
 
+extern "C" __attribute__((visibility("default"))) TbState *tb_state() { return &s; }
 // Each name is an indirect function whose resolver picks its Impl, which
 // must have the type of the library's pointer.
 #define TB_DEFINE(n)                                                                                 \
