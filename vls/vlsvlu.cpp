@@ -173,6 +173,8 @@ VLS_API int kvnx_dlclose(dl_handle *record) {
     if (record) {
       record->status = -2;
       replace_message(record, "Internal Error");
+      _vl_free_ptr(record->path);  // a failed open keeps its path until here
+      record->path = nullptr;
     }
     return -1;
   }
