@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr int kRow = VL_LC_CTYPE - 2;
 constexpr int kNameBuf = 128;
 // Far above any real codeset; a larger count in a file is damage.
 constexpr int32_t kMaxClasses = 4096;
@@ -32,7 +31,7 @@ constexpr Builtin kBuiltins[] = {
     {"punct", VL_CT_PUNCT}, {"graph", VL_CT_GRAPH}, {"print", VL_CT_PRINT}, {"cntrl", VL_CT_CNTRL},
 };
 
-inline bool bridged(const vl_locale_t *h) { return h->bridge_active[kRow] == 1; }
+inline bool bridged(const vl_locale_t *h) { return _vlu_active(h, VL_LC_CTYPE); }
 
 inline uint16_t row_u16(const void *row) {
   uint16_t v;
@@ -59,7 +58,7 @@ inline vl_wchar pick(const vl_case_pair *p) {
 template <bool Upper>
 vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
   if (bridged(h))
-    return _vlu_call(h, Upper ? fn_vlu_uc32toupper : fn_vlu_uc32tolower, h->bridge_locale[kRow], value);
+    return _vlu_call(h, Upper ? fn_vlu_uc32toupper : fn_vlu_uc32tolower, _vlu_locale(h, VL_LC_CTYPE), value);
   const void *row = vls::tree::wide_row(h, value, h->ctype.case_tree);
   vl_wchar to = pick<Upper>(pair_of(h, row));
   return to ? to : value;
@@ -73,7 +72,7 @@ template <bool Upper>
 uint16_t im_tomcase(vl_locale_t *h, char *target, const char *source) {
   if (bridged(h))
     return static_cast<uint16_t>(
-        _vlu_call(h, Upper ? fn_vlu_mbtoupper : fn_vlu_mbtolower, h->bridge_locale[kRow], target, source, 4) & 0xFFFF);
+        _vlu_call(h, Upper ? fn_vlu_mbtoupper : fn_vlu_mbtolower, _vlu_locale(h, VL_LC_CTYPE), target, source, 4) & 0xFFFF);
   int32_t bytes = 0;
   const void *row = vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(source), h->ctype.case_tree,
                                                0, &bytes, h);
@@ -102,7 +101,7 @@ uint16_t kvx_im_tomcase(vl_locale_t *h, char *target, const char *source, int32_
 template <bool Upper>
 int tombscase(vl_locale_t *h, char *target, const char *source) {
   if (bridged(h))
-    return _vlu_call(h, Upper ? fn_vlu_mbstoupper : fn_vlu_mbstolower, h->bridge_locale[kRow], target, source);
+    return _vlu_call(h, Upper ? fn_vlu_mbstoupper : fn_vlu_mbstolower, _vlu_locale(h, VL_LC_CTYPE), target, source);
   if (const unsigned char *table = Upper ? h->upper_table : h->lower_table) {
     const auto *s = reinterpret_cast<const unsigned char *>(source);
     auto *t = reinterpret_cast<unsigned char *>(target);
@@ -134,7 +133,7 @@ int tombscase(vl_locale_t *h, char *target, const char *source) {
 template <bool Upper>
 int towcscase(vl_locale_t *h, vl_wchar *target, const vl_wchar *source) {
   if (bridged(h))
-    return _vlu_call(h, Upper ? fn_vlu_ucs32toupper : fn_vlu_ucs32tolower, h->bridge_locale[kRow], target, source);
+    return _vlu_call(h, Upper ? fn_vlu_ucs32toupper : fn_vlu_ucs32tolower, _vlu_locale(h, VL_LC_CTYPE), target, source);
   if (const unsigned char *table = Upper ? h->upper_table : h->lower_table) {
     for (;; ++source, ++target) {
       vl_wchar v = *source;
@@ -367,7 +366,7 @@ VLS_API uint32_t _vl_im_ismctype(vl_locale_t *h, const char *s, uint32_t mask) {
     vls::set_error(h, VL_EBADPTR);
     return 0;
   }
-  if (bridged(h)) return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, 4, mask));
+  if (bridged(h)) return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, _vlu_locale(h, VL_LC_CTYPE), s, 4, mask));
   const void *row =
       vls::tree::text_row<false>(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, 0, nullptr, h);
   return row ? (row_u16(row) & mask) : 0;
@@ -381,7 +380,7 @@ VLS_API uint32_t _kvx_vl_im_ismctype(vl_locale_t *h, const char *s, int32_t limi
     return 0;
   }
   if (bridged(h))
-    return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, h->bridge_locale[kRow], s, limit, mask));
+    return static_cast<uint32_t>(_vlu_call(h, fn_vlu_ismctype, _vlu_locale(h, VL_LC_CTYPE), s, limit, mask));
   const void *row =
       vls::tree::text_row<true>(reinterpret_cast<const unsigned char *>(s), h->ctype.ctype_tree, limit, nullptr, h);
   return row ? (row_u16(row) & mask) : 0;
@@ -407,7 +406,7 @@ VLS_API int vl_towcsupper(vl_locale_t *h, vl_wchar *t, const vl_wchar *s) { retu
 VLS_API int vl_towcslower(vl_locale_t *h, vl_wchar *t, const vl_wchar *s) { return towcscase<false>(h, t, s); }
 
 VLS_API int32_t vl_case_conv_outbuflen(vl_locale_t *h, int32_t length) {
-  if (bridged(h)) return fn_vlu_case_conv_outbuflen(h->bridge_locale[kRow], length);
+  if (bridged(h)) return fn_vlu_case_conv_outbuflen(_vlu_locale(h, VL_LC_CTYPE), length);
   double e = h->case_expansion;
   int32_t k = static_cast<int32_t>(e);
   if (e - k != 0) ++k;

@@ -110,9 +110,9 @@ uint16_t root_mask(const multi_t *t, unsigned i) {
 template <bool CountedTwin>
 inline int full_mblen(vl_locale_t *h, const char *string, int32_t limit) {
   if (!string) return 0;
-  if (h->bridge_active[0] == 1) {
+  if (_vlu_active(h, VL_LC_CTYPE)) {
     int16_t status = 0;
-    int r = fn_vlu_mblen(h->bridge_locale[0], string, limit, &status);
+    int r = fn_vlu_mblen(_vlu_locale(h, VL_LC_CTYPE), string, limit, &status);
     if (status > 0) vls::set_error(h, static_cast<uint32_t>(status));
     return r;
   }
@@ -296,12 +296,12 @@ VLS_API int _kvx_vl_full_mblen(vl_locale_t *h, const char *string, int32_t limit
 }
 
 VLS_API int vl_mb_loc_max(vl_locale_t *h) {
-  if (h->bridge_active[0] == 1) return fn_vlu_mb_loc_max(h->bridge_locale[0]);
+  if (_vlu_active(h, VL_LC_CTYPE)) return fn_vlu_mb_loc_max(_vlu_locale(h, VL_LC_CTYPE));
   return _vl_multi_max_length(h->ctype.ctype_tree);
 }
 
 VLS_API int vl_mb_loc_min(vl_locale_t *h) {
-  if (h->bridge_active[0] == 1) return fn_vlu_mb_loc_min(h->bridge_locale[0]);
+  if (_vlu_active(h, VL_LC_CTYPE)) return fn_vlu_mb_loc_min(_vlu_locale(h, VL_LC_CTYPE));
   return _vl_multi_min_length(h->ctype.ctype_tree);
 }
 

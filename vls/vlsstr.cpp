@@ -93,7 +93,7 @@ class MbText {
     const auto *b = reinterpret_cast<const unsigned char *>(p_);
     if (h_->single_byte) {
       *wide = b[0];
-    } else if (h_->bridge_active[0] == 1) {
+    } else if (_vlu_active(h_, VL_LC_CTYPE)) {
       if (_kvx_vl_full_mbtowc(h_, wide, p_, l) < 0) return -1;
     } else {
       vl_wchar v = 0;
@@ -645,8 +645,8 @@ VLS_API char *vl_full_mbschr(vl_locale_t *h, const char *string, const char *cha
     set_error(h, VL_EBADPTR);
     return nullptr;
   }
-  if (h->bridge_active[0] == 1)  // the collation category's bridge locale
-    return _vlu_call(h, fn_vlu_mbschr, h->bridge_locale[VL_LC_COLLATE - 2], string, int32_t{-1}, character,
+  if (_vlu_active(h, VL_LC_CTYPE))  // with the collation category's bridge locale
+    return _vlu_call(h, fn_vlu_mbschr, _vlu_locale(h, VL_LC_COLLATE), string, int32_t{-1}, character,
                      int32_t{4});
   if (h->single_byte) {
     const char *r = strchr(string, static_cast<unsigned char>(*character));

@@ -545,7 +545,7 @@ VLS_API int set_categories_vlu(vl_locale_t *handle, int category, const char *na
     }
   }
 
-  if (handle->bridge_active[VL_LC_COLLATE - 2] == 1) {
+  if (_vlu_active(handle, VL_LC_COLLATE)) {
     handle->codepoint_collation = 0;
     handle->collate.codeset_order = 0;
     handle->bridge_collation = 1;
