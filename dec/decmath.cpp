@@ -529,17 +529,7 @@ int decload(decimal_t *result, int sign, int exponent, const void *digits, int c
     return 0;
   }
   memmove(result->digits, p, (size_t)count);
-  result->sign = (uint16_t)sign;
-  if (exponent < DEC_MIN_EXPONENT) {
-    result->exponent = DEC_MIN_EXPONENT;
-    return DEC_E_UNDERFLOW;
-  }
-  if (exponent > DEC_MAX_EXPONENT) {
-    result->exponent = DEC_MAX_EXPONENT;
-    return DEC_E_OVERFLOW;
-  }
-  result->exponent = (int16_t)exponent;
-  return 0;
+  return set_header(result, count, sign, exponent);
 }
 
 /* ---- the four operations ------------------------------------------------ */
