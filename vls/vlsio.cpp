@@ -16,7 +16,6 @@ namespace {
 constexpr int32_t kMaxChar = vls::tree::kMaxChar;
 constexpr vl_wchar kLineFeed = 10;
 
-inline bool bridged(const vl_locale_t *h) { return _vlu_active(h, VL_LC_CTYPE); }
 
 inline int fail(vl_locale_t *h, uint32_t code) {
   vls::set_error(h, code);

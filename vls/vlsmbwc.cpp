@@ -24,7 +24,6 @@ constexpr int32_t kMaxChar = vls::tree::kMaxChar;
 constexpr int32_t kUnbounded = INT32_MAX;  // walk bounded only by the tree
 
 inline bool bridged(const vl_locale_t *h) { return _vlu_active(h, VL_LC_CTYPE); }
-inline void *bridge_locale(const vl_locale_t *h) { return _vlu_locale(h, VL_LC_CTYPE); }
 
 inline const unsigned char *ubytes(const char *s) { return reinterpret_cast<const unsigned char *>(s); }
 inline const char *cbytes(const unsigned char *s) { return reinterpret_cast<const char *>(s); }
