@@ -8,20 +8,15 @@
 #include "dec_model/decops.h"
 
 namespace {
-
-struct Case { const char *op; std::string want; };
 // Status fields of the failures.
 const std::string kOver = std::to_string(DEC_E_OVERFLOW) + "|", kUnder = std::to_string(DEC_E_UNDERFLOW) + "|",
-                  kDivZero = std::to_string(DEC_E_DIVZERO) + "|", kNoFit = std::to_string(DEC_E_NOFIT) + "|";
-
-void check(const Case *cases, size_t n) {
-  for (size_t i = 0; i < n; ++i) EXPECT_EQ(decops::run(cases[i].op), cases[i].want) << cases[i].op;
-}
-
+                  kDivZero = std::to_string(DEC_E_DIVZERO) + "|", kNoFit = std::to_string(DEC_E_NOFIT) + "|",
+                  kBadNum = std::to_string(DEC_E_BADNUM) + "|";
 }  // namespace
 
-TEST(Dec, Arithmetic) {
-  const Case cases[] = {
+TEST(Dec, Operations) {
+  const std::pair<const char *, std::string> cases[] = {
+      // arithmetic
       {"add +16:99*16 +1:1", "0|+17:1"},  // a carry out of sixteen bytes
       {"add +1:1 +-19:1", "0|+1:1"},  {"sub +1:1 +-19:1", "0|+1:1"},  {"add +-19:1 +1:1", "0|+1:1"},  // past the frame
       {"add +2:12.34.56 -2:12.34.56", "0|+-64:"},  {"sub -2:12.34.56 -2:12.34.56", "0|+-64:"},  // exact cancellation
@@ -32,12 +27,7 @@ TEST(Dec, Arithmetic) {
       {"add +63:99 +63:99", kOver + "+63:1.98"},  {"mul +40:5 +40:5", kOver + "+63:25"},  // clamped, digits kept
       {"mul --40:5 --40:5", kUnder + "+-64:25"},  {"div +63:50 --64:2", kOver + "-63:25"},
       {"div --64:2 +63:50", kUnder + "--64:4"},
-  };
-  check(cases, std::size(cases));
-}
-
-TEST(Dec, CompareLoadRoundAndTruncate) {
-  const Case cases[] = {
+      // compare, load, round and truncate
       {"cmp null +1:1", "-2"},  {"cmp +1:1 null", "-2"},  {"cmp null null", "-2"},  {"cmp null +-64:", "-2"},
       {"cmp +1:5 +1:5.1", "-1"},  {"cmp +1:5.1 +1:5", "1"},  {"cmp -1:5 -1:5.1", "1"},  // fewer digits: smaller
       {"iszero +-64:", "1"},  {"iszero null", "0"},  {"iszero +1:1", "0"},  {"iszero +3:", "0"},
@@ -59,12 +49,7 @@ TEST(Dec, CompareLoadRoundAndTruncate) {
       {"trunc +1:12.34.50 1", "+1:12.30"},  {"trunc +0:5 1", "+-64:"},  {"trunc -2:12.34.56 -3", "-2:10"},
       {"trunc +2:12.34 -4", "+-64:"},  {"trunc +1:5.0.7 2", "+1:5"},
       {"trunc null 2", "null"},  {"trunc null 0", "+-64:"},  {"trunc null -1", "+-64:"},  // no test for null
-  };
-  check(cases, std::size(cases));
-}
-
-TEST(Dec, StoreForm) {
-  const Case cases[] = {
+      // the store form
       {"st +-64: 5", "128.0.0.0.0"},  {"st null 5", "0.0.0.0.0"},  {"ld 0.0.0.0.0 5", "0|null"},
       {"ld 128.0.0 3", "0|+-64:"},  {"st +3:1.23.45 4", "195.1.23.45"},  {"ld 195.1.23.45 4", "0|+3:1.23.45"},
       {"st -3:1.0.30 4", "60.98.99.70"},  {"ld 60.98.99.70 4", "0|-3:1.0.30"},  {"st -0:50 4", "63.50.0.0"},
@@ -72,31 +57,22 @@ TEST(Dec, StoreForm) {
       {"st +1:1.99.99 3", "193.2.0"},  {"st +1:99.99.99 2", "194.1"},  {"ld 194.1 2", "0|+2:1"},
       {"st -1:1.49.20 3", "62.98.51"},  {"ld 193.11*16.77 18", "0|+1:11.11.11.11.11.11.11.11.11.11.11.11.11.11.11.12"},
       {"ld 193.11*16.77.99.99 20", "0|+1:11.11.11.11.11.11.11.11.11.11.11.11.11.11.11.12"},  // read as 18
-  };
-  check(cases, std::size(cases));
-}
-
-TEST(Dec, MachineNumbers) {
-  const Case cases[] = {
+      // machine numbers; out of range, the target keeps its 12345
       {"cvlong 12345", "0|+3:1.23.45"},  {"cvlong 0", "0|+-64:"},  {"cvlong -2147483648", "0|null"},
       {"cvint -32768", "0|null"},  {"cvint -32767", "0|-3:3.27.67"},  {"cvint 40000", "0|+3:4"},
       {"tolong null", "0|-2147483648"},  {"toint null", "0|-32768"},  {"tolong -5:21.47.48.36.47", "0|-2147483647"},
       {"tolong -2:12.34.99", "0|-1234"},  {"toint -2:12.34.99", "0|-1234"},  {"tolong +0:99", "0|0"},  // cut off
       {"tolong +3:5", "0|50000"},  {"toint +3:3.27.67", "0|32767"},  // bytes past digit_count count as zero
+      {"tolong +5:21.47.48.36.48", kOver + "12345"},  {"tolong -5:21.47.48.36.48", kOver + "12345"},
+      {"tolong +5:21.47.48.36.47.50", kOver + "12345"},  {"tolong +6:1", kOver + "12345"},
+      {"toint -5:21.47.48.36.47", kOver + "12345"},  {"toint +3:5", kOver + "12345"},
+      {"toint -3:3.27.68", kOver + "12345"},
       {"cvdbl 0.1", "0|+0:10"},  {"cvdbl 0.3333333333333333", "0|+0:33.33.33.33.33.33.33.30"},  // 15 digits
       {"cvflt 3.1415927410125732", "0|+1:3.14.15.92.70"},  {"cvdbl 0", "0|+-64:"},  {"cvdbl -0.0", "0|+-64:"},
       {"cvdbl nulld", "0|null"},  {"cvflt nulld", "0|null"},
+      {"cvflt fnan", kBadNum + "+-64:"},  // a widened float NaN is not the null double
       {"cvdbl 1e200", kOver + "+63:1"},  {"cvdbl 1e-200", kUnder + "+-64:1"},
-  };
-  check(cases, std::size(cases));
-  for (const char *op : {"tolong +5:21.47.48.36.48", "tolong -5:21.47.48.36.48", "tolong +5:21.47.48.36.47.50",
-                         "tolong +6:1", "toint -5:21.47.48.36.47", "toint +3:5", "toint -3:3.27.68"})
-    EXPECT_EQ(decops::run(op), kOver + "12345") << op;  // out of range: the target stays
-  EXPECT_EQ(decops::run("cvflt fnan").find("|null"), std::string::npos);  // a widened float NaN is no null
-}
-
-TEST(Dec, DigitStrings) {
-  const Case cases[] = {
+      // digit strings
       {"fcvt +0:99.90 2", "100|1|0"},  {"fcvt +0:60 0", "1|1|0"},  {"ecvt +1:99.99 3", "100|3|0"},  // carries
       {"ecvt +1:99.99 0", "|3|0"},  {"fcvt -3:1.23.45.67 5", "1234567000|5|1"},  {"fcvt +-1:4 2", "|-3|0"},
       {"fcvt +-1:5 3", "1|-2|0"},  {"cvt +-1:12.34 2 2", "1234|-2|0"},  // mode 2 adds the size of decpt
@@ -105,7 +81,7 @@ TEST(Dec, DigitStrings) {
       {"kfcvt +-3:4 1 8", "0||-7|0"},  // fewer than no places: empty
       {"kfcvt +0:99.90 2 3", kNoFit + "-|1|0"},  {"kecvt +0:99.90 2 0", kNoFit + "-|1|0"},  // the buffer stays
   };
-  check(cases, std::size(cases));
+  for (const auto &[op, want] : cases) EXPECT_EQ(decops::run(op), want) << op;
 }
 
 TEST(Dec, LongRequestsGrowTheSharedBuffer) {
@@ -121,18 +97,17 @@ TEST(Dec, LongRequestsGrowTheSharedBuffer) {
 }
 
 TEST(Dec, TextReaders) {
-  struct Hex { const char *text; int st; int32_t v; };
-  const Hex hexes[] = {{"10", 0, 16}, {"aBcD  ", 0, 0xABCD}, {"ffffffff\n", 0, -1}, {"123456789", 0, 0x23456789},
-                       {"10.5", -1, 5}, {"12 3", -1, 5}, {"g", -1, 5}};
-  for (const Hex &c : hexes) {
+  const std::tuple<const char *, int, int32_t> hexes[] = {{"10", 0, 16}, {"aBcD  ", 0, 0xABCD}, {"ffffffff\n", 0, -1},
+      {"123456789", 0, 0x23456789}, {"10.5", -1, 5}, {"12 3", -1, 5}, {"g", -1, 5}};
+  for (const auto &[text, st, want] : hexes) {
     int32_t v = 5;
-    EXPECT_EQ(decxtoi(c.text, &v), c.st) << c.text;
-    EXPECT_EQ(v, c.v) << c.text;
+    EXPECT_EQ(decxtoi(text, &v), st) << text;
+    EXPECT_EQ(v, want) << text;
   }
-  struct Dec { const char *text; int used, v; };
-  for (const Dec &c : {Dec{"-123e", 4, -123}, Dec{"+7", 2, 7}, Dec{"x", 0, 0}}) {
+  const std::tuple<const char *, int, int> decs[] = {{"-123e", 4, -123}, {"+7", 2, 7}, {"x", 0, 0}};
+  for (const auto &[text, used, want] : decs) {
     int v = 9;
-    EXPECT_EQ(decstoi(c.text, &v), c.text + c.used) << c.text;
-    EXPECT_EQ(v, c.v) << c.text;
+    EXPECT_EQ(decstoi(text, &v), text + used) << text;
+    EXPECT_EQ(v, want) << text;
   }
 }
