@@ -608,7 +608,7 @@ std::string ctype_section(const Charmap &cm, const CtypeResult &ct, bool compres
 
 // Collation by code value: every character has row 0, whose weight asks
 // for the character's code to decide.
-std::string collate_section(const Charmap &cm, bool compress) {
+std::string code_value_collate_section(const Charmap &cm, bool compress) {
   std::string out = "as_specified\n";
   size_t bad = 0;
   if (!lcow::tree_text(char_rows(cm, [](size_t, uint16_t &) { return false; }), compress, out, &bad))
@@ -856,10 +856,9 @@ void compile(const CompileOptions &opt) {
   src.add_text(posix, kPosixSource);
   std::vector<Statement> sts[CAT_COUNT];
   for (int c = 0; c < CAT_COUNT; ++c) {
-    if (c == CAT_COLLATE) continue;
     Category cat = static_cast<Category>(c);
     if (src.has_category(top, cat)) sts[c] = src.category(top, cat);
-    else if (cat != CAT_CTYPE) sts[c] = src.category(posix, cat);
+    else if (cat != CAT_CTYPE && cat != CAT_COLLATE) sts[c] = src.category(posix, cat);
   }
 
   CtypeResult ct = build_ctype(cm, sts[CAT_CTYPE], top);
@@ -872,7 +871,24 @@ void compile(const CompileOptions &opt) {
   for (auto &l : info) l = l.substr(0, 120);
   std::string text = lcow::header(codeset, info);
   text += "### LC_CTYPE\n" + ctype_section(cm, ct, compress);
-  text += "### LC_COLLATE\n" + collate_section(cm, compress);
+  // A source without LC_COLLATE collates by code value, as the POSIX locale.
+  if (src.has_category(top, CAT_COLLATE)) {
+    CollateReport rep;
+    text += "### LC_COLLATE\n" + collate_section(cm, sts[CAT_COLLATE], compress, &rep);
+    if (g_verbose) {
+      std::string v;
+      for (long n : rep.values) v += " " + std::to_string(n);
+      warn(top, 0, "collation: " + std::to_string(rep.passes) + " passes, weights" + v + ", " +
+                       std::to_string(rep.rows) + " rows, " + std::to_string(rep.expansions) + " expansions, " +
+                       std::to_string(rep.elements) + " elements, " + std::to_string(rep.undefined) +
+                       " undefined, " + std::to_string(rep.unknown_weights) + " unknown weights, " +
+                       std::to_string(rep.composite) + "+" + std::to_string(rep.element_composite) +
+                       " composite weights, " + std::to_string(rep.exp_cut) + " expansions cut, folded " + std::to_string(rep.folded_lossless) + " exact and " +
+                       std::to_string(rep.folded_lossy) + " inexact");
+    }
+  } else {
+    text += "### LC_COLLATE\n" + code_value_collate_section(cm, compress);
+  }
   text += "### LC_NUMERIC\n" + numeric_section(Keywords(sts[CAT_NUMERIC]), enc);
   text += "### LC_MONETARY\n" + monetary_section(Keywords(sts[CAT_MONETARY]), enc);
   text += "### LC_TIME\n" + time_section(Keywords(sts[CAT_TIME]), enc);

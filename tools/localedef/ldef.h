@@ -150,6 +150,28 @@ struct CompileOptions {
   bool uncompressed = false;
 };
 
+// ---- LC_COLLATE ------------------------------------------------------------------
+
+// What the collation compiler had to give up, for -v and for the checker.
+struct CollateReport {
+  int passes = 0;
+  long rows = 0, expansions = 0, elements = 0;
+  std::vector<long> values;        // distinct weights of each pass before folding
+  long undefined = 0;              // characters the order does not name
+  long unknown_weights = 0;        // weights naming nothing in the order, dropped
+  long composite = 0;              // character weights of several places that no characters
+                                   // spell, ranked as one weight
+  long element_composite = 0;      // likewise for collating elements
+  long exp_cut = 0;                // expansions cut to 15 characters
+  long folded_lossless = 0;        // places folded where code order keeps their order
+  long folded_lossy = 0;           // places in folded values where it does not
+};
+
+// The LC_COLLATE section (behind its marker line) from the statements of
+// the source's LC_COLLATE.
+std::string collate_section(const Charmap &cm, const std::vector<Statement> &sts, bool compress,
+                            CollateReport *report = nullptr);
+
 // Compiles and writes the file; throws Error.
 void compile(const CompileOptions &opt);
 

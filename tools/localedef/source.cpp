@@ -408,7 +408,7 @@ const SourceSet::Parsed &SourceSet::parse(const std::string &path) {
       if (cat >= 0) throw Error(path, ll.line, "END " + what + " inside " + open_name);
       continue;
     }
-    if (cat < 0 || cat == CAT_COLLATE) continue;  // read over
+    if (cat < 0) continue;  // read over
     if (cat == CAT_CTYPE) {
       if (in_translit) {
         if (w == "translit_end") {
