@@ -379,11 +379,20 @@ std::string collate_section(const Charmap &cm, const std::vector<Statement> &sts
   std::stable_sort(ents.begin() + static_cast<long>(nchars), ents.end(),
                    [](const Entry &a, const Entry &b) { return a.wide.size() > b.wide.size(); });
 
-  // The weight sequences, as places in the order; place 0 is below all
-  // (characters the source leaves undefined without an UNDEFINED entry).
+  // The weight sequences, as places in the order. Characters that the
+  // source leaves undefined, without an UNDEFINED entry, are ignored but
+  // in the last level, where glibc's strcoll gives each of their bytes
+  // the lowest weight (place -1). Here the shortest of them have one such
+  // weight, and each byte more adds one.
+  size_t undef_len = 4;
+  for (const auto &en : ents)
+    if (en.item < 0) undef_len = std::min(undef_len, en.bytes.size());
   auto seq_of = [&](const Entry &en, int level) {
     std::vector<long> out;
-    if (en.item < 0) return std::vector<long>{0};
+    if (en.item < 0) {
+      if (level + 1 < s.levels) return out;
+      return std::vector<long>(en.bytes.size() - undef_len + 1, -1);
+    }
     const Item &it = o.items[static_cast<size_t>(en.item)];
     if (it.self_all || level >= static_cast<int>(it.levels.size())) return std::vector<long>{it.pos};
     for (const auto &k : it.levels[static_cast<size_t>(level)]) {
