@@ -380,17 +380,19 @@ std::string collate_section(const Charmap &cm, const std::vector<Statement> &sts
                    [](const Entry &a, const Entry &b) { return a.wide.size() > b.wide.size(); });
 
   // The weight sequences, as places in the order. Characters that the
-  // source leaves undefined, without an UNDEFINED entry, are ignored but
-  // in the last level, where glibc's strcoll gives each of their bytes
-  // the lowest weight (place -1). Here the shortest of them have one such
-  // weight, and each byte more adds one.
+  // source leaves undefined, without an UNDEFINED entry, weigh least
+  // (place -1), as in glibc: in UTF-8 only in the last level, where glibc's
+  // strcoll gives each of their bytes that weight (here the shortest of
+  // them have one such weight, and each byte more adds one), in other
+  // codesets in every level.
   size_t undef_len = 4;
   for (const auto &en : ents)
     if (en.item < 0) undef_len = std::min(undef_len, en.bytes.size());
+  bool utf8 = cm.code_set_name == "UTF-8";
   auto seq_of = [&](const Entry &en, int level) {
     std::vector<long> out;
     if (en.item < 0) {
-      if (level + 1 < s.levels) return out;
+      if (utf8 && level + 1 < s.levels) return out;
       return std::vector<long>(en.bytes.size() - undef_len + 1, -1);
     }
     const Item &it = o.items[static_cast<size_t>(en.item)];
