@@ -310,15 +310,16 @@ TEST_F(TimeTest, EraFieldReaders) {
     EXPECT_EQ(end, c.text.data() + c.used);
   }
   EXPECT_EQ(wstrtoi(W("0042/").data(), nullptr), 42);
-  struct Copy { const char *text; vl_wchar stop; const char *want; long countdown; };  // text, its end, the error
-  const Copy copies[] = {{"ab:c", ':', "ab 2 0", -1},  {"ab:c", 0, "ab:c 4 0", -1},  {":x", ':', " 0 0", -1},
-                         {"abc", ':', "<null> 0 49", -1},  {"ab:c", ':', "<null> 2 3", 0}};
+  struct Copy { const char *text; vl_wchar stop; const char *want; uint32_t err; long countdown; };  // text, its end
+  const Copy copies[] = {{"ab:c", ':', "ab 2", 0, -1},  {"ab:c", 0, "ab:c 4", 0, -1},  {":x", ':', " 0", 0, -1},
+                         {"abc", ':', "<null> 0", VL_EERA, -1},  {"ab:c", ':', "<null> 2", VL_ENOMEM, 0}};
   for (const Copy &c : copies) {
     auto w = W(c.text);
     const vl_wchar *end = w.data();
     h->vl_errno = 0;
     char *s = failing_after(c.countdown, [&] { return alloc_mbs_copy(h, w.data(), c.stop, &end); });
-    EXPECT_EQ(mb(s) + " " + std::to_string(end - w.data()) + " " + std::to_string(h->vl_errno), c.want);
+    EXPECT_EQ(mb(s) + " " + std::to_string(end - w.data()) + " " + std::to_string(h->vl_errno),
+              c.want + (" " + std::to_string(c.err)));
     EXPECT_TRUE(!s || four_zeros_after(s, strlen(s)));
     _vl_free_ptr(s);
   }
