@@ -196,7 +196,6 @@ OPS = dict(add=decadd, sub=decsub, mul=decmul, div=decdiv, cmp=deccmp, round=dec
 
 def fmt(x):  # the driver's text of an argument or a result
     if isinstance(x, R): return text(x)
-    if isinstance(x, float): return repr(x)
     return ".".join(map(str, x)) if isinstance(x, list) else "|".join(map(fmt, x)) if isinstance(x, tuple) else str(x)
 
 
