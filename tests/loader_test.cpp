@@ -21,6 +21,7 @@ using namespace vlstest;
 namespace {
 
 const std::string kCt = ctype_section(latin1_spec());
+const std::string kColl = collate_section(latin1_spec());
 const std::string kNoChars = "0 4 1 0000\n1 0\n0000000\n0\n0 4 1 0000\n1 0\n0000000\n0\n";  // a tree without characters
 const std::string kBadNum = str_item(".") + str_item(",") + "16 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1\n";  // 16 sizes
 const std::string kNum = numeric_section({}), kMon = monetary_section({}), kTime = time_section({}),
@@ -29,7 +30,7 @@ const std::string kNum = numeric_section({}), kMon = monetary_section({}), kTime
 // A whole-locale file of the given sections.
 std::string whole(const std::string &ct, const std::string &num = kNum, const std::string &mon = kMon,
                   const std::string &tm = kTime, const std::string &msg = kMsg) {
-  return lco_header("8859-1") + "### LC_CTYPE\n" + ct + "### LC_COLLATE\n### LC_NUMERIC\n" + num + "### LC_MONETARY\n" +
+  return lco_header("8859-1") + "### LC_CTYPE\n" + ct + "### LC_COLLATE\n" + kColl + "### LC_NUMERIC\n" + num + "### LC_MONETARY\n" +
          mon + "### LC_TIME\n" + tm + "### LC_MESSAGES\n" + msg;
 }
 // The LC_CTYPE section with its first tree's header line replaced.

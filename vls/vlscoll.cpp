@@ -1,61 +1,837 @@
-// Collation. The weighted engine and the single-byte paths are not built
-// yet: until then every comparison and transform reports VL_ENOTSUP.
+// Collation: the weighted engine over wide characters, the sort keys, the
+// single-byte paths that compare bytes straight through the pass tables,
+// the code-value comparisons and the Thai rules.
+//
+// A weight word: 1 ignored in this pass; bit 15 the low 14 bits are the
+// weight and the character's code breaks a tie; bit 14 the low 14 bits name
+// an expansion; else a plain weight.
+#include <cstring>
+
 #include <vls/vlscat.h>
 #include <vls/vlscoll.h>
+#include <vls/vlsmbwc.h>
+#include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlswalk.h"
 
 namespace {
-int coll_unsupported(vl_locale_t *h) {
-  vls::set_error(h, VL_ENOTSUP);
+
+using vls::set_error;
+
+constexpr uint16_t kExpansion = 0x4000, kTie = 0x8000, kMask = 0x3FFF;
+constexpr int32_t kLocalChars = 127;  // characters compared without allocation
+constexpr int32_t kLocalThai = 512;   // bytes of a Thai conversion without allocation
+
+int sign(bool less) { return less ? -1 : 1; }
+
+// The row of a wide code through coll_rows; -1 (error 1 stored) for none.
+inline int32_t code_row(vl_locale_t *h, vl_wchar code) {
+  const unsigned char *r = vls::tree::wide_row(h, code, h->coll_rows);
+  return r ? vls::tree::u16(r) : -1;
+}
+
+// A wide buffer on the stack up to kLocalChars characters (and the
+// terminator), on the host heap beyond.
+class WideBuffer {
+ public:
+  bool reserve(int32_t chars) {
+    return buf_.reserve((static_cast<size_t>(chars) + 1) * sizeof(vl_wchar));
+  }
+  vl_wchar *data() { return reinterpret_cast<vl_wchar *>(buf_.data()); }
+
+ private:
+  vls::ShortBuffer<(kLocalChars + 1) * sizeof(vl_wchar)> buf_;
+};
+
+// A parallel array owned for one comparison.
+struct Parallel {
+  parallel_entry *p = nullptr;
+  ~Parallel() { _vl_free_ptr(p); }
+};
+
+// Builds the parallel array of a string when the locale has collating
+// elements; false (error 3) when it could not be made.
+bool parallel_for(vl_locale_t *h, const vl_wchar *s, int32_t len, Parallel &out) {
+  if (h->collate.num_coll_elems == 0 || len <= 0) return true;
+  out.p = make_parallel_arr(h, s, len);
+  if (!out.p) {
+    set_error(h, VL_ENOMEM);
+    return false;
+  }
+  return true;
+}
+
+uint32_t code_limit(vl_locale_t *h) {
+  switch (vl_mb_loc_max(h)) {
+    case 1:
+      return 0xFF;
+    case 2:
+      return 0xFFFF;
+    case 3:
+      return 0xFFFFFF;
+    default:
+      return 0xFFFFFFFF;
+  }
+}
+
+// ---- Thai ---------------------------------------------------------------------------
+//
+// Thai text is ordered by its consonants first: a leading vowel (U+0E40 to
+// U+0E44, TIS-620 0xE0 to 0xE4) is read after the consonant that follows
+// it, and tone marks and other signs above or below (0xE7 to 0xEE) count
+// only at the second level; the bytes themselves decide last.
+
+bool thai_leading(unsigned char b) { return b >= 0xE0 && b <= 0xE4; }
+bool thai_sign(unsigned char b) { return b >= 0xE7 && b <= 0xEE; }
+
+// The level-1 bytes of `s` (len bytes) into `out`; the count.
+int32_t thai_base(const unsigned char *s, int32_t len, unsigned char *out) {
+  int32_t n = 0;
+  for (int32_t i = 0; i < len; ++i) {
+    if (thai_leading(s[i]) && i + 1 < len && !thai_leading(s[i + 1]) && !thai_sign(s[i + 1])) {
+      out[n++] = s[i + 1];
+      out[n++] = s[i];
+      ++i;
+    } else if (!thai_sign(s[i])) {
+      out[n++] = s[i];
+    }
+  }
+  return n;
+}
+
+int32_t thai_signs(const unsigned char *s, int32_t len, unsigned char *out) {
+  int32_t n = 0;
+  for (int32_t i = 0; i < len; ++i)
+    if (thai_sign(s[i])) out[n++] = s[i];
+  return n;
+}
+
+int bytes_cmp(const unsigned char *a, int32_t la, const unsigned char *b, int32_t lb) {
+  const int32_t n = la < lb ? la : lb;
+  if (int r = memcmp(a, b, static_cast<size_t>(n)); r != 0) return r < 0 ? -1 : 1;
+  return la == lb ? 0 : sign(la < lb);
+}
+
+int thai_compare(vl_locale_t *h, const unsigned char *s1, int32_t l1, const unsigned char *s2, int32_t l2) {
+  vls::ShortBuffer<kLocalThai> b1, b2;
+  if (!b1.reserve(static_cast<size_t>(l1) + 1) || !b2.reserve(static_cast<size_t>(l2) + 1)) {
+    set_error(h, VL_ENOMEM);
+    return 0;
+  }
+  auto *x = reinterpret_cast<unsigned char *>(b1.data());
+  auto *y = reinterpret_cast<unsigned char *>(b2.data());
+  if (int r = bytes_cmp(x, thai_base(s1, l1, x), y, thai_base(s2, l2, y)); r != 0) return r;
+  if (int r = bytes_cmp(x, thai_signs(s1, l1, x), y, thai_signs(s2, l2, y)); r != 0) return r;
+  return bytes_cmp(s1, l1, s2, l2);
+}
+
+// A key byte for each nibble keeps every byte of a Thai key above the
+// level separator.
+void thai_put(unsigned char v, char *dest, int32_t &count, int32_t size) {
+  for (unsigned char d : {static_cast<unsigned char>((v >> 4) + 2), static_cast<unsigned char>((v & 15) + 2)}) {
+    if (count < size) dest[count] = static_cast<char>(d);
+    ++count;
+  }
+}
+
+// ---- single-byte paths --------------------------------------------------------------
+
+// The row of a byte: the root's own, or the tree's default.
+inline uint16_t byte_row(const multi_t *t, unsigned b) { return vls::tree::u16(vls::tree::row(t, t->root, b)); }
+
+// The first element that matches the bytes at `text` in full (ending at or
+// before `end` when one is given), in file order.
+const coll_elem *true_elem(const collate_category &c, const unsigned char *text, const unsigned char *end) {
+  for (int32_t i = 0; i < c.num_coll_elems; ++i) {
+    const coll_elem &e = c.coll_elems[i];
+    if (end && static_cast<int64_t>(e.count) > end - text) continue;
+    uint32_t k = 0;
+    while (k < e.count && text[k] != 0 && text[k] == e.chars[k]) ++k;
+    if (k == e.count) return &e;
+  }
+  return nullptr;
+}
+
+// Reads one side of a forward pass in a locale with expansions, collating
+// elements or both, as the general engine would: an element found at a
+// character covers the element's characters; a row whose word names an
+// expansion is replaced by the expansion's text (once for each character
+// of an element that expands). Bytes of an expansion's text do not expand
+// again. Allocates nothing.
+template <bool Exp, bool Elem>
+class SbReader {
+ public:
+  SbReader(vl_locale_t *h, int32_t pass, const unsigned char *s, const unsigned char *end)
+      : c_(h->collate), t_(h->coll_rows), w_(h->collate.pass_weights[pass]), cand_(h->collate.exp_candidates[pass]),
+        cursor_(s), end_(end) {}
+
+  // The next byte and its row; false at the end of the side.
+  bool next(unsigned &b, uint16_t &row) {
+    for (;;) {
+      if (saved_) {
+        if (*cursor_ != 0) {
+          b = *cursor_++;
+          row = byte_row(t_, b);
+          return true;
+        }
+        cursor_ = saved_ + 1;
+        saved_ = nullptr;
+        if (in_elem_ > 0) --in_elem_;
+      }
+      if (end_ ? cursor_ >= end_ : *cursor_ == 0) return false;
+      b = *cursor_;
+      if (Elem) {
+        const coll_elem *e = in_elem_ > 0 ? elem_ : nullptr;
+        if (!e && c_.elem_candidates[b] && (e = true_elem(c_, cursor_, end_)) != nullptr) {
+          elem_ = e;
+          in_elem_ = static_cast<int32_t>(e->count);
+        }
+        if (e) {
+          const uint16_t w = w_[e->row];
+          if (Exp && (w & kExpansion)) {
+            enter(&c_.expansions[w & kMask]);
+            continue;
+          }
+          row = e->row;
+          cursor_ += e->count;
+          in_elem_ = 0;
+          return true;
+        }
+      }
+      if (Exp && cand_[b]) {
+        enter(cand_[b]);
+        continue;
+      }
+      row = byte_row(t_, b);
+      ++cursor_;
+      return true;
+    }
+  }
+  const uint16_t *weights() const { return w_; }
+
+ private:
+  void enter(const coll_exp_record *x) {
+    uint32_t n = 0;
+    for (; n < x->count && n < sizeof buf_ - 1; ++n) buf_[n] = static_cast<unsigned char>(x->chars[n]);
+    buf_[n] = 0;
+    saved_ = cursor_;
+    cursor_ = buf_;
+  }
+  const collate_category &c_;
+  const multi_t *t_;
+  const uint16_t *w_;
+  coll_exp_record *const *cand_;
+  const unsigned char *cursor_;
+  const unsigned char *end_;
+  const unsigned char *saved_ = nullptr;
+  const coll_elem *elem_ = nullptr;
+  int32_t in_elem_ = 0;
+  unsigned char buf_[16];
+};
+
+// Plain bytes forward or backward; reading the first byte of a backward
+// side spends it.
+template <bool Backward>
+class SbPlain {
+ public:
+  SbPlain(vl_locale_t *h, int32_t pass, const unsigned char *s, const unsigned char *end)
+      : t_(h->coll_rows), w_(h->collate.pass_weights[pass]), begin_(s), end_(end), p_(Backward ? end : s) {}
+  bool next(unsigned &b, uint16_t &row) {
+    if (Backward ? p_ <= begin_ : p_ >= end_) return false;
+    b = Backward ? *--p_ : *p_++;
+    row = byte_row(t_, b);
+    return true;
+  }
+  const uint16_t *weights() const { return w_; }
+
+ private:
+  const multi_t *t_;
+  const uint16_t *w_;
+  const unsigned char *begin_, *end_, *p_;
+};
+
+// The next word other than 1 of a side; false when the side has ended.
+template <typename Reader>
+inline bool sb_word(Reader &r, uint16_t &w, unsigned &b) {
+  uint16_t row;
+  while (r.next(b, row)) {
+    w = r.weights()[row];
+    if (w != 1) return true;
+  }
+  return false;
+}
+
+// The shared comparison of one pass.
+template <typename Reader>
+int sb_pass(Reader a, Reader z) {
+  for (;;) {
+    uint16_t w1 = 0, w2 = 0;
+    unsigned b1 = 0, b2 = 0;
+    const bool more1 = sb_word(a, w1, b1);
+    const bool more2 = sb_word(z, w2, b2);
+    if (!more1) return more2 ? -1 : 0;
+    if (!more2) return 1;
+    if ((w1 & kMask) != (w2 & kMask)) return sign((w1 & kMask) < (w2 & kMask));
+    if ((w1 & kTie) && b1 != b2) return sign(b1 < b2);
+  }
+}
+
+enum class SbPath { Exp, Elem, ExpElem, Back };
+
+template <SbPath P>
+int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  if (!h) return 0;
+  if ((len1 == -1) != (len2 == -1)) {
+    set_error(h, VL_EMIXEDLEN);
+    return 0;
+  }
+  if (!s1 || !s2) {
+    set_error(h, VL_EBADPTR);
+    return 0;
+  }
+  const auto *a = reinterpret_cast<const unsigned char *>(s1);
+  const auto *z = reinterpret_cast<const unsigned char *>(s2);
+  const unsigned char *ea = nullptr, *ez = nullptr;
+  if (len1 != -1) {
+    ea = a + (len1 > 0 ? len1 : 0);
+    ez = z + (len2 > 0 ? len2 : 0);
+  } else if (P == SbPath::Back) {
+    ea = a + strlen(s1);
+    ez = z + strlen(s2);
+  }
+  const collate_category &c = h->collate;
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    int r;
+    if constexpr (P == SbPath::Exp) {
+      r = sb_pass(SbReader<true, false>(h, p, a, ea), SbReader<true, false>(h, p, z, ez));
+    } else if constexpr (P == SbPath::Elem) {
+      r = sb_pass(SbReader<false, true>(h, p, a, ea), SbReader<false, true>(h, p, z, ez));
+    } else if constexpr (P == SbPath::ExpElem) {
+      r = sb_pass(SbReader<true, true>(h, p, a, ea), SbReader<true, true>(h, p, z, ez));
+    } else if (c.pass_flags[p] == 1) {
+      r = sb_pass(SbPlain<false>(h, p, a, ea), SbPlain<false>(h, p, z, ez));
+    } else {
+      r = sb_pass(SbPlain<true>(h, p, a, ea), SbPlain<true>(h, p, z, ez));
+    }
+    if (r != 0) return r;
+  }
   return 0;
 }
+
+// The characters of a terminated multibyte string, or -1.
+int32_t mb_chars(vl_locale_t *h, const char *s, int32_t len) {
+  if (len == -1) return h->single_byte ? static_cast<int32_t>(strlen(s)) : _vl_im_mbslen(h, s);
+  return h->single_byte ? len : _kvx_vl_im_mbfslen(h, s, len);
+}
+
 }  // namespace
 
 extern "C" {
 
-#define VLS_COLL_STUB(name)                                                     \
-  VLS_API int name(vl_locale_t *h, const char *, const char *) { return coll_unsupported(h); }
-#define VLS_FCOLL_STUB(name)                                                                         \
-  VLS_API int name(vl_locale_t *h, const char *, int32_t, const char *, int32_t) {                   \
-    return coll_unsupported(h);                                                                      \
+// ---- the engine ---------------------------------------------------------------------
+
+VLS_API void init_coll_state(const vl_wchar *string, int32_t length, parallel_entry *parallel, uint32_t pass_flags,
+                             const uint16_t *weights, coll_state *st) {
+  if (pass_flags & 1) {
+    st->begin = string;
+    st->end = string + length - 1;
+    st->parallel = parallel;
+    st->step = 1;
+  } else {
+    st->begin = string + length - 1;
+    st->end = string;
+    st->parallel = parallel ? parallel + length - 1 : nullptr;
+    st->step = -1;
   }
-
-VLS_COLL_STUB(_vl_im_mbscoll)
-VLS_FCOLL_STUB(_kvx_vl_im_mbfscoll)
-VLS_COLL_STUB(_vl_is_mbscoll_exp)
-VLS_FCOLL_STUB(_kvx_vl_is_mbfscoll_exp)
-VLS_COLL_STUB(_vl_is_mbscoll_elem)
-VLS_FCOLL_STUB(_kvx_vl_is_mbfscoll_elem)
-VLS_COLL_STUB(_vl_is_mbscoll_back)
-VLS_FCOLL_STUB(_kvx_vl_is_mbfscoll_back)
-VLS_COLL_STUB(_vl_is_mbscoll_exp_elem)
-VLS_FCOLL_STUB(_kvx_vl_is_mbfscoll_exp_elem)
-VLS_COLL_STUB(_vl_thaismocoll)
-VLS_FCOLL_STUB(_kvx_vl_thaismoncoll)
-
-VLS_API int vl_full_mbsxfrm(vl_locale_t *h, char *, const char *, int32_t) {
-  vls::set_error(h, VL_ENOTSUP);
-  return -1;
-}
-VLS_API int _vl_thaismoxfrm(vl_locale_t *h, char *, const char *, int32_t) {
-  vls::set_error(h, VL_ENOTSUP);
-  return -1;
+  st->cursor = st->begin;
+  st->weights = weights;
+  st->exp = nullptr;
+  st->done = 0;
+  st->exp_index = 0;
 }
 
-// Releases what a collation reader allocated and leaves the record empty.
+VLS_API uint16_t next_weight(vl_locale_t *h, coll_state *st, vl_wchar *code) {
+  // Between two characters of the string no expansion can be entered
+  // twice but by a loop of expansions, which only damage makes.
+  int32_t entered = 0;
+  while (!st->done) {
+    int32_t source = 1;
+    vl_wchar c;
+    int32_t row;
+    if (st->exp) {
+      c = st->exp->chars[st->exp_index];
+      st->exp_index += st->step;
+      if (st->exp_index < 0 || st->exp_index >= static_cast<int32_t>(st->exp->count)) st->exp = nullptr;
+      row = code_row(h, c);
+    } else if (st->parallel && st->parallel->elem) {
+      c = 1;
+      row = st->parallel->elem->row;
+      source = static_cast<int32_t>(st->parallel->elem->count);
+    } else {
+      c = *st->cursor;
+      row = code_row(h, c);
+    }
+    if (row < 0) break;  // a character without a row ends the string
+    uint16_t w = st->weights[row];
+    if (w & kExpansion) {
+      if (++entered > h->collate.num_expansions) {
+        set_error(h, VL_EILSEQ);
+        break;
+      }
+      st->exp = &h->collate.expansions[w & kMask];
+      st->exp_index = st->step > 0 ? 0 : static_cast<int32_t>(st->exp->count) - 1;
+      w = 1;
+    }
+    if (!st->exp) {
+      st->cursor += source * st->step;
+      if (st->parallel) st->parallel += source * st->step;
+      if ((st->end - st->cursor) * st->step < 0) st->done = 1;
+      entered = 0;
+    }
+    if (w != 1) {
+      *code = c;
+      return w;
+    }
+  }
+  st->done = 1;
+  *code = 0;
+  return 0;
+}
+
+VLS_API int collate_pass(vl_locale_t *h, const uint16_t *weights, uint32_t pass_flags, const vl_wchar *s1,
+                         int32_t len1, parallel_entry *p1, const vl_wchar *s2, int32_t len2, parallel_entry *p2) {
+  coll_state a, z;
+  init_coll_state(s1, len1, p1, pass_flags, weights, &a);
+  init_coll_state(s2, len2, p2, pass_flags, weights, &z);
+  uint16_t w1 = 0, w2 = 0;
+  vl_wchar c1 = 0, c2 = 0;
+  for (;;) {
+    if (len1 != 0)
+      w1 = next_weight(h, &a, &c1);
+    else
+      a.done = 1;
+    if (len2 != 0)
+      w2 = next_weight(h, &z, &c2);
+    else
+      z.done = 1;
+    if (w1 == 0 && w2 == 0 && (a.done || z.done)) break;
+    if ((w1 & kMask) != (w2 & kMask)) return sign((w1 & kMask) < (w2 & kMask));
+    if ((w1 & kTie) && c1 != c2) return sign(c1 < c2);
+  }
+  if (c1 != 0 && c2 == 0) return 1;
+  if (c1 == 0 && c2 != 0) return -1;
+  return 0;
+}
+
+VLS_API int vl_wcspre(vl_locale_t *, const vl_wchar *string, int32_t remaining, const vl_wchar *prefix,
+                      int32_t prefix_length) {
+  if (prefix_length > remaining) return 0;
+  for (int32_t i = 0; i < prefix_length; ++i)
+    if (string[i] != prefix[i]) return 0;
+  return 1;
+}
+
+VLS_API parallel_entry *make_parallel_arr(vl_locale_t *h, const vl_wchar *string, int32_t length) {
+  if (length <= 0) return nullptr;
+  parallel_entry *arr = vls::alloc_array<parallel_entry>(static_cast<size_t>(length));
+  if (!arr) return nullptr;
+  const collate_category &c = h->collate;
+  for (int32_t i = 0; i < length;) {
+    coll_elem *found = nullptr;
+    for (int32_t k = 0; k < c.num_coll_elems && !found; ++k) {
+      coll_elem &e = c.coll_elems[k];
+      if (vl_wcspre(h, string + i, length - i, e.chars, static_cast<int32_t>(e.count))) found = &e;
+    }
+    if (!found) {
+      arr[i++] = {nullptr, 0};
+      continue;
+    }
+    for (uint32_t k = 0; k < found->count; ++k) arr[i + static_cast<int32_t>(k)] = {found, k};
+    i += static_cast<int32_t>(found->count);
+  }
+  return arr;
+}
+
+VLS_API void write_weight(uint32_t value, uint32_t limit, char **output, int32_t *count, int32_t capacity) {
+  static constexpr uint32_t kPlace[] = {1u, 254u, 64516u, 16387064u, 4162314256u};
+  int digits = 1;
+  if (limit >= 4162314256u)
+    digits = 5;
+  else if (limit >= 16387064u)
+    digits = 4;
+  else if (limit >= 64516u)
+    digits = 3;
+  else if (limit >= 254u)
+    digits = 2;
+  uint32_t field = value - 2;
+  for (int i = digits - 1; i >= 0; --i) {
+    const uint32_t d = field / kPlace[i];
+    field -= d * kPlace[i];
+    if (*count < capacity) *(*output)++ = static_cast<char>((d + 2) & 0xFF);
+    ++*count;
+  }
+}
+
+VLS_API int vl_wcsxfrm(vl_locale_t *h, char *target, const vl_wchar *source, int32_t size) {
+  if (!h || !source) return vls::fail(h, VL_EBADPTR);
+  if (_vlu_active(h, VL_LC_COLLATE))
+    return _vlu_call(h, fn_vlu_ucs32xfrm, _vlu_locale(h, VL_LC_COLLATE), target, size, source);
+  if (h->codepoint_collation) {
+    int32_t bytes = 0;
+    for (const vl_wchar *p = source; *p; ++p) bytes += vl_wclen(h, *p);
+    const int r = h->single_byte ? _vl_is_wcstombs(h, target, source, size) : vl_full_wcstombs(h, target, source, size);
+    return r < 0 ? -1 : bytes;
+  }
+  const collate_category &c = h->collate;
+  if (c.collation_kind == VL_COLL_THAI) {
+    const int32_t need = vl_wcsbytes(source);
+    vls::ShortBuffer<kLocalThai> text;
+    if (!text.reserve(static_cast<size_t>(need > 511 ? need + 1 : 0))) return vls::fail(h, VL_ENOMEM);
+    const int r = h->single_byte ? _vl_is_wcstombs(h, text.data(), source, need > 511 ? need + 1 : kLocalThai)
+                                 : vl_full_wcstombs(h, text.data(), source, need > 511 ? need + 1 : kLocalThai);
+    if (r < 0) return -1;
+    return _vl_thaismoxfrm(h, target, text.data(), size);
+  }
+  const int32_t len = vl_wcslen(source);
+  Parallel par;
+  if (!parallel_for(h, source, len, par)) return -1;
+  const uint32_t limit = code_limit(h);
+  int32_t count = 0;
+  char *out = target;
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    coll_state st;
+    init_coll_state(source, len, par.p, c.pass_flags[p], c.pass_weights[p], &st);
+    if (p > 0) {
+      if (count < size) *out++ = 1;
+      ++count;
+    }
+    vl_wchar code;
+    while (uint16_t w = next_weight(h, &st, &code)) {
+      if (w & kTie) {
+        write_weight(w & kMask, c.max_weight, &out, &count, size);
+        write_weight(code, limit, &out, &count, size);
+      } else {
+        write_weight(w, c.max_weight, &out, &count, size);
+      }
+    }
+  }
+  if (count < size) *out = 0;
+  return count;
+}
+
+VLS_API int vl_full_mbsxfrm(vl_locale_t *h, char *target, const char *source, int32_t size) {
+  if (!h || !source) return vls::fail(h, VL_EBADPTR);
+  const int32_t len = mb_chars(h, source, -1);
+  if (len < 0) return -1;
+  if (len == 0) {
+    if (size > 0) target[0] = 0;
+    return 0;
+  }
+  WideBuffer wide;
+  if (!wide.reserve(len)) return vls::fail(h, VL_ENOMEM);
+  if (h->mbstowcs_fn(h, wide.data(), source, len + 1) < 0) return -1;
+  wide.data()[len] = 0;
+  return vl_wcsxfrm(h, target, wide.data(), size);
+}
+
+VLS_API int _kvx_vl_full_wcscoll(vl_locale_t *h, const vl_wchar *s1, int32_t len1, const vl_wchar *s2,
+                                 int32_t len2) {
+  if (h && _vlu_active(h, VL_LC_COLLATE))
+    return _vlu_call(h, fn_vlu_ucs32coll, _vlu_locale(h, VL_LC_COLLATE), s1, len1, s2, len2);
+  if (!h || !s1 || !s2) {
+    set_error(h, VL_EBADPTR);
+    return 0;
+  }
+  if ((len1 == -1) != (len2 == -1)) {
+    set_error(h, VL_EMIXEDLEN);
+    return 0;
+  }
+  if (len1 == -1) {
+    len1 = vl_wcslen(s1);
+    len2 = vl_wcslen(s2);
+  }
+  if (len1 < 0) len1 = 0;
+  if (len2 < 0) len2 = 0;
+  const collate_category &c = h->collate;
+  if (c.collation_kind == VL_COLL_THAI) {
+    vls::ShortBuffer<kLocalThai> t1, t2;
+    const size_t n1 = static_cast<size_t>(len1) * 4 + 4, n2 = static_cast<size_t>(len2) * 4 + 4;
+    if (!t1.reserve(n1) || !t2.reserve(n2)) {
+      set_error(h, VL_ENOMEM);
+      return 0;
+    }
+    auto conv = h->single_byte ? _kvx_vl_is_wcstombs : _kvx_vl_full_wcstombs;
+    const int r1 = conv(h, t1.data(), s1, len1, static_cast<int32_t>(n1));
+    const int r2 = conv(h, t2.data(), s2, len2, static_cast<int32_t>(n2));
+    if (r1 < 0 || r2 < 0) return 0;
+    vl_mbsterm(h, t1.data() + r1);
+    vl_mbsterm(h, t2.data() + r2);
+    return _kvx_vl_thaismoncoll(h, t1.data(), r1, t2.data(), r2);
+  }
+  Parallel p1, p2;
+  if (!parallel_for(h, s1, len1, p1) || !parallel_for(h, s2, len2, p2)) return 0;
+  for (int32_t p = 0; p < c.num_passes; ++p)
+    if (int r = collate_pass(h, c.pass_weights[p], c.pass_flags[p], s1, len1, p1.p, s2, len2, p2.p); r != 0)
+      return r;
+  return 0;
+}
+
+VLS_API int vl_full_wcscoll(vl_locale_t *h, const vl_wchar *s1, const vl_wchar *s2) {
+  return _kvx_vl_full_wcscoll(h, s1, -1, s2, -1);
+}
+
+VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  if (!h) return 0;
+  if ((len1 == -1) != (len2 == -1)) {
+    set_error(h, VL_EMIXEDLEN);
+    return 0;
+  }
+  if (!s1 || !s2) {
+    set_error(h, VL_EBADPTR);
+    return 0;
+  }
+  int32_t bytes1 = len1, bytes2 = len2;
+  if (len1 == -1) {
+    bytes1 = vl_mbsbytes(h, s1) - vl_mb_loc_min(h);
+    bytes2 = vl_mbsbytes(h, s2) - vl_mb_loc_min(h);
+  }
+  const int32_t n1 = mb_chars(h, s1, len1), n2 = mb_chars(h, s2, len2);
+  if (n1 < 0 || n2 < 0 || bytes1 < 0 || bytes2 < 0) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  WideBuffer w1, w2;
+  if (!w1.reserve(n1) || !w2.reserve(n2)) {
+    set_error(h, VL_ENOMEM);
+    return 0;
+  }
+  // An empty side has nothing to convert.
+  const int r1 = bytes1 ? h->mbfstowcfs_fn(h, w1.data(), s1, bytes1, n1 + 1) : 0;
+  const int r2 = bytes2 ? h->mbfstowcfs_fn(h, w2.data(), s2, bytes2, n2 + 1) : 0;
+  if (r1 < 0 || r2 < 0) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  if (h->codepoint_collation) return _kvx_vl_wcfscmp(w1.data(), r1, w2.data(), r2);
+  return _kvx_vl_full_wcscoll(h, w1.data(), r1, w2.data(), r2);
+}
+
+VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
+  return _kvx_vl_im_mbfscoll(h, s1, -1, s2, -1);
+}
+
+VLS_API int vl_full_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
+  if (!h || !h->mbscoll_fn) return 0;
+  return h->mbscoll_fn(h, s1, s2);
+}
+
+VLS_API int _kvx_vl_full_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  if (!h || !h->mbfscoll_fn) return 0;
+  return h->mbfscoll_fn(h, s1, len1, s2, len2);
+}
+
+VLS_API int vl_getpassdirection(vl_locale_t *h, int32_t pass) {
+  if (!h) return -1;
+  const collate_category &c = h->collate;
+  if (c.collation_kind == VL_COLL_THAI) return vls::fail(h, VL_ENOTSUP);
+  if (pass < 1 || pass > c.num_passes || pass > VL_MAX_PASSES) return vls::fail(h, VL_EBADCOUNT);
+  const uint32_t f = c.pass_flags[pass - 1];
+  if (f != 1 && f != 2) return vls::fail(h, VL_EMISMATCH);
+  return static_cast<int>(f);
+}
+
+// ---- single-byte paths --------------------------------------------------------------
+
+VLS_API int _kvx_vl_is_mbfscoll_exp(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  return sb_collate<SbPath::Exp>(h, s1, len1, s2, len2);
+}
+VLS_API int _vl_is_mbscoll_exp(vl_locale_t *h, const char *s1, const char *s2) {
+  return sb_collate<SbPath::Exp>(h, s1, -1, s2, -1);
+}
+VLS_API int _kvx_vl_is_mbfscoll_elem(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  return sb_collate<SbPath::Elem>(h, s1, len1, s2, len2);
+}
+VLS_API int _vl_is_mbscoll_elem(vl_locale_t *h, const char *s1, const char *s2) {
+  return sb_collate<SbPath::Elem>(h, s1, -1, s2, -1);
+}
+VLS_API int _kvx_vl_is_mbfscoll_exp_elem(vl_locale_t *h, const char *s1, int32_t len1, const char *s2,
+                                         int32_t len2) {
+  return sb_collate<SbPath::ExpElem>(h, s1, len1, s2, len2);
+}
+VLS_API int _vl_is_mbscoll_exp_elem(vl_locale_t *h, const char *s1, const char *s2) {
+  return sb_collate<SbPath::ExpElem>(h, s1, -1, s2, -1);
+}
+VLS_API int _kvx_vl_is_mbfscoll_back(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  return sb_collate<SbPath::Back>(h, s1, len1, s2, len2);
+}
+VLS_API int _vl_is_mbscoll_back(vl_locale_t *h, const char *s1, const char *s2) {
+  return sb_collate<SbPath::Back>(h, s1, -1, s2, -1);
+}
+
+// ---- by code value ------------------------------------------------------------------
+
+VLS_API int vl_wcscmp(const vl_wchar *s1, const vl_wchar *s2) {
+  for (;; ++s1, ++s2) {
+    if (*s1 != *s2) return sign(*s1 < *s2);
+    if (*s1 == 0) return 0;
+  }
+}
+
+VLS_API int _kvx_vl_wcfscmp(const vl_wchar *s1, int32_t len1, const vl_wchar *s2, int32_t len2) {
+  if (len1 < 1 || len2 < 1) return len1 - len2;
+  for (int32_t i = 0;; ++i) {
+    if (i == len1 || i == len2) return (len1 - i) - (len2 - i);
+    if (s1[i] != s2[i]) return sign(s1[i] < s2[i]);
+  }
+}
+
+VLS_API int vl_wcsncmp(const vl_wchar *s1, const vl_wchar *s2, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) {
+    if (s1[i] != s2[i]) return static_cast<int>(s1[i] - s2[i]);
+    if (s1[i] == 0) return 0;
+  }
+  return 0;
+}
+
+VLS_API int _kvx_vl_mbscmp(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  if ((len1 == -1) != (len2 == -1)) {
+    set_error(h, VL_EMIXEDLEN);
+    return 0;
+  }
+  if (len1 == -1) {
+    len1 = static_cast<int32_t>(strlen(s1));
+    len2 = static_cast<int32_t>(strlen(s2));
+  }
+  const int32_t n = len1 < len2 ? len1 : len2;
+  if (int r = memcmp(s1, s2, static_cast<size_t>(n > 0 ? n : 0)); r != 0) return sign(r < 0);
+  return len1 - len2;
+}
+
+// Bytes of the character at `p` in the terminated form: 0 at the end, and
+// a byte that is no character counts as one.
+static int32_t char_bytes(vl_locale_t *h, const char *p) {
+  if (!*p) return 0;
+  if (h->single_byte) return 1;
+  const int32_t n = vl_full_mblen(h, p, vls::tree::kMaxChar);
+  return n > 0 ? n : 1;
+}
+
+VLS_API int vl_full_mbscmp(vl_locale_t *h, const char *s1, const char *s2) {
+  for (;;) {
+    const int32_t n1 = char_bytes(h, s1), n2 = char_bytes(h, s2);
+    if (n1 == 0 || n2 == 0) return n1 == n2 ? 0 : sign(n1 == 0);
+    if (n1 != n2) return sign(n1 < n2);
+    if (int r = memcmp(s1, s2, static_cast<size_t>(n1)); r != 0) return sign(r < 0);
+    s1 += n1;
+    s2 += n2;
+  }
+}
+
+VLS_API int vl_full_mbsncmp(vl_locale_t *h, const char *s1, const char *s2, int32_t count) {
+  int32_t ends[2] = {0, 0};
+  const char *s[2] = {s1, s2};
+  for (int k = 0; k < 2; ++k) {
+    const char *p = s[k];
+    for (int32_t i = 0; i < count && *p; ++i) {
+      const int32_t n = h->single_byte ? 1 : vl_full_mblen(h, p, vls::tree::kMaxChar);
+      if (n <= 0) {
+        set_error(h, VL_EILSEQ);
+        return 0;
+      }
+      p += n;
+    }
+    ends[k] = static_cast<int32_t>(p - s[k]);
+  }
+  const int32_t n = ends[0] < ends[1] ? ends[0] : ends[1];
+  if (int r = memcmp(s1, s2, static_cast<size_t>(n)); r != 0) return sign(r < 0);
+  return ends[0] == ends[1] ? 0 : sign(ends[0] < ends[1]);
+}
+
+// ---- Thai ---------------------------------------------------------------------------
+
+VLS_API int _kvx_vl_thaismoncoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  if (!h) return 0;
+  if ((len1 == -1) != (len2 == -1)) {
+    set_error(h, VL_EMIXEDLEN);
+    return 0;
+  }
+  if (!s1 || !s2) {
+    set_error(h, VL_EBADPTR);
+    return 0;
+  }
+  if (len1 == -1) {
+    len1 = static_cast<int32_t>(strlen(s1));
+    len2 = static_cast<int32_t>(strlen(s2));
+  }
+  return thai_compare(h, reinterpret_cast<const unsigned char *>(s1), len1 > 0 ? len1 : 0,
+                      reinterpret_cast<const unsigned char *>(s2), len2 > 0 ? len2 : 0);
+}
+
+VLS_API int _vl_thaismocoll(vl_locale_t *h, const char *s1, const char *s2) {
+  return _kvx_vl_thaismoncoll(h, s1, -1, s2, -1);
+}
+
+VLS_API int _vl_thaismoxfrm(vl_locale_t *h, char *target, const char *source, int32_t size) {
+  if (!h || !source) return vls::fail(h, VL_EBADPTR);
+  const auto *s = reinterpret_cast<const unsigned char *>(source);
+  const int32_t len = static_cast<int32_t>(strlen(source));
+  vls::ShortBuffer<kLocalThai> scratch;
+  if (!scratch.reserve(static_cast<size_t>(len) + 1)) return vls::fail(h, VL_ENOMEM);
+  auto *x = reinterpret_cast<unsigned char *>(scratch.data());
+  int32_t count = 0;
+  auto level = [&](const unsigned char *bytes, int32_t n, bool separator) {
+    if (separator) {
+      if (count < size) target[count] = 1;
+      ++count;
+    }
+    for (int32_t i = 0; i < n; ++i) thai_put(bytes[i], target, count, size);
+  };
+  level(x, thai_base(s, len, x), false);
+  level(x, thai_signs(s, len, x), true);
+  level(s, len, true);
+  if (count < size) target[count] = 0;
+  return count;
+}
+
+// ---- release ------------------------------------------------------------------------
+
 VLS_API void free_collate(vl_locale_t *h) {
+  collate_category &c = h->collate;
   _vl_free_multi(h->coll_rows);
   h->coll_rows = nullptr;
+  for (auto &t : c.pass_weights) {
+    _vl_free_ptr(t);
+    t = nullptr;
+  }
+  if (c.num_coll_elems != 0 && c.coll_elems) {
+    for (int32_t i = 0; i < c.num_coll_elems; ++i) _vl_free_ptr(c.coll_elems[i].chars);
+    _vl_free_ptr(c.coll_elems);
+  }
+  c.coll_elems = nullptr;
+  if (c.num_expansions != 0 && c.expansions) {
+    for (int32_t i = 0; i < c.num_expansions; ++i) _vl_free_ptr(c.expansions[i].chars);
+    _vl_free_ptr(c.expansions);
+  }
+  c.expansions = nullptr;
+  for (auto &t : c.exp_candidates) {
+    _vl_free_ptr(t);
+    t = nullptr;
+  }
+  _vl_free_ptr(c.elem_candidates);
+  c.elem_candidates = nullptr;
+  if (auto **ignored = static_cast<char **>(h->coll_sb_tables[0])) {
+    for (char **p = ignored; *p; ++p) _vl_free_ptr(*p);
+    _vl_free_ptr(ignored);
+  }
+  if (auto *pairs = static_cast<vl_equiv_pair *>(h->coll_sb_tables[1])) {
+    for (vl_equiv_pair *p = pairs; p->first; ++p) {
+      _vl_free_ptr(p->first);
+      if (!p[1].first || p[1].last != p->last) _vl_free_ptr(p->last);
+    }
+    _vl_free_ptr(pairs);
+  }
   h->coll_sb_tables[0] = h->coll_sb_tables[1] = nullptr;
 }
-
-}  // extern "C"
-
-extern "C" {
-
-// The collation section is read by its own reader when collation arrives;
-// until then it consumes nothing and the category collates nothing.
-VLS_API int read_collate(void *, vl_locale_t *) { return 0; }
 
 }  // extern "C"

@@ -111,7 +111,7 @@ class ShortBuffer {
   char *data() { return p_; }
 
  private:
-  char local_[N];
+  alignas(8) char local_[N];
   char *p_ = local_;
 };
 

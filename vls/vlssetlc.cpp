@@ -186,6 +186,7 @@ VLS_API void vl_make_null_category(vl_locale_t *h, int category) {
       if (!h->coll_rows) vls::set_error(h, VL_ENOMEM);
       memset(&h->collate, 0, sizeof h->collate);
       h->coll_sb_tables[0] = h->coll_sb_tables[1] = nullptr;
+      h->coll_expansion = 1.0;
       h->bridge_collation = 0;
       break;
     case VL_LC_NUMERIC:

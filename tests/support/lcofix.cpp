@@ -50,6 +50,16 @@ std::vector<lcow::Row> case_rows(const CtypeSpec &s) {
 
 }  // namespace
 
+// Collation by code value: every character has row 0, one forward pass
+// whose word ties on the code.
+std::string collate_section(const CtypeSpec &s) {
+  std::vector<lcow::Row> rows;
+  for (const auto &c : s.chars) rows.push_back({c.bytes, 0});
+  std::string out = "as_specified\n";
+  lcow::tree_text(rows, true, out);
+  return out + "1\n0 1 0 0 32770\n0001\n 8002\n";
+}
+
 CtypeSpec latin1_spec() {
   CtypeSpec s;
   s.codeset = "8859-1";
@@ -174,7 +184,7 @@ std::string lco_header(const std::string &codeset, const std::vector<std::string
 }
 
 std::string lco_text(const LocaleFile &f) {
-  return lco_header(f.ctype.codeset, f.info) + "### LC_CTYPE\n" + ctype_section(f.ctype) + "### LC_COLLATE\n" +
+  return lco_header(f.ctype.codeset, f.info) + "### LC_CTYPE\n" + ctype_section(f.ctype) + "### LC_COLLATE\n" + collate_section(f.ctype) +
          "### LC_NUMERIC\n" + numeric_section(f.numeric) + "### LC_MONETARY\n" + monetary_section(f.monetary) +
          "### LC_TIME\n" + time_section(TimeSpec{}) + "### LC_MESSAGES\n" + messages_section(f.messages);
 }

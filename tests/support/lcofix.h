@@ -54,6 +54,10 @@ CtypeSpec euc_spec();
 // "ucs2ish".
 CtypeSpec wide2_spec();
 
+// The LC_COLLATE section of a code-value order over the characters of a
+// description (every character row 0, one pass whose word ties on the code).
+std::string collate_section(const CtypeSpec &s);
+
 // Builds the two trees and the case pairs from a description and installs
 // them as the handle's LC_CTYPE (the old category is freed), sets the
 // LC_CTYPE rows (codeset name, locale name "fixture.lco") and runs

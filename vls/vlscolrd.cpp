@@ -1,0 +1,626 @@
+// The collation reader: the LC_COLLATE section of a locale file into the
+// handle's collate_category and coll_rows, and the tables derived from it
+// (first-byte candidates, ignored and equivalent characters).
+//
+// The section, in file order: the kind line; the character-to-row tree;
+// the code-order flag; "max_row passes elements expansions max_weight";
+// the pass flags; element and expansion lines; one line of weight words
+// per row (or, in code order, words separated by optional spaces).
+//
+// A compiled file is trusted for its layout, but nothing in it may lead a
+// later walk outside a table: rows beyond max_row, expansion indexes beyond
+// the expansions, more than eight passes, empty elements and expansions are
+// all refused as a damaged file (11).
+#include <cstdio>
+#include <cstring>
+
+#include <vls/vlscat.h>
+#include <vls/vlscoll.h>
+#include <vls/vlsctype.h>
+#include <vls/vlsmbwc.h>
+#include <vls/vlsmulti.h>
+#include <vls/vlsutils.h>
+
+#include "vlsint.h"
+#include "vlswalk.h"
+
+namespace {
+
+using vls::fail;
+using vls::set_error;
+
+constexpr int kKindLine = 128;
+constexpr int32_t kMaxRow = 0xFFFF;
+constexpr int32_t kMaxRecords = 0x4000;  // expansion indexes have 14 bits
+constexpr uint16_t kExpansion = 0x4000, kTie = 0x8000, kIndex = 0x3FFF;
+constexpr int32_t kGrowth = 100;
+
+int row_reader(void *stream, void *target, uint32_t) { return ub2_reader(stream, target); }
+
+// Appends `value` to a scratch array that grows by kGrowth entries.
+template <typename T>
+bool push(T *&items, int32_t &count, int32_t &capacity, const T &value) {
+  if (count == capacity) {
+    T *grown = vls::alloc_array<T>(static_cast<size_t>(capacity) + kGrowth);
+    if (!grown) return false;
+    if (count) memcpy(grown, items, sizeof(T) * static_cast<size_t>(count));
+    if (capacity > 0) _vl_free_ptr(items);
+    items = grown;
+    capacity += kGrowth;
+  }
+  items[count++] = value;
+  return true;
+}
+
+// A copy of `length` bytes with four zero bytes behind them.
+char *mb_copy(const char *bytes, int32_t length) {
+  char *s = static_cast<char *>(_vl_alloc_ptr(static_cast<size_t>(length) + 4));
+  if (!s) return nullptr;
+  memcpy(s, bytes, static_cast<size_t>(length));
+  memset(s + length, 0, 4);
+  return s;
+}
+
+// Where read_collate keeps what the scratch records hold by row, so that
+// the per-character work of the analysis does not search them.
+struct RowIndex {
+  int32_t *class_of = nullptr;    // class number of a row, or -1
+  unsigned char *ignored = nullptr;
+};
+
+// ---- records ------------------------------------------------------------------------
+
+// Fills `chars` from `count` groups of eight hex digits, raising the
+// handle's collation expansion to the count.
+int read_codes(vl_locale_t *h, void *stream, uint32_t count, vl_wchar **chars) {
+  if (count == 0) return fail(h, VL_EBADFILE);  // an empty record has no meaning
+  *chars = vls::alloc_array<vl_wchar>(count);
+  if (!*chars) return fail(h, VL_ENOMEM);
+  for (uint32_t i = 0; i < count; ++i) (*chars)[i] = _vl_get_hex(stream, 8);
+  if (!_vl_skip_nl(stream)) return fail(h, VL_EBADFILE);
+  if (static_cast<double>(count) > h->coll_expansion) h->coll_expansion = count;
+  return 0;
+}
+
+// ---- row analysis -------------------------------------------------------------------
+
+// The lowest earlier row whose words equal a row's in every pass, found
+// through a hash of the words rather than a search of all earlier rows.
+class IdenticalRows {
+ public:
+  IdenticalRows(const collate_category &c) : c_(c) {
+    size_t need = 2 * (static_cast<size_t>(c.max_row) + 1);
+    while (size_ < need) size_ <<= 1;
+    slots_.reset(vls::alloc_array<int32_t>(size_));
+    if (slots_)
+      for (size_t i = 0; i < size_; ++i) slots_[i] = -1;
+  }
+  bool ok() const { return static_cast<bool>(slots_); }
+  // The first row with the words of `r` (r itself when it is the first);
+  // row r is remembered when it is.
+  int32_t first_like(int32_t r) {
+    size_t i = hash(r) & (size_ - 1);
+    while (slots_[i] >= 0) {
+      if (same(slots_[i], r)) return slots_[i];
+      i = (i + 1) & (size_ - 1);
+    }
+    slots_[i] = r;
+    return r;
+  }
+
+ private:
+  uint32_t hash(int32_t r) const {
+    uint32_t x = 2166136261u;
+    for (int32_t p = 0; p < c_.num_passes; ++p) x = (x ^ c_.pass_weights[p][r]) * 16777619u;
+    return x;
+  }
+  bool same(int32_t a, int32_t b) const {
+    for (int32_t p = 0; p < c_.num_passes; ++p)
+      if (c_.pass_weights[p][a] != c_.pass_weights[p][b]) return false;
+    return true;
+  }
+  const collate_category &c_;
+  size_t size_ = 16;
+  vls::HostPtr<int32_t> slots_;
+};
+
+// The facts one row's words give.
+struct RowFacts {
+  bool ignored = true, code_tiebreak = false, one_expansion = true;
+  uint16_t expansion_word = 0;
+};
+
+RowFacts row_facts(const collate_category &c, int32_t r) {
+  RowFacts f;
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    const uint16_t w = c.pass_weights[p][r];
+    if (w & kTie) {
+      f.code_tiebreak = true;
+      f.one_expansion = f.ignored = false;
+    } else if (w & kExpansion) {
+      if (f.expansion_word == 0)
+        f.expansion_word = w;
+      else if (w != f.expansion_word)
+        f.one_expansion = false;
+      f.ignored = false;
+    } else {
+      f.one_expansion = false;
+      if (w != 1) f.ignored = false;
+    }
+  }
+  return f;
+}
+
+// ---- derived lists ------------------------------------------------------------------
+
+int save_impl(vl_locale_t *h, row_set *ignored, class_set *classes, int32_t row, const char *bytes, int32_t length,
+              const RowIndex *index) {
+  bool is_ignored = false;
+  if (ignored->count > 0) {
+    if (index) {
+      is_ignored = row >= 0 && row <= h->collate.max_row && index->ignored[row];
+    } else {
+      for (int32_t i = 0; i < ignored->count && !is_ignored; ++i) is_ignored = ignored->rows[i] == row;
+    }
+  }
+  if (is_ignored) {
+    char *s = mb_copy(bytes, length);
+    if (!s || register_chars(h, ignored, s) != 0) {
+      _vl_free_ptr(s);
+      return fail(h, VL_ENOMEM);
+    }
+  }
+  int32_t k = -1;
+  if (index) {
+    if (row >= 0 && row <= h->collate.max_row) k = index->class_of[row];
+  } else {
+    for (int32_t i = 0; i < classes->count && k < 0; ++i)
+      for (int32_t j = 0; j < classes->classes[i].count; ++j)
+        if (classes->classes[i].rows[j] == row) {
+          k = i;
+          break;
+        }
+  }
+  if (k < 0) return 0;
+  char *s = mb_copy(bytes, length);
+  if (!s || register_chars(h, &classes->classes[k], s) != 0) {
+    _vl_free_ptr(s);
+    return fail(h, VL_ENOMEM);
+  }
+  return 0;
+}
+
+// The multibyte text of `count` wide codes through the collation tree;
+// the byte count, or -1 with 1 stored.
+int32_t codes_text(vl_locale_t *h, const vl_wchar *chars, uint32_t count, char *out) {
+  int32_t n = 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    int r = _vl_sl_wctomb(h, out + n, chars[i]);
+    if (r < 0) return -1;
+    n += r;
+  }
+  return n;
+}
+
+int enumerate_impl(vl_locale_t *h, row_set *ignored, class_set *classes, unsigned char *bytes, int32_t depth,
+                   const RowIndex *index) {
+  if (depth >= vls::tree::kMaxChar) return 0;
+  for (unsigned b = 0; b < 256; ++b) {
+    bytes[depth] = static_cast<unsigned char>(b);
+    int32_t row = 0;
+    const int r = get_chars_row(h->coll_rows, bytes, depth + 1, &row);
+    if (r == 0) {
+      if (enumerate_impl(h, ignored, classes, bytes, depth + 1, index) != 0) return -1;
+    } else if (r == 1) {
+      if (save_impl(h, ignored, classes, row, reinterpret_cast<char *>(bytes), depth + 1, index) != 0) return -1;
+    }
+  }
+  return 0;
+}
+
+// Hands the ignored characters and the classes' pairs to the handle.
+int take_lists(vl_locale_t *h, row_set &ignored, class_set &classes) {
+  if (ignored.char_count > 0) {
+    char **list = vls::alloc_array<char *>(static_cast<size_t>(ignored.char_count) + 1);
+    if (!list) return fail(h, VL_ENOMEM);
+    memcpy(list, ignored.chars, sizeof(char *) * static_cast<size_t>(ignored.char_count));
+    list[ignored.char_count] = nullptr;
+    h->coll_sb_tables[0] = list;
+    _vl_free_ptr(ignored.chars);
+    ignored.chars = nullptr;
+    ignored.char_count = ignored.char_capacity = 0;
+  }
+  int32_t total = 0;
+  for (int32_t i = 0; i < classes.count; ++i) total += classes.classes[i].char_count;
+  total -= classes.count;
+  if (total <= 0) {
+    // Classes of one string (or none) give no pair: their strings go.
+    for (int32_t i = 0; i < classes.count; ++i)
+      for (int32_t j = 0; j < classes.classes[i].char_count; ++j) _vl_free_ptr(classes.classes[i].chars[j]);
+    return 0;
+  }
+  vl_equiv_pair *pairs = vls::alloc_array<vl_equiv_pair>(static_cast<size_t>(total) + 1);
+  if (!pairs) return fail(h, VL_ENOMEM);
+  int32_t n = 0;
+  for (int32_t i = 0; i < classes.count; ++i) {
+    row_set &k = classes.classes[i];
+    if (k.char_count == 1) _vl_free_ptr(k.chars[0]);
+    for (int32_t j = 0; j + 1 < k.char_count; ++j) pairs[n++] = {k.chars[j], k.chars[k.char_count - 1]};
+    k.char_count = 0;
+  }
+  pairs[n] = {nullptr, nullptr};
+  h->coll_sb_tables[1] = pairs;
+  return 0;
+}
+
+// Rows of the tree beyond max_row would index past the pass tables.
+bool rows_in_range(const multi_t *t, const unc_multi_arr_t *node, int32_t max_row, int depth) {
+  if (!node || !node->flags || depth > vls::tree::kMaxChar) return true;
+  for (unsigned b = 0; b < 256; ++b) {
+    if (node->flags[b] == VL_MULTI_COMPLETE) {
+      if (vls::tree::u16(vls::tree::row(t, node, b)) > max_row) return false;
+    } else if (node->flags[b] == VL_MULTI_LEADS && node->next && node->offsets) {
+      if (!rows_in_range(t, vls::tree::child(node, b), max_row, depth + 1)) return false;
+    }
+  }
+  return true;
+}
+
+// The single-byte paths take any byte's row straight from the root (its
+// own, or the default): every one of them must lie within the tables.
+bool root_rows_in_range(const multi_t *t, int32_t max_row) {
+  if (vls::tree::u16(t->default_data) > max_row) return false;
+  const unc_multi_arr_t *root = t->root;
+  if (!root || !root->data) return true;
+  for (unsigned b = 0; b < 256; ++b)
+    if (vls::tree::u16(vls::tree::row(t, root, b)) > max_row) return false;
+  return true;
+}
+
+// Every word that names an expansion names one that exists.
+bool expansions_in_range(const collate_category &c) {
+  for (int32_t p = 0; p < c.num_passes; ++p)
+    for (int32_t r = 0; r <= c.max_row; ++r) {
+      const uint16_t w = c.pass_weights[p][r];
+      if ((w & kExpansion) && (w & kIndex) >= c.num_expansions) return false;
+    }
+  return true;
+}
+
+// ---- the section's parts ------------------------------------------------------------
+
+// The kind line: 1 to go on, 0 done (Thai), -1 failed.
+int read_kind(void *stream, vl_locale_t *h) {
+  collate_category &c = h->collate;
+  char line[kKindLine];
+  if (!_vl_ext_fgets(line, sizeof line, stream) || check_nl(line)) return fail(h, VL_EBADFILE);
+  if (strcmp(line, "thai_smo\n") == 0) {
+    c.collation_kind = VL_COLL_THAI;
+    return 0;
+  }
+  if (strcmp(line, "as_specified\n") != 0) {
+    c.collation_kind = VL_COLL_NONE;
+    return -1;  // the error number stays as it was
+  }
+  c.collation_kind = VL_COLL_TABLE;
+  return 1;
+}
+
+int read_counts(void *stream, vl_locale_t *h) {
+  collate_category &c = h->collate;
+  c.codeset_order = _vl_get_int(stream);
+  if (!_vl_skip_nl(stream)) return fail(h, VL_EBADFILE);
+  c.max_row = _vl_get_int(stream);
+  c.num_passes = _vl_get_int(stream);
+  const int32_t elems = _vl_get_int(stream);
+  const int32_t exps = _vl_get_int(stream);
+  c.max_weight = static_cast<uint32_t>(_vl_get_int(stream));
+  if (!_vl_skip_nl(stream)) return fail(h, VL_EBADFILE);
+  if (c.max_row < 0 || c.max_row > kMaxRow || c.num_passes > VL_MAX_PASSES || elems < 0 || elems > kMaxRow + 1 ||
+      exps < 0 || exps > kMaxRecords) {
+    c.num_passes = 0;
+    return fail(h, VL_EBADFILE);
+  }
+  c.num_coll_elems = elems;
+  c.num_expansions = exps;
+  return 0;
+}
+
+int read_pass_flags(void *stream, vl_locale_t *h) {
+  collate_category &c = h->collate;
+  if (c.num_passes < 1) return 0;
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    c.pass_flags[p] = _vl_get_hex(stream, 4);
+    c.pass_weights[p] = vls::alloc_array<uint16_t>(static_cast<size_t>(c.max_row) + 1);
+    if (!c.pass_weights[p]) {
+      for (int32_t q = p; q < VL_MAX_PASSES; ++q) c.pass_weights[q] = nullptr;
+      return fail(h, VL_ENOMEM);
+    }
+  }
+  if (!_vl_skip_nl(stream)) return fail(h, VL_EBADFILE);
+  return 0;
+}
+
+int read_records(void *stream, vl_locale_t *h) {
+  collate_category &c = h->collate;
+  if (c.num_coll_elems > 0) {
+    c.coll_elems = vls::alloc_array<coll_elem>(static_cast<size_t>(c.num_coll_elems));
+    if (!c.coll_elems) return fail(h, VL_ENOMEM);
+    // Unread records stay empty, so that a release after a failure frees
+    // only what was read.
+    for (int32_t i = 0; i < c.num_coll_elems; ++i) c.coll_elems[i] = {0, nullptr, 0};
+    for (int32_t i = 0; i < c.num_coll_elems; ++i)
+      if (read_coll_elem(h, stream, &c.coll_elems[i]) != 0) return -1;
+  }
+  if (c.num_expansions > 0) {
+    c.expansions = vls::alloc_array<coll_exp_record>(static_cast<size_t>(c.num_expansions));
+    if (!c.expansions) return fail(h, VL_ENOMEM);
+    for (int32_t i = 0; i < c.num_expansions; ++i) c.expansions[i] = {0, nullptr};
+    for (int32_t i = 0; i < c.num_expansions; ++i)
+      if (read_expansion(h, stream, &c.expansions[i]) != 0) return -1;
+  }
+  return 0;
+}
+
+// The code-order form: words with optional spaces, no line structure.
+void read_code_order_rows(void *stream, collate_category &c) {
+  for (int32_t r = 0; r <= c.max_row; ++r)
+    for (int32_t p = 0; p < c.num_passes; ++p) {
+      _vl_skip_space_if_needed(stream);
+      c.pass_weights[p][r] = static_cast<uint16_t>(_vl_get_hex(stream, 4));
+    }
+}
+
+// Scratch of the analysis, released on every path.
+struct Scratch {
+  row_set ignored{};
+  exp_set exps{};
+  class_set classes{};
+  RowIndex index;
+  ~Scratch() {
+    cleanup_rows(&ignored);
+    cleanup_exps(&exps);
+    cleanup_classes(&classes);
+    _vl_free_ptr(index.class_of);
+    _vl_free_ptr(index.ignored);
+  }
+};
+
+// A new class: old_row first, then new_row unless it is -1.
+int new_class(vl_locale_t *h, class_set *classes, int32_t new_row, int32_t old_row) {
+  row_set fresh{};
+  if (register_row(h, &fresh, old_row) != 0 || (new_row != -1 && register_row(h, &fresh, new_row) != 0) ||
+      !push(classes->classes, classes->count, classes->capacity, fresh)) {
+    cleanup_rows(&fresh);
+    return fail(h, VL_ENOMEM);
+  }
+  return 0;
+}
+
+// register_class through the row index: the same classes without the
+// searches.
+int add_to_class(vl_locale_t *h, Scratch &s, int32_t new_row, int32_t old_row) {
+  int32_t *class_of = s.index.class_of;
+  const int32_t k = class_of[old_row];
+  if (new_row < 0) {
+    if (k >= 0) return 0;
+  } else if (k >= 0 && s.classes.classes[k].rows[0] == old_row) {
+    if (register_row(h, &s.classes.classes[k], new_row) != 0) return -1;
+    if (class_of[new_row] < 0) class_of[new_row] = k;
+    return 0;
+  }
+  if (new_class(h, &s.classes, new_row, old_row) != 0) return -1;
+  if (k < 0) class_of[old_row] = s.classes.count - 1;
+  if (new_row >= 0 && class_of[new_row] < 0) class_of[new_row] = s.classes.count - 1;
+  return 0;
+}
+
+// The line form with its analysis: ignored rows, classes of identical
+// rows, rows that stand for one expansion.
+int read_line_rows(void *stream, vl_locale_t *h, Scratch &s) {
+  collate_category &c = h->collate;
+  const size_t rows = static_cast<size_t>(c.max_row) + 1;
+  s.index.class_of = vls::alloc_array<int32_t>(rows);
+  s.index.ignored = vls::alloc_array<unsigned char>(rows);
+  if (!s.index.class_of || !s.index.ignored) return fail(h, VL_ENOMEM);
+  for (size_t i = 0; i < rows; ++i) s.index.class_of[i] = -1;
+  memset(s.index.ignored, 0, rows);
+  for (int32_t r = 0; r <= c.max_row; ++r) {
+    for (int32_t p = 0; p < c.num_passes; ++p) c.pass_weights[p][r] = static_cast<uint16_t>(_vl_get_hex(stream, 4));
+    if (c.num_passes > 0 && !_vl_skip_nl(stream)) return -1;  // the error number stays as it was
+  }
+  IdenticalRows identical(c);
+  if (!identical.ok()) return fail(h, VL_ENOMEM);
+  for (int32_t r = 0; r <= c.max_row; ++r) {
+    const RowFacts f = row_facts(c, r);
+    const int32_t k = identical.first_like(r);
+    if (f.ignored) {
+      if (register_row(h, &s.ignored, r) != 0) return -1;
+      s.index.ignored[r] = 1;
+    } else if (!f.code_tiebreak && r > 0 && k != r) {
+      if (add_to_class(h, s, r, k) != 0) return -1;
+    }
+    if (f.one_expansion) {
+      if (register_exp(h, &s.exps, f.expansion_word & kIndex, r) != 0) return -1;
+      if (add_to_class(h, s, -1, r) != 0) return -1;
+    }
+  }
+  return 0;
+}
+
+int derive_lists(vl_locale_t *h, Scratch &s) {
+  collate_category &c = h->collate;
+  if (s.ignored.count == 0 && s.classes.count == 0) return 0;
+  char text[15 * 4];
+  for (int32_t i = 0; i < c.num_coll_elems; ++i) {
+    const coll_elem &e = c.coll_elems[i];
+    const int32_t n = codes_text(h, e.chars, e.count, text);
+    if (n < 0) return -1;
+    if (save_impl(h, &s.ignored, &s.classes, e.row, text, n, &s.index) != 0) return -1;
+  }
+  for (int32_t i = 0; i < s.exps.count; ++i) {
+    const exp_pair &p = s.exps.pairs[i];
+    if (p.index >= c.num_expansions) continue;  // a row of all ones: no expansion behind it
+    const coll_exp_record &x = c.expansions[p.index];
+    const int32_t n = codes_text(h, x.chars, x.count, text);
+    if (n < 0) return -1;
+    if (save_impl(h, &s.ignored, &s.classes, p.row, text, n, &s.index) != 0) return -1;
+  }
+  unsigned char path[vls::tree::kMaxChar];
+  if (enumerate_impl(h, &s.ignored, &s.classes, path, 0, &s.index) != 0) return -1;
+  return take_lists(h, s.ignored, s.classes);
+}
+
+}  // namespace
+
+extern "C" {
+
+VLS_API int read_coll_elem(vl_locale_t *h, void *stream, coll_elem *elem) {
+  const uint32_t count = _vl_get_hex(stream, 1);
+  elem->row = static_cast<uint16_t>(_vl_get_hex(stream, 4));
+  if (elem->row > h->collate.max_row) return fail(h, VL_EBADFILE);
+  if (read_codes(h, stream, count, &elem->chars) != 0) return -1;
+  elem->count = count;
+  return 0;
+}
+
+VLS_API int read_expansion(vl_locale_t *h, void *stream, coll_exp_record *exp) {
+  const uint32_t count = _vl_get_hex(stream, 1);
+  if (read_codes(h, stream, count, &exp->chars) != 0) return -1;
+  exp->count = count;
+  return 0;
+}
+
+VLS_API int register_row(vl_locale_t *h, row_set *set, int32_t row) {
+  return push(set->rows, set->count, set->capacity, row) ? 0 : fail(h, VL_ENOMEM);
+}
+
+VLS_API int register_chars(vl_locale_t *h, row_set *set, char *text) {
+  return push(set->chars, set->char_count, set->char_capacity, text) ? 0 : fail(h, VL_ENOMEM);
+}
+
+VLS_API int register_exp(vl_locale_t *h, exp_set *exps, int32_t index, int32_t row) {
+  for (int32_t i = 0; i < exps->count; ++i)
+    if (exps->pairs[i].index == index) return 0;  // the first row keeps the expansion
+  return push(exps->pairs, exps->count, exps->capacity, exp_pair{index, row}) ? 0 : fail(h, VL_ENOMEM);
+}
+
+VLS_API int register_class(vl_locale_t *h, class_set *classes, int32_t new_row, int32_t old_row) {
+  if (new_row == -1) {
+    for (int32_t i = 0; i < classes->count; ++i)
+      for (int32_t j = 0; j < classes->classes[i].count; ++j)
+        if (classes->classes[i].rows[j] == old_row) return 0;
+  } else {
+    for (int32_t i = 0; i < classes->count; ++i)
+      if (classes->classes[i].count > 0 && classes->classes[i].rows[0] == old_row)
+        return register_row(h, &classes->classes[i], new_row);
+  }
+  return new_class(h, classes, new_row, old_row);
+}
+
+VLS_API int save(vl_locale_t *h, row_set *ignored, class_set *classes, int32_t row, const char *bytes,
+                 int32_t length) {
+  return save_impl(h, ignored, classes, row, bytes, length, nullptr);
+}
+
+VLS_API int get_chars_row(const multi_t *tree, const unsigned char *bytes, int32_t length, int32_t *row_out) {
+  if (!tree || !tree->root || length < 1) return -1;
+  const unc_multi_arr_t *node = tree->root;
+  for (int32_t i = 0; i < length; ++i) {
+    const unsigned b = bytes[i];
+    const unsigned char flag = vls::tree::flag_of(node, b);
+    if (flag == VL_MULTI_COMPLETE) {
+      if (i != length - 1) return -1;
+      *row_out = vls::tree::u16(vls::tree::row(tree, node, b));
+      return 1;
+    }
+    if (flag != VL_MULTI_LEADS || !node->next || !node->offsets) return -1;
+    if (i == length - 1) return 0;
+    node = vls::tree::child(node, b);
+  }
+  return -1;
+}
+
+VLS_API int enumerate_codepoints(vl_locale_t *h, row_set *ignored, class_set *classes, unsigned char *bytes,
+                                 int32_t depth) {
+  return enumerate_impl(h, ignored, classes, bytes, depth, nullptr);
+}
+
+VLS_API void cleanup_rows(row_set *set) {
+  _vl_free_ptr(set->rows);
+  if (set->chars) {
+    for (int32_t i = 0; i < set->char_count; ++i) _vl_free_ptr(set->chars[i]);
+    _vl_free_ptr(set->chars);
+  }
+  *set = row_set{};
+}
+
+VLS_API void cleanup_exps(exp_set *exps) {
+  _vl_free_ptr(exps->pairs);
+  *exps = exp_set{};
+}
+
+VLS_API void cleanup_classes(class_set *classes) {
+  for (int32_t i = 0; i < classes->count; ++i) {
+    _vl_free_ptr(classes->classes[i].rows);
+    _vl_free_ptr(classes->classes[i].chars);
+  }
+  _vl_free_ptr(classes->classes);
+  *classes = class_set{};
+}
+
+VLS_API int set_exp_candidates(vl_locale_t *h) {
+  collate_category &c = h->collate;
+  for (auto &t : c.exp_candidates) t = nullptr;
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    c.exp_candidates[p] = vls::alloc_array<coll_exp_record *>(256);
+    if (!c.exp_candidates[p]) return fail(h, VL_ENOMEM);
+  }
+  for (vl_wchar ch = 0; ch < 256; ++ch) {
+    const void *row = _vl_retrieve_wchar_multi_nl(h, ch, h->coll_rows);
+    const uint16_t r = vls::tree::u16(row);
+    for (int32_t p = 0; p < c.num_passes; ++p) {
+      const uint16_t w = row ? c.pass_weights[p][r] : 0;
+      c.exp_candidates[p][ch] = (w & kExpansion) ? &c.expansions[w & kIndex] : nullptr;
+    }
+  }
+  set_error(h, 0);
+  return 0;
+}
+
+VLS_API int set_elem_candidates(vl_locale_t *h) {
+  collate_category &c = h->collate;
+  c.elem_candidates = nullptr;
+  if (c.num_coll_elems < 1) return 0;
+  c.elem_candidates = vls::alloc_array<int32_t>(256);
+  if (!c.elem_candidates) return fail(h, VL_ENOMEM);
+  memset(c.elem_candidates, 0, 256 * sizeof(int32_t));
+  for (int32_t i = 0; i < c.num_coll_elems; ++i)
+    if (c.coll_elems[i].chars[0] < 256) c.elem_candidates[c.coll_elems[i].chars[0]] = 1;
+  return 0;
+}
+
+VLS_API int read_collate(void *stream, vl_locale_t *h) {
+  collate_category &c = h->collate;
+  if (int k = read_kind(stream, h); k <= 0) return k;
+  if (!h->coll_rows) return fail(h, VL_ENOMEM);
+  if (int r = _vl_fscanf_multi(stream, h->coll_rows, 4, row_reader); r != 0) {
+    set_error(h, static_cast<uint32_t>(_vl_multi_err(h->coll_rows)));
+    return r;
+  }
+  if (read_counts(stream, h) != 0 || read_pass_flags(stream, h) != 0 || read_records(stream, h) != 0) return -1;
+  if (!rows_in_range(h->coll_rows, h->coll_rows->root, c.max_row, 1) || !root_rows_in_range(h->coll_rows, c.max_row))
+    return fail(h, VL_EBADFILE);
+  Scratch s;
+  if (c.codeset_order == 1) {
+    read_code_order_rows(stream, c);
+  } else if (read_line_rows(stream, h, s) != 0) {
+    return -1;
+  }
+  if (!expansions_in_range(c)) return fail(h, VL_EBADFILE);
+  if (c.codeset_order != 1 && derive_lists(h, s) != 0) return -1;
+  set_exp_candidates(h);
+  return set_elem_candidates(h);
+}
+
+}  // extern "C"
