@@ -143,9 +143,11 @@ RowFacts row_facts(const collate_category &c, int32_t r) {
       else if (w != f.expansion_word)
         f.one_expansion = false;
       f.ignored = false;
-    } else {
+    } else if (w != 1) {
+      // An ignored word leaves the row's expansion alone: a row of all
+      // ones still stands for expansion 0, which feeds only the lists.
       f.one_expansion = false;
-      if (w != 1) f.ignored = false;
+      f.ignored = false;
     }
   }
   return f;
