@@ -499,10 +499,17 @@ void collation(Ctx &c) {
   vl_locale_t *h = c.h;
   if (h->mbscoll_fn) h->mbscoll_fn(h, c.a.p(), c.b.p());
   if (h->mbfscoll_fn) h->mbfscoll_fn(h, c.a.p(), c.a.n, c.b.p(), c.b.n);
+  _vl_im_mbscoll(h, c.a.p(), c.b.p());
   if (h->mbsxfrm_fn) {
-    const int32_t size = 8 * (c.a.n + 1);
-    std::vector<char> t = target(size);
-    h->mbsxfrm_fn(h, t.data(), c.a.p(), size);
+    // A key measured at capacity 0, then written into exactly that room
+    // and into room for its terminator.
+    const int32_t n = h->mbsxfrm_fn(h, nullptr, c.a.p(), 0);
+    if (n >= 0 && n < kMaxBuffer) {
+      for (int32_t size : {n, n + 1}) {
+        std::vector<char> t = target(size);
+        check(h->mbsxfrm_fn(h, t.data(), c.a.p(), size) == n);
+      }
+    }
   }
 }
 
