@@ -142,7 +142,7 @@ inline uint16_t byte_row(const multi_t *t, unsigned b) { return vls::tree::u16(v
 
 // The first element that matches the bytes at `text` in full (ending at or
 // before `end` when one is given), in file order.
-const coll_elem *true_elem(const collate_category &c, const unsigned char *text, const unsigned char *end) {
+const coll_elem *find_elem(const collate_category &c, const unsigned char *text, const unsigned char *end) {
   for (int32_t i = 0; i < c.num_coll_elems; ++i) {
     const coll_elem &e = c.coll_elems[i];
     if (end && static_cast<int64_t>(e.count) > end - text) continue;
@@ -183,7 +183,7 @@ class SbReader {
       b = *cursor_;
       if (Elem) {
         const coll_elem *e = in_elem_ > 0 ? elem_ : nullptr;
-        if (!e && c_.elem_candidates[b] && (e = true_elem(c_, cursor_, end_)) != nullptr) {
+        if (!e && c_.elem_candidates[b] && (e = find_elem(c_, cursor_, end_)) != nullptr) {
           elem_ = e;
           in_elem_ = static_cast<int32_t>(e->count);
         }
@@ -304,19 +304,26 @@ int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int
   for (int32_t p = 0; p < c.num_passes; ++p) {
     int r;
     if constexpr (P == SbPath::Exp) {
-      r = sb_pass(SbReader<true, false>(h, p, a, ea), SbReader<true, false>(h, p, z, ez));
+      r = collate_sb_exp(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     } else if constexpr (P == SbPath::Elem) {
-      r = sb_pass(SbReader<false, true>(h, p, a, ea), SbReader<false, true>(h, p, z, ez));
+      r = collate_sb_elem(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     } else if constexpr (P == SbPath::ExpElem) {
-      r = sb_pass(SbReader<true, true>(h, p, a, ea), SbReader<true, true>(h, p, z, ez));
+      r = collate_sb_exp_elem(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     } else if (c.pass_flags[p] == 1) {
-      r = sb_pass(SbPlain<false>(h, p, a, ea), SbPlain<false>(h, p, z, ez));
+      r = collate_sb_for(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     } else {
-      r = sb_pass(SbPlain<true>(h, p, a, ea), SbPlain<true>(h, p, z, ez));
+      r = collate_sb_back(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     }
     if (r != 0) return r;
   }
   return 0;
+}
+
+template <typename Reader>
+int sb_pass_of(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2, const char *e2) {
+  const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
+  return sb_pass(Reader(h, pass, a, reinterpret_cast<const unsigned char *>(e1)),
+                 Reader(h, pass, z, reinterpret_cast<const unsigned char *>(e2)));
 }
 
 // The characters of a terminated multibyte string, or -1.
@@ -667,6 +674,77 @@ VLS_API int _kvx_vl_is_mbfscoll_back(vl_locale_t *h, const char *s1, int32_t len
 }
 VLS_API int _vl_is_mbscoll_back(vl_locale_t *h, const char *s1, const char *s2) {
   return sb_collate<SbPath::Back>(h, s1, -1, s2, -1);
+}
+
+// The per-pass functions: handle, pass, each string with its end (null for
+// a terminated string but in the two plain ones); -1, 0 or 1.
+VLS_API int collate_sb_exp(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                           const char *e2) {
+  return sb_pass_of<SbReader<true, false>>(h, pass, s1, e1, s2, e2);
+}
+VLS_API int collate_sb_elem(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                            const char *e2) {
+  return sb_pass_of<SbReader<false, true>>(h, pass, s1, e1, s2, e2);
+}
+VLS_API int collate_sb_exp_elem(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                                const char *e2) {
+  return sb_pass_of<SbReader<true, true>>(h, pass, s1, e1, s2, e2);
+}
+VLS_API int collate_sb_for(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                           const char *e2) {
+  return sb_pass_of<SbPlain<false>>(h, pass, s1, e1, s2, e2);
+}
+VLS_API int collate_sb_back(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                            const char *e2) {
+  return sb_pass_of<SbPlain<true>>(h, pass, s1, e1, s2, e2);
+}
+
+VLS_API const coll_elem *true_elem(const collate_category *c, const char *text, const char *end) {
+  return find_elem(*c, reinterpret_cast<const unsigned char *>(text), reinterpret_cast<const unsigned char *>(end));
+}
+
+// One byte of a side in a locale with expansions: `saved` holds the place
+// in the string while `cursor` runs through an expansion's text in
+// `buffer` (16 bytes). The byte at the cursor is the answer; the caller
+// tests it for the end as this does, and steps the cursor on by one.
+VLS_API int next_char_sb_exp(const collate_category *c, int32_t pass, const char **cursor, const char **saved,
+                             const char *end, char *buffer) {
+  auto at_end = [&] {
+    if (!*saved) return end ? *cursor >= end : **cursor == 0;
+    return **cursor == 0 || (end && *saved >= end);
+  };
+  if (at_end()) {
+    if (!*saved) return 0;
+    *cursor = *saved + 1;
+    *saved = nullptr;
+    if (at_end()) return 0;
+  }
+  const auto b = static_cast<unsigned char>(**cursor);
+  if (const coll_exp_record *x = *saved ? nullptr : c->exp_candidates[pass][b]) {
+    uint32_t n = 0;
+    for (; n < x->count && n < 15; ++n) buffer[n] = static_cast<char>(x->chars[n]);
+    buffer[n] = 0;
+    *saved = *cursor;
+    *cursor = buffer;
+  }
+  return static_cast<unsigned char>(**cursor);
+}
+
+// One row of a side in a locale with collating elements: an element found
+// at the cursor is taken whole. The answer is the first byte.
+VLS_API int next_row_sb_elem(vl_locale_t *h, const char **cursor, const char *end, uint16_t *row) {
+  const collate_category &c = h->collate;
+  const auto *p = reinterpret_cast<const unsigned char *>(*cursor);
+  const unsigned b = *p;
+  if (c.elem_candidates && c.elem_candidates[b])
+    if (const coll_elem *e = find_elem(c, p, reinterpret_cast<const unsigned char *>(end))) {
+      *cursor += e->count;
+      *row = e->row;
+      return static_cast<int>(b);
+    }
+  *row = byte_row(h->coll_rows, b);
+  *cursor += 1;
+  return static_cast<int>(b);
 }
 
 // ---- by code value ------------------------------------------------------------------

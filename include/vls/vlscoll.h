@@ -120,6 +120,24 @@ VLS_API int vl_getpassdirection(vl_locale_t *h, int32_t pass);
 VLS_API int vl_full_mbscoll(vl_locale_t *h, const char *s1, const char *s2);
 VLS_API int _kvx_vl_full_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2);
 
+/* ---- single-byte paths: one pass of two strings (ends null for a
+ * terminated string, but in collate_sb_for and collate_sb_back) ---------- */
+
+VLS_API int collate_sb_exp(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                           const char *e2);
+VLS_API int collate_sb_elem(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                            const char *e2);
+VLS_API int collate_sb_exp_elem(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                                const char *e2);
+VLS_API int collate_sb_for(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                           const char *e2);
+VLS_API int collate_sb_back(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, const char *s2,
+                            const char *e2);
+VLS_API const coll_elem *true_elem(const collate_category *c, const char *text, const char *end);
+VLS_API int next_char_sb_exp(const collate_category *c, int32_t pass, const char **cursor, const char **saved,
+                             const char *end, char *buffer);
+VLS_API int next_row_sb_elem(vl_locale_t *h, const char **cursor, const char *end, uint16_t *row);
+
 /* ---- by code value ------------------------------------------------------ */
 
 VLS_API int vl_wcscmp(const vl_wchar *s1, const vl_wchar *s2);
