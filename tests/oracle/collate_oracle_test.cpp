@@ -1,0 +1,434 @@
+// Collation of the shipped locales against glibc: the same source and
+// charmap compiled by glibc's localedef, loaded with newlocale, and
+// strcoll_l asked about the same strings as vl_full_mbscoll. Beside it, two
+// properties of the library alone: sort keys order as the comparison does,
+// and a single-byte path gives the general engine's sign.
+//
+// The corpus of a locale: every character of the codeset alone (a sample
+// of a few thousand in a multibyte codeset), every pair of a small alphabet
+// of the locale's letters, words in case, accent and punctuation variants,
+// and strings around the locale's collating elements and expansions. The
+// comparisons checked are the neighbours in glibc's sorted order and in the
+// library's, plus random pairs. Where glibc and the library disagree, the
+// pair is counted by the level at which each side's key first differs; the
+// counts print as "[collate] <locale> ..." and docs/locale-deviations.md
+// explains them. Each locale must agree at least as far as kFloor says.
+//
+// Lighter where it runs slowly (32-bit under qemu, sanitizers): fewer
+// random pairs and a smaller sample; VLS_COLLATE_ORACLE_PAIRS sets the
+// number of random pairs.
+#include <gtest/gtest.h>
+
+#include <locale.h>
+#include <wchar.h>
+#include <wctype.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <vls/vls.h>
+#include <vls/vlscoll.h>
+#include <vls/vlsmbwc.h>
+#include <vls/vlsmulti.h>
+
+extern "C" const char *__lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSlow = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSlow = true;
+#else
+constexpr bool kSlow = sizeof(void *) == 4;
+#endif
+#else
+constexpr bool kSlow = sizeof(void *) == 4;
+#endif
+
+struct Case {
+  const char *source, *charmap;
+  const char *file;   // ll_tt/xxxx.lco below lc11
+  const char *glibc;  // directory below the glibc tree
+};
+void PrintTo(const Case &c, std::ostream *os) { *os << c.source << "." << c.charmap << " (" << c.file << ")"; }
+const Case kCases[] = {
+#include "oracle_cases.inc"
+};
+
+// The least share of checked pairs, in parts per million, on which the
+// library must agree with glibc; a little below what the 64-bit run
+// measures (docs/locale-deviations.md has the counts). Unlisted: all.
+struct Floor {
+  const char *file;
+  long ppm;
+};
+constexpr Floor kFloor[] = {
+    {"en_us/e01c.lco", 999000}, {"es_es/0333.lco", 999500}, {"pl_pl/0390.lco", 999500},
+    {"cs_cz/0390.lco", 999000}, {"hu_hu/0390.lco", 998000}, {"tr_tr/0398.lco", 999000},
+    {"th_th/e01d.lco", 999000}, {"ja_jp/e006.lco", 998000}, {"ko_kr/e00c.lco", 975000},
+    {"zh_cn/e00d.lco", 999000}, {"zh_tw/e008.lco", 995000},
+};
+
+// With the smaller corpus of a slow build the share moves more: three
+// times the allowance.
+long floor_of(const char *file) {
+  for (const Floor &f : kFloor)
+    if (!strcmp(f.file, file)) return kSlow ? 1000000 - 3 * (1000000 - f.ppm) : f.ppm;
+  return 1000000;
+}
+
+std::string hex(const std::string &b) {
+  std::string o;
+  char buf[4];
+  for (unsigned char c : b) snprintf(buf, sizeof buf, "%02x", c), o += buf;
+  return o.empty() ? "(empty)" : o;
+}
+int sign(long v) { return v < 0 ? -1 : v > 0; }
+
+long env_long(const char *name, long fallback) {
+  const char *v = getenv(name);
+  return v && *v ? atol(v) : fallback;
+}
+
+// Every character of the library's tree.
+void walk(const unc_multi_arr_t *node, std::string &prefix, std::vector<std::string> &out) {
+  for (int b = 0; node && node->flags && b < 256; ++b) {
+    prefix.push_back(static_cast<char>(b));
+    if (node->flags[b] == VL_MULTI_COMPLETE) out.push_back(prefix);
+    else if (node->flags[b] == VL_MULTI_LEADS && node->offsets && node->next) walk(node->next[node->offsets[b]], prefix, out);
+    prefix.pop_back();
+  }
+}
+
+// The level (count of pass separators before the first difference) at
+// which two keys part, or -1 when they are equal.
+// glibc's fourth level holds bytes 1 of its own (position counts), so
+// its levels are cut at the fourth.
+int level_of(const std::string &a, const std::string &b, int most) {
+  size_t i = 0;
+  int level = 0;
+  while (i < a.size() && i < b.size() && a[i] == b[i]) level += a[i++] == '\1';
+  return i == a.size() && i == b.size() ? -1 : std::min(level, most);
+}
+
+class CollateOracle : public ::testing::TestWithParam<Case> {
+ protected:
+  vl_locale_t *h = nullptr;
+  locale_t g = nullptr;
+  std::mt19937 rng;
+  void SetUp() override {
+    setenv("KELVANIXDIR", VLS_ORACLE_KELVANIX, 1);
+    setenv("LOCPATH", VLS_ORACLE_GLIBC, 1);
+    ASSERT_EQ(vl_create_null_locale_4(&h), 0);
+    char *names = vl_setlocale_4(h, VL_LC_ALL, GetParam().file);
+    ASSERT_NE(names, nullptr) << GetParam().file << ": vl_errno " << h->vl_errno;
+    vl_destroystring(names);
+    ASSERT_NE(g = newlocale(LC_ALL_MASK, GetParam().glibc, nullptr), nullptr) << GetParam().glibc;
+    rng.seed(static_cast<unsigned>(std::hash<std::string>{}(GetParam().file) & 0x7fffffff));
+  }
+  void TearDown() override {
+    vl_lc_unload(h);
+    if (g) freelocale(g);
+  }
+
+  size_t pick(size_t n) { return static_cast<size_t>(rng() % n); }
+
+  // glibc's wide value and its key, and the library's.
+  wchar_t g_wide(const std::string &s) {
+    mbstate_t st{};
+    wchar_t wc = 0;
+    locale_t old = uselocale(g);
+    size_t r = mbrtowc(&wc, s.data(), s.size(), &st);
+    uselocale(old);
+    return r == s.size() ? wc : 0;
+  }
+  std::string g_mb(wchar_t wc) {
+    char buf[MB_LEN_MAX];
+    mbstate_t st{};
+    locale_t old = uselocale(g);
+    size_t n = wcrtomb(buf, wc, &st);
+    uselocale(old);
+    return n == static_cast<size_t>(-1) ? std::string() : std::string(buf, n);
+  }
+  std::string g_key(const std::string &s) {
+    size_t n = strxfrm_l(nullptr, s.c_str(), 0, g);
+    std::string k(n + 1, '\0');
+    strxfrm_l(k.data(), s.c_str(), n + 1, g);
+    k.resize(n);
+    return k;
+  }
+  std::string v_key(const std::string &s) {
+    int n = vl_full_mbsxfrm(h, nullptr, s.c_str(), 0);
+    if (n < 0) return std::string();
+    std::string k(static_cast<size_t>(n) + 1, '\0');
+    vl_full_mbsxfrm(h, k.data(), s.c_str(), n + 1);
+    k.resize(static_cast<size_t>(n));
+    return k;
+  }
+  std::string v_mb(vl_wchar w) {
+    char buf[8];
+    int n = vl_full_wctomb(h, buf, w);
+    return n <= 0 ? std::string() : std::string(buf, static_cast<size_t>(n));
+  }
+  // The characters of the codeset that both sides accept, without NUL.
+  std::vector<std::string> chars() {
+    std::vector<std::string> all, out;
+    std::string prefix;
+    walk(h->ctype.ctype_tree->root, prefix, all);
+    for (const auto &s : all)
+      if (s.find('\0') == std::string::npos && g_wide(s) != 0) out.push_back(s);
+    return out;
+  }
+  // The collation row of a character, or -1.
+  int row_of(const std::string &s) {
+    if (!h->coll_rows) return -1;
+    int32_t bytes = 0, err = 0;
+    void *d = _vl_retrieve_text_multi(reinterpret_cast<const unsigned char *>(s.c_str()), h->coll_rows, &bytes, &err);
+    if (!d || bytes != static_cast<int32_t>(s.size())) return -1;
+    uint16_t row;
+    memcpy(&row, d, 2);
+    return row;
+  }
+  bool expands(const std::string &s) {
+    int r = row_of(s);
+    if (r < 0 || r > h->collate.max_row) return false;
+    for (int p = 0; p < h->collate.num_passes; ++p)
+      if (h->collate.pass_weights[p][r] & 0x4000) return true;
+    return false;
+  }
+
+  std::vector<std::string> corpus();
+};
+
+std::vector<std::string> CollateOracle::corpus() {
+  const std::vector<std::string> cs = chars();
+  std::vector<std::string> out;
+  // Every character alone, or a sample with every one-byte character.
+  const size_t sample = kSlow ? 800 : 3000;
+  if (cs.size() <= sample) {
+    out = cs;
+  } else {
+    for (const auto &s : cs)
+      if (s.size() == 1) out.push_back(s);
+    std::vector<std::string> rest(cs.begin(), cs.end());
+    std::shuffle(rest.begin(), rest.end(), rng);
+    for (size_t i = 0; out.size() < sample && i < rest.size(); ++i)
+      if (rest[i].size() > 1) out.push_back(rest[i]);
+  }
+  // The letters, grouped by glibc's first level: a group of several holds
+  // a letter's case and accent variants.
+  std::map<std::string, std::vector<std::string>> groups;
+  std::vector<std::string> letters;
+  for (const auto &s : out)
+    if (iswalpha_l(static_cast<wint_t>(g_wide(s)), g)) {
+      letters.push_back(s);
+      std::string k = g_key(s);
+      groups[k.substr(0, k.find('\1'))].push_back(s);
+    }
+  std::vector<std::vector<std::string>> variants;  // groups of two or more
+  for (auto &[k, v] : groups)
+    if (v.size() > 1) variants.push_back(v);
+  std::shuffle(variants.begin(), variants.end(), rng);
+  // The alphabet: members of variant groups first, then other letters,
+  // and a space, hyphen, apostrophe and digit.
+  std::vector<std::string> alpha;
+  for (size_t i = 0; i < variants.size() && alpha.size() < 14; ++i)
+    for (size_t k = 0; k < variants[i].size() && k < 3; ++k) alpha.push_back(variants[i][k]);
+  std::vector<std::string> shuffled = letters;
+  std::shuffle(shuffled.begin(), shuffled.end(), rng);
+  for (size_t i = 0; i < shuffled.size() && alpha.size() < 20; ++i)
+    if (std::find(alpha.begin(), alpha.end(), shuffled[i]) == alpha.end()) alpha.push_back(shuffled[i]);
+  for (const char *p : {" ", "-", "'", "1"}) alpha.push_back(p);
+  for (const auto &a : alpha)
+    for (const auto &b : alpha) out.push_back(a + b);
+  // Words and their variants: case (glibc's towupper), an accent variant
+  // of one letter, punctuation inside, a digit behind.
+  std::vector<std::string> base;
+  for (const auto &v : variants) base.push_back(v[0]);
+  if (base.size() < 8) base.insert(base.end(), letters.begin(), letters.begin() + std::min<size_t>(letters.size(), 16));
+  if (base.empty()) base.push_back("a");
+  for (int w = 0; w < (kSlow ? 40 : 100); ++w) {
+    std::vector<std::string> word;
+    for (size_t n = 3 + pick(5); n; --n) word.push_back(base[pick(base.size())]);
+    auto join = [](const std::vector<std::string> &v) {
+      std::string s;
+      for (const auto &x : v) s += x;
+      return s;
+    };
+    out.push_back(join(word));
+    std::vector<std::string> up = word;
+    for (auto &x : up) {
+      std::string u = g_mb(static_cast<wchar_t>(towupper_l(static_cast<wint_t>(g_wide(x)), g)));
+      if (!u.empty() && g_wide(u) != 0) x = u;
+    }
+    out.push_back(join(up));
+    std::vector<std::string> cap = word;
+    cap[0] = up[0];
+    out.push_back(join(cap));
+    for (int k = 0; k < 2; ++k) {
+      std::vector<std::string> acc = word;
+      size_t at = pick(acc.size());
+      for (const auto &v : variants)
+        if (std::find(v.begin(), v.end(), acc[at]) != v.end()) acc[at] = v[pick(v.size())];
+      out.push_back(join(acc));
+    }
+    for (const char *p : {"-", " ", "'", "."}) {
+      std::vector<std::string> punct = word;
+      punct.insert(punct.begin() + static_cast<long>(1 + pick(punct.size() - 1)), p);
+      out.push_back(join(punct));
+    }
+    out.push_back(join(word) + "1");
+  }
+  // Collating elements and expansions, alone and among letters, and an
+  // element's characters apart.
+  std::vector<std::string> special;
+  const collate_category &c = h->collate;
+  for (int32_t i = 0; i < c.num_coll_elems; ++i) {
+    std::string e;
+    for (uint32_t k = 0; k < c.coll_elems[i].count; ++k) e += v_mb(c.coll_elems[i].chars[k]);
+    special.push_back(e);
+    if (c.coll_elems[i].count > 1) special.push_back(v_mb(c.coll_elems[i].chars[0]) + "-" + e.substr(v_mb(c.coll_elems[i].chars[0]).size()));
+  }
+  for (const auto &s : cs)
+    if (expands(s)) special.push_back(s);
+  std::shuffle(special.begin(), special.end(), rng);
+  if (special.size() > 200) special.resize(200);
+  for (const auto &s : special) {
+    out.push_back(s);
+    const std::string &a = alpha[pick(alpha.size())], &b = alpha[pick(alpha.size())];
+    out.push_back(a + s);
+    out.push_back(s + b);
+    out.push_back(a + s + b);
+    out.push_back(s + s);
+  }
+  out.push_back("");
+  std::sort(out.begin(), out.end());
+  out.erase(std::unique(out.begin(), out.end()), out.end());
+  return out;
+}
+
+TEST_P(CollateOracle, AgainstStrcollAndKeys) {
+  const std::vector<std::string> corpus = this->corpus();
+  const size_t n = corpus.size();
+  ASSERT_GT(n, 100u);
+  std::vector<std::string> vkey(n), gkey(n);
+  for (size_t i = 0; i < n; ++i) vkey[i] = v_key(corpus[i]), gkey[i] = g_key(corpus[i]);
+  // The pairs: neighbours in both sorted orders, and random ones.
+  std::vector<size_t> by_glibc(n), by_vls(n);
+  for (size_t i = 0; i < n; ++i) by_glibc[i] = by_vls[i] = i;
+  std::stable_sort(by_glibc.begin(), by_glibc.end(),
+                   [&](size_t a, size_t b) { return strcoll_l(corpus[a].c_str(), corpus[b].c_str(), g) < 0; });
+  std::stable_sort(by_vls.begin(), by_vls.end(),
+                   [&](size_t a, size_t b) { return vl_full_mbscoll(h, corpus[a].c_str(), corpus[b].c_str()) < 0; });
+  std::set<std::pair<size_t, size_t>> pairs;
+  auto add = [&](size_t a, size_t b) {
+    if (a != b) pairs.insert({std::min(a, b), std::max(a, b)});
+  };
+  for (size_t i = 1; i < n; ++i) add(by_glibc[i - 1], by_glibc[i]), add(by_vls[i - 1], by_vls[i]);
+  const long random_pairs = env_long("VLS_COLLATE_ORACLE_PAIRS", kSlow ? 5000 : 100000);
+  for (long k = 0; k < random_pairs; ++k) add(pick(n), pick(n));
+
+  long agree = 0, key_bad = 0, key_code1 = 0;
+  std::map<std::string, long> kinds;
+  std::map<std::string, std::string> example;
+  for (const auto &[a, b] : pairs) {
+    const char *s1 = corpus[a].c_str(), *s2 = corpus[b].c_str();
+    const int mine = sign(vl_full_mbscoll(h, s1, s2));
+    const int theirs = sign(strcoll_l(s1, s2, g));
+    if (mine == theirs) {
+      ++agree;
+    } else {
+      const std::string kind = "glibc level " + std::to_string(level_of(gkey[a], gkey[b], 3)) + ", library level " +
+                               std::to_string(level_of(vkey[a], vkey[b], 99));
+      if (getenv("VLS_COLLATE_ORACLE_KEYS"))
+        printf("  %s vs %s: library %d, glibc %d; keys %s / %s, glibc %s / %s\n", hex(corpus[a]).c_str(),
+               hex(corpus[b]).c_str(), mine, theirs, hex(vkey[a]).c_str(), hex(vkey[b]).c_str(),
+               hex(gkey[a]).c_str(), hex(gkey[b]).c_str());
+      if (!kinds[kind]++)
+        example[kind] = hex(corpus[a]) + " vs " + hex(corpus[b]) + ": library " + std::to_string(mine) + ", glibc " +
+                        std::to_string(theirs);
+    }
+    // The keys order as the comparison does; not the empty string's key,
+    // which has no separators, nor a string with the character of code 1:
+    // its tie on the code wraps in the key's digits (value - 2) and sorts
+    // last there, first in the comparison. Those are counted apart.
+    if (corpus[a].empty() || corpus[b].empty()) continue;
+    const bool code1 = corpus[a].find('\1') != std::string::npos || corpus[b].find('\1') != std::string::npos;
+    if (sign(strcmp(vkey[a].c_str(), vkey[b].c_str())) == mine) continue;
+    if (code1) {
+      ++key_code1;
+      continue;
+    }
+    if (key_bad++ < 20)
+      ADD_FAILURE() << "key and comparison differ: " << hex(corpus[a]) << " vs " << hex(corpus[b]) << ": compare "
+                    << mine << ", keys " << hex(vkey[a]) << " / " << hex(vkey[b]);
+  }
+  const long total = static_cast<long>(pairs.size());
+  const long ppm = total ? static_cast<long>(static_cast<double>(agree) * 1e6 / static_cast<double>(total)) : 1000000;
+  printf("[collate] %s: %zu strings, %ld pairs, %ld agree with strcoll_l (%.4f%%), %ld key/compare differences (%ld more with code 1)\n",
+         GetParam().file, n, total, agree, 100.0 * static_cast<double>(agree) / static_cast<double>(total), key_bad,
+         key_code1);
+  for (const auto &[kind, count] : kinds)
+    printf("[collate] %s: %ld differ at %s (e.g. %s)\n", GetParam().file, count, kind.c_str(), example[kind].c_str());
+  EXPECT_EQ(key_bad, 0);
+  EXPECT_GE(ppm, floor_of(GetParam().file)) << agree << " of " << total;
+}
+
+// A single-byte path gives the sign of the general engine, terminated and
+// with lengths (prefixes of the strings, not ended by NUL).
+TEST_P(CollateOracle, SingleBytePathIsTheEngine) {
+  using Fn = int (*)(vl_locale_t *, const char *, const char *);
+  const Fn paths[] = {_vl_is_mbscoll_exp, _vl_is_mbscoll_elem, _vl_is_mbscoll_back, _vl_is_mbscoll_exp_elem};
+  if (std::find(std::begin(paths), std::end(paths), h->mbscoll_fn) == std::end(paths))
+    GTEST_SKIP() << "not a single-byte path";
+  // Letters, elements and expanding characters often; any byte but NUL.
+  std::vector<std::string> pool;
+  for (int b = 1; b < 256; ++b) {
+    std::string s(1, static_cast<char>(b));
+    if (iswalpha_l(static_cast<wint_t>(g_wide(s)), g) || expands(s)) pool.push_back(s);
+  }
+  for (int32_t i = 0; i < h->collate.num_coll_elems; ++i) {
+    std::string e;
+    for (uint32_t k = 0; k < h->collate.coll_elems[i].count; ++k) e += v_mb(h->collate.coll_elems[i].chars[k]);
+    pool.push_back(e);
+  }
+  auto gen = [&] {
+    std::string s;
+    for (size_t len = pick(9); len; --len)
+      s += (rng() & 3) ? pool[pick(pool.size())] : std::string(1, static_cast<char>(1 + pick(255)));
+    return s;
+  };
+  const long rounds = kSlow ? 4000 : 40000;
+  long bad = 0, bad_counted = 0;
+  for (long k = 0; k < rounds; ++k) {
+    std::string a = gen(), b = (k & 1) ? gen() : a.substr(0, pick(a.size() + 1)) + gen();
+    const int fast = sign(h->mbscoll_fn(h, a.c_str(), b.c_str()));
+    const int slow = sign(_vl_im_mbscoll(h, a.c_str(), b.c_str()));
+    if (fast != slow && bad++ < 10)
+      ADD_FAILURE() << "terminated " << hex(a) << " vs " << hex(b) << ": path " << fast << ", engine " << slow;
+    const int32_t la = static_cast<int32_t>(pick(a.size() + 1)), lb = static_cast<int32_t>(pick(b.size() + 1));
+    const int cfast = sign(h->mbfscoll_fn(h, a.data(), la, b.data(), lb));
+    const int cslow = sign(_kvx_vl_im_mbfscoll(h, a.data(), la, b.data(), lb));
+    if (cfast != cslow && bad_counted++ < 10)
+      ADD_FAILURE() << "counted " << hex(a.substr(0, static_cast<size_t>(la))) << " vs "
+                    << hex(b.substr(0, static_cast<size_t>(lb))) << ": path " << cfast << ", engine " << cslow;
+  }
+  printf("[collate] %s: single-byte path against the engine: %ld terminated and %ld counted differences in %ld\n",
+         GetParam().file, bad, bad_counted, rounds);
+}
+
+std::string case_name(const ::testing::TestParamInfo<Case> &info) {
+  std::string n = std::string(info.param.source) + "_" + info.param.charmap;
+  for (auto &ch : n) ch = isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
+  return n;
+}
+INSTANTIATE_TEST_SUITE_P(Shipped, CollateOracle, ::testing::ValuesIn(kCases), case_name);
+
+}  // namespace
