@@ -37,16 +37,19 @@ constexpr int32_t kGrowth = 100;
 
 int row_reader(void *stream, void *target, uint32_t) { return ub2_reader(stream, target); }
 
-// Appends `value` to a scratch array that grows by kGrowth entries.
+// Appends `value` to a scratch array: it starts at kGrowth entries and
+// doubles, so that a class of many characters (a UTF-8 locale's ignored
+// ones) fills in linear time.
 template <typename T>
 bool push(T *&items, int32_t &count, int32_t &capacity, const T &value) {
   if (count == capacity) {
-    T *grown = vls::alloc_array<T>(static_cast<size_t>(capacity) + kGrowth);
+    const int32_t more = capacity < kGrowth ? kGrowth : capacity;
+    T *grown = vls::alloc_array<T>(static_cast<size_t>(capacity) + static_cast<size_t>(more));
     if (!grown) return false;
     if (count) memcpy(grown, items, sizeof(T) * static_cast<size_t>(count));
     if (capacity > 0) _vl_free_ptr(items);
     items = grown;
-    capacity += kGrowth;
+    capacity += more;
   }
   items[count++] = value;
   return true;
