@@ -5,6 +5,7 @@
 // A weight word: 1 ignored in this pass; bit 15 the low 14 bits are the
 // weight and the character's code breaks a tie; bit 14 the low 14 bits name
 // an expansion; else a plain weight.
+#include <algorithm>
 #include <cstring>
 
 #include <vls/vlscat.h>
@@ -444,11 +445,25 @@ VLS_API parallel_entry *make_parallel_arr(vl_locale_t *h, const vl_wchar *string
   parallel_entry *arr = vls::alloc_array<parallel_entry>(static_cast<size_t>(length));
   if (!arr) return nullptr;
   const collate_category &c = h->collate;
+  const int32_t *cand = c.elem_candidates;
   for (int32_t i = 0; i < length;) {
     coll_elem *found = nullptr;
-    for (int32_t k = 0; k < c.num_coll_elems && !found; ++k) {
-      coll_elem &e = c.coll_elems[k];
-      if (vl_wcspre(h, string + i, length - i, e.chars, static_cast<int32_t>(e.count))) found = &e;
+    const vl_wchar code = string[i];
+    if (!cand) {
+      for (int32_t k = 0; k < c.num_coll_elems && !found; ++k) {
+        coll_elem &e = c.coll_elems[k];
+        if (vl_wcspre(h, string + i, length - i, e.chars, static_cast<int32_t>(e.count))) found = &e;
+      }
+    } else if (code >= vls::coll::kFlags || cand[code]) {
+      // Only the elements that start with this code, in file order.
+      const uint32_t *firsts = vls::coll::elem_firsts(cand);
+      const int32_t n = vls::coll::elem_index_count(cand);
+      const int32_t *numbers = vls::coll::elem_numbers(cand);
+      for (int32_t k = static_cast<int32_t>(std::lower_bound(firsts, firsts + n, code) - firsts);
+           k < n && firsts[k] == code && !found; ++k) {
+        coll_elem &e = c.coll_elems[numbers[k]];
+        if (vl_wcspre(h, string + i, length - i, e.chars, static_cast<int32_t>(e.count))) found = &e;
+      }
     }
     if (!found) {
       arr[i++] = {nullptr, 0};

@@ -11,6 +11,7 @@
 // later walk outside a table: rows beyond max_row, expansion indexes beyond
 // the expansions, more than eight passes, empty elements and expansions are
 // all refused as a damaged file (11).
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -597,11 +598,28 @@ VLS_API int set_elem_candidates(vl_locale_t *h) {
   collate_category &c = h->collate;
   c.elem_candidates = nullptr;
   if (c.num_coll_elems < 1) return 0;
-  c.elem_candidates = vls::alloc_array<int32_t>(256);
-  if (!c.elem_candidates) return fail(h, VL_ENOMEM);
-  memset(c.elem_candidates, 0, 256 * sizeof(int32_t));
-  for (int32_t i = 0; i < c.num_coll_elems; ++i)
-    if (c.coll_elems[i].chars[0] < 256) c.elem_candidates[c.coll_elems[i].chars[0]] = 1;
+  const int32_t n = c.num_coll_elems;
+  int32_t *cand = vls::alloc_array<int32_t>(vls::coll::elem_index_words(n));
+  vls::HostPtr<uint64_t> order(vls::alloc_array<uint64_t>(static_cast<size_t>(n)));
+  if (!cand || !order) {
+    _vl_free_ptr(cand);
+    return fail(h, VL_ENOMEM);
+  }
+  memset(cand, 0, vls::coll::kFlags * sizeof(int32_t));
+  for (int32_t i = 0; i < n; ++i) {
+    const vl_wchar first = c.coll_elems[i].chars[0];
+    if (first < 256) cand[first] = 1;
+    order[i] = (static_cast<uint64_t>(first) << 32) | static_cast<uint32_t>(i);
+  }
+  std::sort(order.get(), order.get() + n);
+  cand[vls::coll::kFlags] = n;
+  auto *firsts = reinterpret_cast<uint32_t *>(cand + vls::coll::kFlags + 1);
+  int32_t *numbers = cand + vls::coll::kFlags + 1 + n;
+  for (int32_t i = 0; i < n; ++i) {
+    firsts[i] = static_cast<uint32_t>(order[i] >> 32);
+    numbers[i] = static_cast<int32_t>(order[i] & 0xFFFFFFFFu);
+  }
+  c.elem_candidates = cand;
   return 0;
 }
 

@@ -142,6 +142,19 @@ inline int hex_value(int c) {
 int spec2fname_bounded(void *handle, const char *spec, char *output, size_t size, const char *registry,
                        const char *directory, bool *too_long);
 
+// Behind the 256 flags of a collation's elem_candidates the reader keeps
+// the elements ordered by their first code, so that finding the elements
+// that may start at a character is a binary search:
+//   [256 flags][count n][n first codes, ascending][n element numbers]
+// (element numbers ascending among equal first codes: file order).
+namespace coll {
+constexpr size_t kFlags = 256;
+inline size_t elem_index_words(int32_t elems) { return kFlags + 1 + 2 * static_cast<size_t>(elems); }
+inline int32_t elem_index_count(const int32_t *cand) { return cand[kFlags]; }
+inline const uint32_t *elem_firsts(const int32_t *cand) { return reinterpret_cast<const uint32_t *>(cand + kFlags + 1); }
+inline const int32_t *elem_numbers(const int32_t *cand) { return cand + kFlags + 1 + cand[kFlags]; }
+}  // namespace coll
+
 }  // namespace vls
 
 #endif
