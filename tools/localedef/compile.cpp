@@ -251,8 +251,13 @@ struct CtypeBuilder {
         size_t start = 0;
         if (k == "map") {
           which.clear();
-          if (st.args[0].kind != TokKind::String) throw Error(st.file, st.line, "map expects \"name\";");
-          for (const auto &c : st.args[0].chars) which += static_cast<char>(c.ucs);
+          // map "toupper"; or, as some sources write it, map to_inpunct;
+          if (st.args[0].kind == TokKind::Ident)
+            which = st.args[0].text;
+          else if (st.args[0].kind == TokKind::String)
+            for (const auto &c : st.args[0].chars) which += static_cast<char>(c.ucs);
+          else
+            throw Error(st.file, st.line, "map expects \"name\";");
           start = 2;
           if (which != "toupper" && which != "tolower") continue;  // totitle and others
         }

@@ -102,7 +102,13 @@ class LineSource {
         } else if (c == '"') {
           in_string = !in_string;
         } else if (c == comment && !in_string) {
-          cut = i;  // the rest of the line is a comment
+          // The rest of the line is a comment; an escape character at its
+          // end still continues the statement, as glibc reads it (uk_UA:
+          // "<U043D><U0434>"; %nd  /).
+          cut = i;
+          size_t j = phys.size();
+          while (j > i + 1 && (phys[j - 1] == ' ' || phys[j - 1] == '\t')) --j;
+          if (j > i + 1 && phys[j - 1] == escape) cont = true;
           break;
         }
       }
@@ -249,7 +255,8 @@ class Lexer {
     name.clear();
     while (k < s_.size() && s_[k] != '>') {
       if (s_[k] == esc_ && k + 1 < s_.size()) ++k;
-      if (s_[k] == '<' || s_[k] == '"') return false;
+      // A name may hold "<" (hr_HR's <D-Z<>), but no quote.
+      if (s_[k] == '"') return false;
       name += s_[k++];
     }
     if (k >= s_.size() || name.empty()) return false;
