@@ -164,16 +164,27 @@ template <bool Exp, bool Elem>
 class SbReader {
  public:
   SbReader(vl_locale_t *h, int32_t pass, const unsigned char *s, const unsigned char *end)
-      : c_(h->collate), t_(h->coll_rows), w_(h->collate.pass_weights[pass]), cand_(h->collate.exp_candidates[pass]),
-        cursor_(s), end_(end) {}
+      : c_(h->collate), w_(h->collate.pass_weights[pass]), cand_(h->collate.exp_candidates[pass]),
+        words_(vls::coll::byte_words(cand_)), special_(vls::coll::byte_special(cand_)), cursor_(s), end_(end) {}
 
-  // The next byte and its row; false at the end of the side.
-  bool next(unsigned &b, uint16_t &row) {
+  // The next byte and its word; false at the end of the side. A byte of
+  // the string that starts no element and does not expand takes its word
+  // straight from the pass's byte table.
+  bool next(unsigned &b, uint16_t &w) {
+    if (!saved_ && in_elem_ == 0) {
+      if (end_ ? cursor_ >= end_ : *cursor_ == 0) return false;
+      b = *cursor_;
+      if (!special_[b]) {
+        ++cursor_;
+        w = words_[b];
+        return true;
+      }
+    }
     for (;;) {
       if (saved_) {
         if (*cursor_ != 0) {
           b = *cursor_++;
-          row = byte_row(t_, b);
+          w = words_[b];
           return true;
         }
         cursor_ = saved_ + 1;
@@ -189,12 +200,11 @@ class SbReader {
           in_elem_ = static_cast<int32_t>(e->count);
         }
         if (e) {
-          const uint16_t w = w_[e->row];
+          w = w_[e->row];
           if (Exp && (w & kExpansion)) {
             enter(&c_.expansions[w & kMask]);
             continue;
           }
-          row = e->row;
           cursor_ += e->count;
           in_elem_ = 0;
           return true;
@@ -204,12 +214,11 @@ class SbReader {
         enter(cand_[b]);
         continue;
       }
-      row = byte_row(t_, b);
+      w = words_[b];
       ++cursor_;
       return true;
     }
   }
-  const uint16_t *weights() const { return w_; }
 
  private:
   void enter(const coll_exp_record *x) {
@@ -220,9 +229,10 @@ class SbReader {
     cursor_ = buf_;
   }
   const collate_category &c_;
-  const multi_t *t_;
   const uint16_t *w_;
   coll_exp_record *const *cand_;
+  const uint16_t *words_;
+  const unsigned char *special_;
   const unsigned char *cursor_;
   const unsigned char *end_;
   const unsigned char *saved_ = nullptr;
@@ -237,29 +247,24 @@ template <bool Backward>
 class SbPlain {
  public:
   SbPlain(vl_locale_t *h, int32_t pass, const unsigned char *s, const unsigned char *end)
-      : t_(h->coll_rows), w_(h->collate.pass_weights[pass]), begin_(s), end_(end), p_(Backward ? end : s) {}
-  bool next(unsigned &b, uint16_t &row) {
+      : words_(vls::coll::byte_words(h->collate.exp_candidates[pass])), begin_(s), end_(end), p_(Backward ? end : s) {}
+  bool next(unsigned &b, uint16_t &w) {
     if (Backward ? p_ <= begin_ : p_ >= end_) return false;
     b = Backward ? *--p_ : *p_++;
-    row = byte_row(t_, b);
+    w = words_[b];
     return true;
   }
-  const uint16_t *weights() const { return w_; }
 
  private:
-  const multi_t *t_;
-  const uint16_t *w_;
+  const uint16_t *words_;
   const unsigned char *begin_, *end_, *p_;
 };
 
 // The next word other than 1 of a side; false when the side has ended.
 template <typename Reader>
 inline bool sb_word(Reader &r, uint16_t &w, unsigned &b) {
-  uint16_t row;
-  while (r.next(b, row)) {
-    w = r.weights()[row];
+  while (r.next(b, w))
     if (w != 1) return true;
-  }
   return false;
 }
 
@@ -276,6 +281,30 @@ int sb_pass(Reader a, Reader z) {
     if ((w1 & kMask) != (w2 & kMask)) return sign((w1 & kMask) < (w2 & kMask));
     if ((w1 & kTie) && b1 != b2) return sign(b1 < b2);
   }
+}
+
+// The bytes at the head of both strings that may be passed over in a
+// forward pass: equal bytes (no terminator), cut back so that no element
+// that starts among them can reach past them.
+size_t common_head(const collate_category &c, const unsigned char *a, const unsigned char *ea,
+                   const unsigned char *z, const unsigned char *ez) {
+  size_t k = 0;
+  if (ea) {
+    const size_t n = static_cast<size_t>(ea - a) < static_cast<size_t>(ez - z) ? static_cast<size_t>(ea - a)
+                                                                               : static_cast<size_t>(ez - z);
+    while (k < n && a[k] == z[k]) ++k;
+  } else {
+    while (a[k] && a[k] == z[k]) ++k;
+  }
+  if (c.num_coll_elems > 0 && c.elem_candidates) {
+    const size_t reach = static_cast<size_t>(vls::coll::elem_longest(c.elem_candidates));
+    for (size_t i = k; i > 0;) {
+      --i;
+      if (i + reach <= k) break;  // no element from here on reaches the cut
+      if (c.elem_candidates[a[i]]) k = i;
+    }
+  }
+  return k;
 }
 
 enum class SbPath { Exp, Elem, ExpElem, Back };
@@ -302,8 +331,17 @@ int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int
     ez = z + strlen(s2);
   }
   const collate_category &c = h->collate;
+  // A common head of equal bytes gives equal words in every forward pass,
+  // unless an element that starts in it runs on past it: forward passes
+  // start behind the head, cut back before any such element.
+  const size_t head = common_head(c, a, ea, z, ez);
+  const char *t1 = s1 + head, *t2 = s2 + head;
   for (int32_t p = 0; p < c.num_passes; ++p) {
     int r;
+    if constexpr (P != SbPath::Back) {
+      s1 = t1;
+      s2 = t2;
+    }
     if constexpr (P == SbPath::Exp) {
       r = collate_sb_exp(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     } else if constexpr (P == SbPath::Elem) {
@@ -311,7 +349,7 @@ int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int
     } else if constexpr (P == SbPath::ExpElem) {
       r = collate_sb_exp_elem(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     } else if (c.pass_flags[p] == 1) {
-      r = collate_sb_for(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
+      r = collate_sb_for(h, p, t1, reinterpret_cast<const char *>(ea), t2, reinterpret_cast<const char *>(ez));
     } else {
       r = collate_sb_back(h, p, s1, reinterpret_cast<const char *>(ea), s2, reinterpret_cast<const char *>(ez));
     }

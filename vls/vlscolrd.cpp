@@ -579,15 +579,19 @@ VLS_API int set_exp_candidates(vl_locale_t *h) {
   collate_category &c = h->collate;
   for (auto &t : c.exp_candidates) t = nullptr;
   for (int32_t p = 0; p < c.num_passes; ++p) {
-    c.exp_candidates[p] = vls::alloc_array<coll_exp_record *>(256);
+    c.exp_candidates[p] = static_cast<coll_exp_record **>(_vl_alloc_ptr(vls::coll::pass_table_bytes()));
     if (!c.exp_candidates[p]) return fail(h, VL_ENOMEM);
   }
+  const multi_t *t = h->coll_rows;
   for (vl_wchar ch = 0; ch < 256; ++ch) {
-    const void *row = _vl_retrieve_wchar_multi_nl(h, ch, h->coll_rows);
+    const void *row = _vl_retrieve_wchar_multi_nl(h, ch, t);
     const uint16_t r = vls::tree::u16(row);
+    const uint16_t byte_row = t->root ? vls::tree::u16(vls::tree::row(t, t->root, ch)) : 0;
     for (int32_t p = 0; p < c.num_passes; ++p) {
       const uint16_t w = row ? c.pass_weights[p][r] : 0;
       c.exp_candidates[p][ch] = (w & kExpansion) ? &c.expansions[w & kIndex] : nullptr;
+      vls::coll::byte_words(c.exp_candidates[p])[ch] = c.pass_weights[p][byte_row];
+      vls::coll::byte_special(c.exp_candidates[p])[ch] = c.exp_candidates[p][ch] != nullptr;
     }
   }
   set_error(h, 0);
@@ -613,13 +617,21 @@ VLS_API int set_elem_candidates(vl_locale_t *h) {
   }
   std::sort(order.get(), order.get() + n);
   cand[vls::coll::kFlags] = n;
-  auto *firsts = reinterpret_cast<uint32_t *>(cand + vls::coll::kFlags + 1);
-  int32_t *numbers = cand + vls::coll::kFlags + 1 + n;
+  int32_t longest = 0;
+  for (int32_t i = 0; i < n; ++i)
+    if (static_cast<int32_t>(c.coll_elems[i].count) > longest) longest = static_cast<int32_t>(c.coll_elems[i].count);
+  cand[vls::coll::kFlags + 1] = longest;
+  auto *firsts = reinterpret_cast<uint32_t *>(cand + vls::coll::kHead);
+  int32_t *numbers = cand + vls::coll::kHead + n;
   for (int32_t i = 0; i < n; ++i) {
     firsts[i] = static_cast<uint32_t>(order[i] >> 32);
     numbers[i] = static_cast<int32_t>(order[i] & 0xFFFFFFFFu);
   }
   c.elem_candidates = cand;
+  for (int32_t p = 0; p < c.num_passes; ++p)
+    if (c.exp_candidates[p])
+      for (unsigned b = 0; b < 256; ++b)
+        if (cand[b]) vls::coll::byte_special(c.exp_candidates[p])[b] = 1;
   return 0;
 }
 

@@ -145,14 +145,30 @@ int spec2fname_bounded(void *handle, const char *spec, char *output, size_t size
 // Behind the 256 flags of a collation's elem_candidates the reader keeps
 // the elements ordered by their first code, so that finding the elements
 // that may start at a character is a binary search:
-//   [256 flags][count n][n first codes, ascending][n element numbers]
+//   [256 flags][count n][longest element][n first codes, ascending][n element numbers]
 // (element numbers ascending among equal first codes: file order).
 namespace coll {
-constexpr size_t kFlags = 256;
-inline size_t elem_index_words(int32_t elems) { return kFlags + 1 + 2 * static_cast<size_t>(elems); }
+constexpr size_t kFlags = 256, kHead = kFlags + 2;
+inline size_t elem_index_words(int32_t elems) { return kHead + 2 * static_cast<size_t>(elems); }
 inline int32_t elem_index_count(const int32_t *cand) { return cand[kFlags]; }
-inline const uint32_t *elem_firsts(const int32_t *cand) { return reinterpret_cast<const uint32_t *>(cand + kFlags + 1); }
-inline const int32_t *elem_numbers(const int32_t *cand) { return cand + kFlags + 1 + cand[kFlags]; }
+inline int32_t elem_longest(const int32_t *cand) { return cand[kFlags + 1]; }
+inline const uint32_t *elem_firsts(const int32_t *cand) { return reinterpret_cast<const uint32_t *>(cand + kHead); }
+inline const int32_t *elem_numbers(const int32_t *cand) { return cand + kHead + cand[kFlags]; }
+
+// Behind the 256 expansion pointers of each pass's exp_candidates the
+// reader keeps the pass's word for every byte (through the root's row, as
+// the single-byte paths read it) and a flag for the bytes those paths must
+// read with care (an expansion, or the first byte of an element):
+//   [256 pointers][256 words][256 flags]
+inline size_t pass_table_bytes() { return 256 * sizeof(void *) + 256 * sizeof(uint16_t) + 256; }
+template <typename P>
+inline uint16_t *byte_words(P *const *cand) {
+  return reinterpret_cast<uint16_t *>(const_cast<P **>(cand) + 256);
+}
+template <typename P>
+inline unsigned char *byte_special(P *const *cand) {
+  return reinterpret_cast<unsigned char *>(byte_words(cand) + 256);
+}
 }  // namespace coll
 
 }  // namespace vls
