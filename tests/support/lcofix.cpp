@@ -14,18 +14,19 @@ namespace {
 std::string b1(unsigned a) { return std::string(1, static_cast<char>(a)); }
 std::string b2(unsigned a, unsigned b) { return std::string{static_cast<char>(a), static_cast<char>(b)}; }
 
+constexpr uint16_t kLetter = VL_CT_ALPHA | VL_CT_GRAPH | VL_CT_PRINT, kShown = VL_CT_GRAPH | VL_CT_PRINT;
+
 uint16_t ascii_mask(unsigned c) {
   uint16_t m = 0;
-  if (c < 32 || c == 127) m |= M_CNTRL;
-  if (c == ' ' || c == '\t') m |= M_BLANK;
-  if (c == ' ' || (c >= '\t' && c <= '\r')) m |= M_SPACE;
-  if (c >= 'A' && c <= 'Z') m |= M_UPPER | M_ALPHA;
-  if (c >= 'a' && c <= 'z') m |= M_LOWER | M_ALPHA;
-  if (c >= '0' && c <= '9') m |= M_DIGIT;
-  if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')) m |= M_XDIGIT;
-  if (c > 32 && c < 127) m |= M_GRAPH | M_PRINT | ((m & (M_ALPHA | M_DIGIT)) ? 0 : M_PUNCT);
-  if (c == ' ') m |= M_PRINT;
-  return m;
+  if (c < 32 || c == 127) m |= VL_CT_CNTRL;
+  if (c == ' ' || c == '\t') m |= VL_CT_BLANK;
+  if (c == ' ' || (c >= '\t' && c <= '\r')) m |= VL_CT_SPACE;
+  if (c >= 'A' && c <= 'Z') m |= VL_CT_UPPER | VL_CT_ALPHA;
+  if (c >= 'a' && c <= 'z') m |= VL_CT_LOWER | VL_CT_ALPHA;
+  if (c >= '0' && c <= '9') m |= VL_CT_DIGIT;
+  if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')) m |= VL_CT_XDIGIT;
+  if (c > 32 && c < 127) m |= kShown | ((m & VL_CT_ALNUM) ? 0 : VL_CT_PUNCT);
+  return c == ' ' ? m | VL_CT_PRINT : m;
 }
 
 // An upper case character `u` (wide value uw) and its lower case `l` (lw).
@@ -61,47 +62,40 @@ std::string collate_section(const CtypeSpec &s) {
 }
 
 CtypeSpec latin1_spec() {
-  CtypeSpec s;
-  s.codeset = "8859-1";
+  CtypeSpec s{"8859-1", {}, {}, {}, "1.0\n"};
   for (unsigned c = 0; c < 256; ++c) {
-    uint16_t m = c < 128 ? ascii_mask(c) : c < 160 ? M_CNTRL : c == 160 ? M_PRINT | M_SPACE | M_BLANK
-                 : c >= 0xC0 && c <= 0xDE && c != 0xD7 ? M_UPPER | M_ALPHA | M_GRAPH | M_PRINT
-                 : c >= 0xDF && c != 0xF7 ? M_LOWER | M_ALPHA | M_GRAPH | M_PRINT : M_PUNCT | M_GRAPH | M_PRINT;
+    uint16_t m = c < 128 ? ascii_mask(c) : c < 160 ? VL_CT_CNTRL : c == 160 ? VL_CT_PRINT | VL_CT_SPACE | VL_CT_BLANK
+                 : c >= 0xC0 && c <= 0xDE && c != 0xD7 ? VL_CT_UPPER | kLetter
+                 : c >= 0xDF && c != 0xF7 ? VL_CT_LOWER | kLetter : VL_CT_PUNCT | kShown;
     s.chars.push_back({b1(c), m});
   }
   for (unsigned c = 'A'; c <= 0xDE; c = c == 'Z' ? 0xC0 : c + 1)
     if (c != 0xD7) add_case(s, b1(c), c, b1(c + 32), c + 32);
-  s.expansion = "1.0\n";
   return s;
 }
 
 CtypeSpec euc_spec() {
-  CtypeSpec s;
-  s.codeset = "ujis";
+  CtypeSpec s{"ujis", {}, {{0, "full_width"}}, {}};
   for (unsigned c = 0; c < 128; ++c) s.chars.push_back({b1(c), ascii_mask(c)});
   for (unsigned a = 0xA1; a <= 0xFE; ++a)
     for (unsigned b = 0xA1; b <= 0xFE; ++b) {
-      uint16_t m = M_GRAPH | M_PRINT | M_LOCAL0;
-      if (a == 0xA3 && b >= 0xC1 && b <= 0xDA) m |= M_UPPER | M_ALPHA;
-      if (a == 0xA3 && b >= 0xE1 && b <= 0xFA) m |= M_LOWER | M_ALPHA;
-      if (a == 0xA1 && b == 0xA1) m = M_SPACE | M_BLANK | M_PRINT | M_LOCAL0;  // ideographic space
+      uint16_t m = kShown | VL_CT_LOCAL;
+      if (a == 0xA3 && b >= 0xC1 && b <= 0xDA) m |= VL_CT_UPPER | VL_CT_ALPHA;
+      if (a == 0xA3 && b >= 0xE1 && b <= 0xFA) m |= VL_CT_LOWER | VL_CT_ALPHA;
+      if (a == 0xA1 && b == 0xA1) m = VL_CT_SPACE | VL_CT_BLANK | VL_CT_PRINT | VL_CT_LOCAL;  // ideographic space
       s.chars.push_back({b2(a, b), m});
     }
-  for (unsigned b = 0xA1; b <= 0xDF; ++b) s.chars.push_back({b2(0x8E, b), M_GRAPH | M_PRINT});
-  s.classes.push_back({0, "full_width"});
+  for (unsigned b = 0xA1; b <= 0xDF; ++b) s.chars.push_back({b2(0x8E, b), kShown});
   for (unsigned c = 'A'; c <= 'Z'; ++c) add_case(s, b1(c), c, b1(c + 32), c + 32);
   for (unsigned b = 0xC1; b <= 0xDA; ++b) add_case(s, b2(0xA3, b), 0xA300 + b, b2(0xA3, b + 32), 0xA300 + b + 32);
   return s;
 }
 
 CtypeSpec wide2_spec() {
-  CtypeSpec s;
-  s.codeset = "ucs2ish";
-  for (unsigned c = 0; c < 256; ++c) s.chars.push_back({b2(0, c), c < 128 ? ascii_mask(c) : uint16_t(M_PRINT | M_GRAPH)});
-  for (unsigned c = 0; c < 256; ++c) s.chars.push_back({b2(0x30, c), uint16_t(M_PRINT | M_GRAPH | M_LOCAL0)});
-  s.classes.push_back({0, "full_width"});
+  CtypeSpec s{"ucs2ish", {}, {{0, "full_width"}}, {}, "2.5\n"};
+  for (unsigned c = 0; c < 256; ++c) s.chars.push_back({b2(0, c), c < 128 ? ascii_mask(c) : kShown});
+  for (unsigned c = 0; c < 256; ++c) s.chars.push_back({b2(0x30, c), uint16_t(kShown | VL_CT_LOCAL)});
   for (unsigned c = 'A'; c <= 'Z'; ++c) add_case(s, b2(0, c), c, b2(0, c + 32), c + 32);
-  s.expansion = "2.5\n";
   return s;
 }
 
@@ -109,20 +103,15 @@ int install_ctype(vl_locale_t *h, const CtypeSpec &spec) {
   multi_t *ctype = lcow::build_tree(class_rows(spec), true), *cases = lcow::build_tree(case_rows(spec), true);
   auto *pairs = static_cast<vl_case_pair *>(_vl_alloc_ptr((spec.cases.size() + 1) * sizeof(vl_case_pair)));
   if (!ctype || !cases || !pairs) {
-    _vl_free_multi(ctype);
-    _vl_free_multi(cases);
-    _vl_free_ptr(pairs);
+    _vl_free_multi(ctype), _vl_free_multi(cases), _vl_free_ptr(pairs);
     return -1;
   }
   pairs[0] = {0, 0};
   for (size_t i = 0; i < spec.cases.size(); ++i) pairs[i + 1] = {spec.cases[i].upper, spec.cases[i].lower};
   vl_free_category(h, VL_LC_CTYPE);
   vl_make_null_category(h, VL_LC_CTYPE);
-  _vl_free_multi(h->ctype.ctype_tree);
-  _vl_free_multi(h->ctype.case_tree);
-  h->ctype.ctype_tree = ctype;
-  h->ctype.case_tree = cases;
-  h->ctype.case_pairs = pairs;
+  _vl_free_multi(h->ctype.ctype_tree), _vl_free_multi(h->ctype.case_tree);
+  h->ctype.ctype_tree = ctype, h->ctype.case_tree = cases, h->ctype.case_pairs = pairs;
   h->case_pair_count = static_cast<int32_t>(spec.cases.size());
   h->ctype.class_count = static_cast<int32_t>(spec.classes.size());
   if (!spec.classes.empty())
@@ -148,18 +137,14 @@ vl_locale_t *make_handle(const CtypeSpec &spec) {
 
 std::string ctype_section(const CtypeSpec &spec, bool compress) {
   lcow::Ctype c;
-  c.class_rows = class_rows(spec);
-  c.classes = spec.classes;
-  c.case_rows = case_rows(spec);
+  c.class_rows = class_rows(spec), c.classes = spec.classes, c.case_rows = case_rows(spec);
   for (const auto &k : spec.cases) c.pairs.push_back({k.upper, k.lower});
-  c.tail = spec.expansion;
-  c.compress = compress;
+  c.tail = spec.expansion, c.compress = compress;
   std::string out;
   return lcow::ctype_section(c, out) ? out : std::string();
 }
 
 std::string str_item(const std::string &bytes) { return lcow::str_item(bytes); }
-
 static std::string group_item(const std::vector<int> &g) { return lcow::group_item({g.begin(), g.end()}); }
 
 std::string numeric_section(const NumericSpec &n) {

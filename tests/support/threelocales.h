@@ -16,38 +16,24 @@ namespace vlstest {
 class ThreeLocales : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    latin1_ = make_handle(latin1_spec());
-    euc_ = make_handle(euc_spec());
-    wide2_ = make_handle(wide2_spec());
+    latin1_ = make_handle(latin1_spec()), euc_ = make_handle(euc_spec()), wide2_ = make_handle(wide2_spec());
   }
   static void TearDownTestSuite() {
-    vl_lc_unload(latin1_);
-    vl_lc_unload(euc_);
-    vl_lc_unload(wide2_);
+    vl_lc_unload(latin1_), vl_lc_unload(euc_), vl_lc_unload(wide2_);
     latin1_ = euc_ = wide2_ = nullptr;
   }
   void SetUp() override {
-    ASSERT_NE(latin1_, nullptr);
-    ASSERT_NE(euc_, nullptr);
-    ASSERT_NE(wide2_, nullptr);
-    sb = latin1_;
-    mb = euc_;
-    w2 = wide2_;
+    ASSERT_TRUE(latin1_ && euc_ && wide2_);
+    sb = latin1_, mb = euc_, w2 = wide2_;
     sb->vl_errno = mb->vl_errno = w2->vl_errno = 0;
   }
 
   static inline vl_locale_t *latin1_ = nullptr, *euc_ = nullptr, *wide2_ = nullptr;
-  vl_locale_t *sb = nullptr;  // single-byte
-  vl_locale_t *mb = nullptr;  // one and two bytes
-  vl_locale_t *w2 = nullptr;  // shortest character two bytes
+  vl_locale_t *sb = nullptr, *mb = nullptr, *w2 = nullptr;  // single-byte; one and two bytes; shortest two bytes
 };
 
 // A string of the given bytes, zero bytes included.
-inline std::string B(std::initializer_list<unsigned> bytes) {
-  std::string s;
-  for (unsigned b : bytes) s.push_back(static_cast<char>(b));
-  return s;
-}
+inline std::string B(std::initializer_list<unsigned> bytes) { return std::string(bytes.begin(), bytes.end()); }
 
 }  // namespace vlstest
 

@@ -1,7 +1,5 @@
 #include "vlstest.h"
 
-#include "lcowriter.h"
-
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,7 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 namespace vlstest {
 
@@ -32,21 +30,17 @@ std::string TempDir::write(const std::string &name, const std::string &content) 
 
 std::string read_file(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-EnvVar::EnvVar(const char *name, const char *value) : name_(name), had_(getenv(name) != nullptr) {
-  if (had_) old_ = getenv(name);
+EnvVar::EnvVar(const char *name, const char *value) : name_(name), old_(getenv(name) ? getenv(name) : ""), had_(getenv(name)) {
   value ? setenv(name, value, 1) : unsetenv(name);
 }
 
 EnvVar::~EnvVar() { had_ ? setenv(name_.c_str(), old_.c_str(), 1) : unsetenv(name_.c_str()); }
 
 int in_child(const std::string &dir, void (*body)(void *), void *arg) {
-  fflush(stdout);
-  fflush(stderr);
+  fflush(nullptr);
   pid_t pid = fork();
   if (pid == 0) {
     if (!dir.empty() && chdir(dir.c_str()) != 0) _exit(99);
@@ -67,16 +61,10 @@ vl_desc_t desc(std::initializer_list<unsigned> bytes) {
   return d;
 }
 
-int write_u16(void *stream, const void *row) { return lcow::write_u16(stream, row); }
-
 int read_u16(void *stream, void *target, uint32_t) {
   uint16_t v = static_cast<uint16_t>(_vl_get_hex(stream, 4));
   memcpy(target, &v, 2);
   return 0;
-}
-
-int write_bytes1(void *stream, const void *row) {
-  return fprintf(static_cast<FILE *>(stream), "%02x", *static_cast<const unsigned char *>(row)) < 0 ? -1 : 0;
 }
 
 int read_bytes(void *stream, void *target, uint32_t size) {

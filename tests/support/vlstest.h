@@ -33,9 +33,8 @@ class EnvVar {
   ~EnvVar();
 
  private:
-  std::string name_;
+  std::string name_, old_;
   bool had_;
-  std::string old_;
 };
 
 // Runs `body` in a child process that starts in `dir` (if not empty);
@@ -45,11 +44,8 @@ int in_child(const std::string &dir, void (*body)(void *), void *arg);
 // Key descriptor from bytes.
 vl_desc_t desc(std::initializer_list<unsigned> bytes);
 
-// Row writer and reader for 16-bit values, four hex digits.
-int write_u16(void *stream, const void *row);
+// Row readers: 16-bit values as four hex digits; any size as two hex digits a byte.
 int read_u16(void *stream, void *target, uint32_t size);
-// Row writer and reader for any size: two hex digits per byte.
-int write_bytes1(void *stream, const void *row);
 int read_bytes(void *stream, void *target, uint32_t size);
 
 // Prints a tree into a string through a temporary file.
