@@ -30,7 +30,7 @@ constexpr intptr_t kAns = 0x70103;     // what every stub gives, but vlu_mb_loc_
 
 template <typename T> void Note(T a) {
   if constexpr (std::is_same_v<T, int32_t>) g_hit.ints += (g_hit.ints.empty() ? "" : " ") + std::to_string(a);
-  if constexpr (std::is_same_v<T, int16_t *>) g_hit.status = true, *a = g_status;
+  else if constexpr (std::is_same_v<T, int16_t *>) g_hit.status = true, *a = g_status;
 }
 template <typename... A> void *First(A...) { return nullptr; }
 template <typename... A> void *First(void *locale, A...) { return locale; }

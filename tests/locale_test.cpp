@@ -23,35 +23,28 @@ struct Handle {
   operator vl_locale_t *() const { return h; }
 };
 
-void *failing_malloc(size_t) { return nullptr; }
-
 class Locale : public ThreeLocales {};
 
 }  // namespace
 
 TEST(NullLocale, StartsEmptyAndEveryCharacterIsInvalid) {
   Handle h;
-  EXPECT_EQ(h->case_expansion, 1.0);
-  EXPECT_EQ(h->coll_expansion, 1.0);
+  EXPECT_EQ(std::tuple(h->case_expansion, h->coll_expansion, h->nmm.int_frac_digits, vl_localeconv(h)->grouping),
+            std::tuple(1.0, 1.0, VL_ABSENT_INT, nullptr));
   for (int r = 0; r < 6; ++r) EXPECT_EQ(h->codeset_names[r][0] | h->locale_names[r][0] | h->bridge_active[r], 0);
-  EXPECT_EQ(h->nmm.int_frac_digits, VL_ABSENT_INT);
-  EXPECT_EQ(vl_localeconv(h)->grouping, nullptr);
   for (const char *s : {"A", "", "\xA1\xA1"}) {
     h->vl_errno = 0;
-    EXPECT_EQ(vl_full_mblen(h, s, 4), -1) << s;
-    EXPECT_EQ(_kvx_vl_full_mblen(h, s, 4), -1) << s;
-    EXPECT_EQ(h->vl_errno, VL_EILSEQ);
+    const int full = vl_full_mblen(h, s, 4), counted = _kvx_vl_full_mblen(h, s, 4);
+    EXPECT_EQ(std::tuple(full, counted, h->vl_errno), std::tuple(-1, -1, VL_EILSEQ)) << s;
   }
   h->vl_errno = VL_EMISMATCH;  // a null string is 0 and keeps the error
-  EXPECT_EQ(vl_full_mblen(h, nullptr, 4), 0);
-  EXPECT_EQ(_kvx_vl_full_mblen(h, nullptr, -1), 0);
-  EXPECT_EQ(h->vl_errno, VL_EMISMATCH);
+  const int full = vl_full_mblen(h, nullptr, 4), counted = _kvx_vl_full_mblen(h, nullptr, -1);
+  EXPECT_EQ(std::tuple(full, counted, h->vl_errno), std::tuple(0, 0, VL_EMISMATCH));
   EXPECT_EQ(set_flags(h), 0);  // counts as multibyte
-  EXPECT_EQ(h->mbstowcs_fn, &_vl_im_mbstowcs);
-  EXPECT_EQ(h->mbfstowcfs_fn, &_kvx_vl_im_mbfstowcfs);
-  EXPECT_EQ(h->mbsxfrm_fn, &vl_full_mbsxfrm);
-  EXPECT_EQ(h->mbscoll_fn(h, "a", "b"), 0);  // no character has a length: equal, with the error
-  EXPECT_EQ(h->vl_errno, VL_EILSEQ);
+  EXPECT_EQ(std::tuple((void *)h->mbstowcs_fn, (void *)h->mbfstowcfs_fn, (void *)h->mbsxfrm_fn),
+            std::tuple((void *)_vl_im_mbstowcs, (void *)_kvx_vl_im_mbfstowcfs, (void *)vl_full_mbsxfrm));
+  const int coll = h->mbscoll_fn(h, "a", "b");  // no character has a length: equal, with the error
+  EXPECT_EQ(std::tuple(coll, h->vl_errno), std::tuple(0, VL_EILSEQ));
 }
 
 TEST_F(Locale, FullMblen) {
@@ -70,15 +63,11 @@ TEST_F(Locale, FullMblen) {
   for (const Case &c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.s) + " " + std::to_string(c.limit) + (c.counted ? " counted" : ""));
     c.h->vl_errno = 0;
-    EXPECT_EQ(c.counted ? _kvx_vl_full_mblen(c.h, c.s.data(), c.limit) : vl_full_mblen(c.h, c.s.data(), c.limit), c.want);
-    EXPECT_EQ(c.h->vl_errno, c.err);
+    int n = c.counted ? _kvx_vl_full_mblen(c.h, c.s.data(), c.limit) : vl_full_mblen(c.h, c.s.data(), c.limit);
+    EXPECT_EQ(std::tuple(n, c.h->vl_errno), std::tuple(c.want, c.err));
   }
-  struct Len { vl_locale_t *h; int max, min, single; } lens[] = {{null, 0, 4, 0}, {sb, 1, 1, 1}, {mb, 2, 1, 0}, {w2, 2, 2, 0}};
-  for (const Len &l : lens) {
-    EXPECT_EQ(vl_mb_loc_max(l.h), l.max);
-    EXPECT_EQ(vl_mb_loc_min(l.h), l.min);
-    EXPECT_EQ(l.h->single_byte, l.single);
-  }
+  for (auto [h, max, min, single] : {std::tuple<vl_locale_t *, int, int, int>{null, 0, 4, 0}, {sb, 1, 1, 1}, {mb, 2, 1, 0}, {w2, 2, 2, 0}})
+    EXPECT_EQ(std::tuple(vl_mb_loc_max(h), vl_mb_loc_min(h), h->single_byte), std::tuple(max, min, single)) << max << min;
 }
 
 TEST(Flags, SingleByteAfterMultibyteBuildsTables) {
@@ -87,11 +76,8 @@ TEST(Flags, SingleByteAfterMultibyteBuildsTables) {
   EXPECT_EQ(h->upper_table, nullptr);
   const CtypeSpec latin = latin1_spec();
   ASSERT_EQ(install_ctype(h, latin), 0);
-  EXPECT_EQ(h->mbstowcs_fn, &_vl_is_mbstowcs);
-  EXPECT_EQ(h->mbfstowcfs_fn, &_kvx_vl_is_mbfstowcfs);
-  ASSERT_NE(h->upper_table, nullptr);
-  ASSERT_NE(h->lower_table, nullptr);
-  ASSERT_NE(h->class_table, nullptr);
+  EXPECT_EQ(std::tuple((void *)h->mbstowcs_fn, (void *)h->mbfstowcfs_fn), std::tuple((void *)_vl_is_mbstowcs, (void *)_kvx_vl_is_mbfstowcfs));
+  ASSERT_TRUE(h->upper_table && h->lower_table && h->class_table);
   for (unsigned c = 0; c < 256; ++c) {
     EXPECT_EQ(h->class_table[c], latin.chars[c].mask) << c;
     const bool up = c >= 'a' && c <= 'z', low = c >= 'A' && c <= 'Z';
@@ -101,11 +87,9 @@ TEST(Flags, SingleByteAfterMultibyteBuildsTables) {
   h->upper_table['b'] = 'Z';  // a second pass keeps the case tables it has
   ASSERT_EQ(set_flags(h), 0);
   EXPECT_EQ(h->upper_table['b'], 'Z');
-  h->collate.codeset_order = 5;  // code order and bridge collation are copied
-  h->bridge_active[VL_LC_COLLATE - 2] = 1;
+  h->collate.codeset_order = 5, h->bridge_active[VL_LC_COLLATE - 2] = 1;  // code order and bridge collation are copied
   ASSERT_EQ(set_flags(h), 0);
-  EXPECT_EQ(h->codepoint_collation, 1);
-  EXPECT_EQ(h->bridge_collation, 1);
+  EXPECT_EQ(std::tuple(h->codepoint_collation, h->bridge_collation), std::tuple(1, 1));
   h->bridge_active[VL_LC_COLLATE - 2] = 0;
 }
 
@@ -125,35 +109,26 @@ TEST_F(Locale, CollationPointersByKind) {
       {mb, 0, 0, 0, 1, 1, 0, _vl_im_mbscoll, nullptr, nullptr},  // multibyte: always the general pair
   };
   for (const Case &k : cases) {
-    collate_category saved = k.h->collate;
-    k.h->collate.collation_kind = k.kind;
-    k.h->collate.num_coll_elems = k.elems;
-    k.h->collate.num_expansions = k.exps;
-    k.h->collate.num_passes = k.passes;
-    k.h->collate.pass_flags[0] = k.dir0;
-    k.h->collate.pass_flags[1] = k.dir1;
+    SCOPED_TRACE(&k - cases);
+    collate_category saved = k.h->collate, &c = k.h->collate;
+    c.collation_kind = k.kind, c.num_coll_elems = k.elems, c.num_expansions = k.exps, c.num_passes = k.passes;
+    c.pass_flags[0] = k.dir0, c.pass_flags[1] = k.dir1;
     set_collation_fp(k.h);
-    EXPECT_EQ(k.h->mbscoll_fn, k.coll) << &k - cases;
-    EXPECT_TRUE(!k.fcoll || (const void *)k.h->mbfscoll_fn == k.fcoll) << &k - cases;
-    EXPECT_TRUE(!k.xfrm || (const void *)k.h->mbsxfrm_fn == k.xfrm) << &k - cases;
-    k.h->collate = saved;
-    set_collation_fp(k.h);
+    EXPECT_EQ(k.h->mbscoll_fn, k.coll);
+    EXPECT_TRUE((!k.fcoll || (const void *)k.h->mbfscoll_fn == k.fcoll) && (!k.xfrm || (const void *)k.h->mbsxfrm_fn == k.xfrm));
+    k.h->collate = saved, set_collation_fp(k.h);
   }
 }
 
 TEST(StaticHandles, CarryTheirErrorAndIgnoreRelease) {
-  for (vl_locale_t *s : {&vl_nomem_locale, &vl_nofile_locale, static_cast<vl_locale_t *>(nullptr)}) {
-    vl_lc_unload(s);
-    vl_free_nonshared_loc(s);
-  }
-  EXPECT_EQ(vl_nomem_locale.vl_errno, VL_ENOMEM);
-  EXPECT_EQ(vl_nofile_locale.vl_errno, VL_ENOENT);
-  _vl_set_ext_funcptr(VL_EXT_MALLOC, reinterpret_cast<void *>(&failing_malloc));
+  for (vl_locale_t *s : {&vl_nomem_locale, &vl_nofile_locale, static_cast<vl_locale_t *>(nullptr)})
+    vl_lc_unload(s), vl_free_nonshared_loc(s);
+  EXPECT_EQ(std::tuple(vl_nomem_locale.vl_errno, vl_nofile_locale.vl_errno), std::tuple(VL_ENOMEM, VL_ENOENT));
+  _vl_set_ext_funcptr(VL_EXT_MALLOC, reinterpret_cast<void *>(+[](size_t) -> void * { return nullptr; }));
   vl_locale_t *h = nullptr;
   int r = vl_create_null_locale_4(&h);
   _vl_set_ext_funcptr(VL_EXT_MALLOC, nullptr);
-  EXPECT_EQ(r, -1);
-  EXPECT_EQ(h, &vl_nomem_locale);
+  EXPECT_EQ(std::tuple(r, h), std::tuple(-1, &vl_nomem_locale));
 }
 
 TEST(Categories, MakeNullEmptiesRowsAndTables) {
@@ -161,18 +136,12 @@ TEST(Categories, MakeNullEmptiesRowsAndTables) {
   ASSERT_EQ(install_ctype(h, latin1_spec()), 0);
   strcpy(h->locale_names[4], "x.lco");
   vl_free_category(h, VL_LC_CTYPE);
-  EXPECT_EQ(h->ctype.ctype_tree, nullptr);
-  EXPECT_EQ(h->upper_table, nullptr);
+  EXPECT_EQ(std::tuple(h->ctype.ctype_tree, h->upper_table), std::tuple(nullptr, nullptr));
   vl_make_null_category(h, VL_LC_CTYPE);
   EXPECT_EQ(h->codeset_names[0][0] | h->locale_names[0][0], 0);
   EXPECT_NE(h->ctype.ctype_tree, nullptr);
-  vl_make_null_category(h, 9);  // out of range, and 1: nothing happens
-  vl_make_null_category(h, 1);
+  vl_make_null_category(h, 9), vl_make_null_category(h, 1);  // out of range, and 1: nothing happens
   EXPECT_STREQ(h->locale_names[4], "x.lco");
-  for (int c = 2; c <= 7; ++c) {
-    vl_free_category(h, c);
-    vl_make_null_category(h, c);
-  }
-  EXPECT_EQ(h->locale_names[4][0], '\0');
-  EXPECT_EQ(h->nmm.frac_digits, VL_ABSENT_INT);
+  for (int c = 2; c <= 7; ++c) vl_free_category(h, c), vl_make_null_category(h, c);
+  EXPECT_EQ(std::tuple(h->locale_names[4][0], h->nmm.frac_digits), std::tuple('\0', VL_ABSENT_INT));
 }

@@ -34,24 +34,20 @@ constexpr int kRounds = 8;
 // Everything the character, string and information services say about a
 // locale and a text, as one string.
 std::string answers(vl_locale_t *h, const char *text) {
+  const char *const start = text;
   std::string o;
   auto put = [&o](long long v) { o += std::to_string(v) + ' '; };
   char up[8], lo[8], buf[512];
-  for (const char *p = text; *p;) {  // character by character
-    int n = vl_full_mblen(h, p, 4);
-    put(n);
-    if (n <= 0) break;
-    put(im_ismctype(h, p, 0xffff));
-    o.append(up, _vl_im_tomupper(h, up, p) & 0xff).append(lo, _vl_im_tomlower(h, lo, p) & 0xff);
-    p += n;
+  for (int n = 0; *text && (n = vl_full_mblen(h, text, 4)) > 0; text += n) {  // character by character
+    put(n), put(im_ismctype(h, text, 0xffff));
+    o.append(up, _vl_im_tomupper(h, up, text) & 0xff).append(lo, _vl_im_tomlower(h, lo, text) & 0xff);
   }
+  text = start;
   vl_wchar w[128] = {}, wc[128] = {};
-  put(_vl_im_mbslen(h, text));
-  put(vl_mbsbytes(h, text));
+  put(_vl_im_mbslen(h, text)), put(vl_mbsbytes(h, text));
   int wn = h->mbstowcs_fn(h, w, text, 128);
-  for (int i = 0; i < wn; ++i) put(w[i]);
   vl_towcsupper(h, wc, w);
-  for (int i = 0; i < wn; ++i) put(wc[i]);
+  for (int i = 0; i < wn; ++i) put(w[i]), put(wc[i]);
   o.append(buf, vl_full_wcstombs(h, buf, w, sizeof buf)) += '|';
   vl_tombsupper(h, buf, text), o.append(buf) += '|';
   vl_tombslower(h, buf, text), o.append(buf) += '|';
@@ -62,29 +58,24 @@ std::string answers(vl_locale_t *h, const char *text) {
   for (const char *s : {c->decimal_point, c->thousands_sep, c->grouping, c->int_curr_symbol, c->currency_symbol,
                         c->mon_decimal_point, c->mon_thousands_sep, c->positive_sign, c->negative_sign})
     o.append(s ? s : "(null)") += '|';
-  for (int v : {c->int_frac_digits, c->frac_digits, c->p_cs_precedes, c->n_sign_posn}) put(v);
-  put(vl_mb_loc_max(h));
-  put(h->vl_errno);
+  for (long long v : std::initializer_list<long long>{c->int_frac_digits, c->frac_digits, c->p_cs_precedes, c->n_sign_posn,
+                                                     vl_mb_loc_max(h), h->vl_errno})
+    put(v);
   return o;
 }
 
 // Loads the locale into a new handle in one of three ways.
 vl_locale_t *load(const Loc &l, const std::string &spec, int way) {
   vl_locale_t *h = nullptr;
-  if (way == 0) {  // whole locale by name
-    EXPECT_EQ(vl_create_null_locale_4(&h), 0);
-    char *r = vl_setlocale_4(h, VL_LC_ALL, l.file);
-    EXPECT_NE(r, nullptr) << l.file << " vl_errno " << h->vl_errno;
-    vl_destroystring(r);
-  } else if (way == 1) {  // the default locale, then category by category
-    EXPECT_EQ(vl_createlocale_4(&h), 0);
-    for (int cat = VL_LC_CTYPE; cat <= VL_LC_MESSAGES; ++cat) {
-      char *r = vl_setlocale_4(h, cat, l.file);
-      EXPECT_STREQ(r, l.file) << "category " << cat;
-      vl_destroystring(r);
-    }
-  } else {  // by specification through the registry
+  if (way == 2) {  // by specification through the registry
     EXPECT_EQ(vl_lc_load(&h, spec.c_str(), (kKelvanix + "/vls/cm3/registry").c_str(), nullptr), 0) << spec;
+    return h;
+  }  // 0: whole locale by name; 1: the default locale, then category by category
+  EXPECT_EQ(way ? vl_createlocale_4(&h) : vl_create_null_locale_4(&h), 0);
+  for (int cat = way ? VL_LC_CTYPE : VL_LC_ALL; cat <= (way ? VL_LC_MESSAGES : VL_LC_ALL); ++cat) {
+    char *r = vl_setlocale_4(h, cat, l.file);
+    EXPECT_TRUE(r && (!way || !strcmp(r, l.file))) << l.file << " category " << cat << " vl_errno " << h->vl_errno;
+    vl_destroystring(r);
   }
   return h;
 }
@@ -106,8 +97,7 @@ TEST(Thread, OwnHandlesAgreeWithOneThread) {
     vl_wchar w[128] = {};  // the text is valid in its codeset: it survives the round trip
     char back[256] = {};
     EXPECT_GT(h->mbstowcs_fn(h, w, l.text, 128), 0) << l.file;
-    vl_full_wcstombs(h, back, w, sizeof back);
-    EXPECT_STREQ(back, l.text) << l.file;
+    EXPECT_STREQ((vl_full_wcstombs(h, back, w, sizeof back), back), l.text) << l.file;
     vl_lc_unload(h);
   }
   std::vector<std::thread> threads;
