@@ -46,21 +46,53 @@ class WideBuffer {
 };
 
 // A parallel array owned for one comparison.
+void fill_parallel(const collate_category &c, const vl_wchar *string, int32_t length, parallel_entry *arr);
+
+// A parallel array for one comparison or key: on the stack up to
+// kLocalChars entries, on the host heap beyond; empty when the locale has
+// no collating elements.
 struct Parallel {
+  parallel_entry local[kLocalChars];
   parallel_entry *p = nullptr;
-  ~Parallel() { _vl_free_ptr(p); }
+  ~Parallel() {
+    if (p != local) _vl_free_ptr(p);
+  }
 };
 
 // Builds the parallel array of a string when the locale has collating
 // elements; false (error 3) when it could not be made.
 bool parallel_for(vl_locale_t *h, const vl_wchar *s, int32_t len, Parallel &out) {
   if (h->collate.num_coll_elems == 0 || len <= 0) return true;
-  out.p = make_parallel_arr(h, s, len);
+  out.p = len <= kLocalChars ? out.local : vls::alloc_array<parallel_entry>(static_cast<size_t>(len));
   if (!out.p) {
     set_error(h, VL_ENOMEM);
     return false;
   }
+  fill_parallel(h->collate, s, len, out.p);
   return true;
+}
+
+// The characters at the head of two wide strings that every forward pass
+// may pass over: equal codes, cut back to the start of an element that
+// runs on past them in either string.
+int32_t wide_head(const vl_wchar *s1, int32_t len1, const parallel_entry *p1, const vl_wchar *s2, int32_t len2,
+                  const parallel_entry *p2) {
+  const int32_t n = len1 < len2 ? len1 : len2;
+  int32_t k = 0;
+  while (k < n && s1[k] == s2[k]) ++k;
+  for (bool moved = true; moved && k > 0;) {
+    moved = false;
+    for (const parallel_entry *p : {p1, p2}) {
+      if (!p) continue;
+      const parallel_entry &e = p[k - 1];
+      if (e.elem && e.offset + 1 < e.elem->count) {
+        k = k - 1 - static_cast<int32_t>(e.offset);
+        moved = true;
+        if (k == 0) break;
+      }
+    }
+  }
+  return k;
 }
 
 uint32_t code_limit(vl_locale_t *h) {
@@ -365,6 +397,53 @@ int sb_pass_of(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, con
                  Reader(h, pass, z, reinterpret_cast<const unsigned char *>(e2)));
 }
 
+// Marks where collating elements lie: at each position the first element
+// in file order that starts there and fits, and a jump behind it.
+void fill_parallel(const collate_category &c, const vl_wchar *string, int32_t length, parallel_entry *arr) {
+  const int32_t *cand = c.elem_candidates;
+  for (int32_t i = 0; i < length;) {
+    coll_elem *found = nullptr;
+    const vl_wchar code = string[i];
+    auto fits = [&](const coll_elem &e) {
+      return vl_wcspre(nullptr, string + i, length - i, e.chars, static_cast<int32_t>(e.count)) != 0;
+    };
+    if (!cand) {
+      for (int32_t k = 0; k < c.num_coll_elems && !found; ++k)
+        if (fits(c.coll_elems[k])) found = &c.coll_elems[k];
+    } else if (code >= vls::coll::kFlags || cand[code]) {
+      // Only the elements that start with this code, in file order.
+      const uint32_t *firsts = vls::coll::elem_firsts(cand);
+      const int32_t n = vls::coll::elem_index_count(cand);
+      const int32_t *numbers = vls::coll::elem_numbers(cand);
+      for (int32_t k = static_cast<int32_t>(std::lower_bound(firsts, firsts + n, code) - firsts);
+           k < n && firsts[k] == code && !found; ++k)
+        if (fits(c.coll_elems[numbers[k]])) found = &c.coll_elems[numbers[k]];
+    }
+    if (!found) {
+      arr[i++] = {nullptr, 0};
+      continue;
+    }
+    for (uint32_t k = 0; k < found->count; ++k) arr[i + static_cast<int32_t>(k)] = {found, k};
+    i += static_cast<int32_t>(found->count);
+  }
+}
+
+// `bytes` bytes of multibyte text as wide codes, at most `room` of them:
+// the count, -1 at a byte that is no character (or a character cut by the
+// end), -2 when more than `room` characters follow.
+int32_t wide_of(const multi_t *t, const char *s, int32_t bytes, vl_wchar *out, int32_t room) {
+  const auto *p = reinterpret_cast<const unsigned char *>(s);
+  int32_t n = 0;
+  for (int32_t i = 0; i < bytes;) {
+    if (n == room) return -2;
+    const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{p + i, bytes - i});
+    if (!w.ok()) return -1;
+    out[n++] = w.value;
+    i += w.bytes;
+  }
+  return n;
+}
+
 // The characters of a terminated multibyte string, or -1.
 int32_t mb_chars(vl_locale_t *h, const char *s, int32_t len) {
   if (len == -1) return h->single_byte ? static_cast<int32_t>(strlen(s)) : _vl_im_mbslen(h, s);
@@ -481,35 +560,7 @@ VLS_API int vl_wcspre(vl_locale_t *, const vl_wchar *string, int32_t remaining, 
 VLS_API parallel_entry *make_parallel_arr(vl_locale_t *h, const vl_wchar *string, int32_t length) {
   if (length <= 0) return nullptr;
   parallel_entry *arr = vls::alloc_array<parallel_entry>(static_cast<size_t>(length));
-  if (!arr) return nullptr;
-  const collate_category &c = h->collate;
-  const int32_t *cand = c.elem_candidates;
-  for (int32_t i = 0; i < length;) {
-    coll_elem *found = nullptr;
-    const vl_wchar code = string[i];
-    if (!cand) {
-      for (int32_t k = 0; k < c.num_coll_elems && !found; ++k) {
-        coll_elem &e = c.coll_elems[k];
-        if (vl_wcspre(h, string + i, length - i, e.chars, static_cast<int32_t>(e.count))) found = &e;
-      }
-    } else if (code >= vls::coll::kFlags || cand[code]) {
-      // Only the elements that start with this code, in file order.
-      const uint32_t *firsts = vls::coll::elem_firsts(cand);
-      const int32_t n = vls::coll::elem_index_count(cand);
-      const int32_t *numbers = vls::coll::elem_numbers(cand);
-      for (int32_t k = static_cast<int32_t>(std::lower_bound(firsts, firsts + n, code) - firsts);
-           k < n && firsts[k] == code && !found; ++k) {
-        coll_elem &e = c.coll_elems[numbers[k]];
-        if (vl_wcspre(h, string + i, length - i, e.chars, static_cast<int32_t>(e.count))) found = &e;
-      }
-    }
-    if (!found) {
-      arr[i++] = {nullptr, 0};
-      continue;
-    }
-    for (uint32_t k = 0; k < found->count; ++k) arr[i + static_cast<int32_t>(k)] = {found, k};
-    i += static_cast<int32_t>(found->count);
-  }
+  if (arr) fill_parallel(h->collate, string, length, arr);
   return arr;
 }
 
@@ -631,9 +682,16 @@ VLS_API int _kvx_vl_full_wcscoll(vl_locale_t *h, const vl_wchar *s1, int32_t len
   }
   Parallel p1, p2;
   if (!parallel_for(h, s1, len1, p1) || !parallel_for(h, s2, len2, p2)) return 0;
-  for (int32_t p = 0; p < c.num_passes; ++p)
-    if (int r = collate_pass(h, c.pass_weights[p], c.pass_flags[p], s1, len1, p1.p, s2, len2, p2.p); r != 0)
+  // Equal heads give equal weights in a forward pass: such passes start
+  // behind the head (a side left empty by it still counts as a string).
+  const int32_t head = wide_head(s1, len1, p1.p, s2, len2, p2.p);
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    const int32_t k = (c.pass_flags[p] & 1) && head > 0 && head < len1 && head < len2 ? head : 0;
+    if (int r = collate_pass(h, c.pass_weights[p], c.pass_flags[p], s1 + k, len1 - k, p1.p ? p1.p + k : nullptr,
+                             s2 + k, len2 - k, p2.p ? p2.p + k : nullptr);
+        r != 0)
       return r;
+  }
   return 0;
 }
 
@@ -653,22 +711,53 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
   }
   int32_t bytes1 = len1, bytes2 = len2;
   if (len1 == -1) {
-    bytes1 = vl_mbsbytes(h, s1) - vl_mb_loc_min(h);
-    bytes2 = vl_mbsbytes(h, s2) - vl_mb_loc_min(h);
+    if (!_vlu_active(h, VL_LC_CTYPE) && h->ctype.ctype_tree && h->ctype.ctype_tree->min_length == 1) {
+      bytes1 = static_cast<int32_t>(strlen(s1));  // the byte length less a one-byte terminator
+      bytes2 = static_cast<int32_t>(strlen(s2));
+    } else {
+      bytes1 = vl_mbsbytes(h, s1) - vl_mb_loc_min(h);
+      bytes2 = vl_mbsbytes(h, s2) - vl_mb_loc_min(h);
+    }
   }
-  const int32_t n1 = mb_chars(h, s1, len1), n2 = mb_chars(h, s2, len2);
-  if (n1 < 0 || n2 < 0 || bytes1 < 0 || bytes2 < 0) {
+  if (bytes1 < 0 || bytes2 < 0) {
     set_error(h, VL_EILSEQ);
     return 0;
   }
   WideBuffer w1, w2;
-  if (!w1.reserve(n1) || !w2.reserve(n2)) {
+  int32_t r1, r2;
+  if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && h->ctype.ctype_tree) {
+    // One walk converts a string of up to kLocalChars characters on the
+    // stack; a longer one is counted, given room and converted again.
+    auto convert = [h](const char *s, int32_t bytes, WideBuffer &w) {
+      int32_t n = wide_of(h->ctype.ctype_tree, s, bytes, w.data(), kLocalChars);
+      if (n == -2) {
+        n = _kvx_vl_im_mbfslen(h, s, bytes);
+        if (n < 0) return -1;
+        if (!w.reserve(n)) return -3;
+        n = wide_of(h->ctype.ctype_tree, s, bytes, w.data(), n);
+      }
+      return n;
+    };
+    r1 = convert(s1, bytes1, w1);
+    r2 = r1 < 0 ? 0 : convert(s2, bytes2, w2);
+  } else {
+    const int32_t n1 = mb_chars(h, s1, len1), n2 = mb_chars(h, s2, len2);
+    if (n1 < 0 || n2 < 0) {
+      set_error(h, VL_EILSEQ);
+      return 0;
+    }
+    if (!w1.reserve(n1) || !w2.reserve(n2)) {
+      set_error(h, VL_ENOMEM);
+      return 0;
+    }
+    // An empty side has nothing to convert.
+    r1 = bytes1 ? h->mbfstowcfs_fn(h, w1.data(), s1, bytes1, n1 + 1) : 0;
+    r2 = bytes2 ? h->mbfstowcfs_fn(h, w2.data(), s2, bytes2, n2 + 1) : 0;
+  }
+  if (r1 == -3 || r2 == -3) {
     set_error(h, VL_ENOMEM);
     return 0;
   }
-  // An empty side has nothing to convert.
-  const int r1 = bytes1 ? h->mbfstowcfs_fn(h, w1.data(), s1, bytes1, n1 + 1) : 0;
-  const int r2 = bytes2 ? h->mbfstowcfs_fn(h, w2.data(), s2, bytes2, n2 + 1) : 0;
   if (r1 < 0 || r2 < 0) {
     set_error(h, VL_EILSEQ);
     return 0;
