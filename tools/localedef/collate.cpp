@@ -485,7 +485,9 @@ std::string collate_section(const Charmap &cm, const std::vector<Statement> &sts
       // Groups of neighbours whose code order is their order: no loss.
       std::vector<long> start;  // first rank of each group
       for (long k = 0; k < n; ++k) {
-        bool join = k > 0 && solo(k) && solo(k - 1) && code(k) > code(k - 1);
+        // Codes 0 and 1 stay out of ties: a key writes a tied code less 2,
+        // so theirs would wrap and sort last in keys but first in comparisons.
+        bool join = k > 0 && solo(k) && solo(k - 1) && code(k) > code(k - 1) && code(k - 1) >= 2;
         if (!join) start.push_back(k);
       }
       r.folded_lossless += n - static_cast<long>(start.size());
