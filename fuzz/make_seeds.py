@@ -77,7 +77,7 @@ def is_multibyte(ctype):
         return False
 
 
-TARGETS = ["fuzz_lco", "fuzz_multi", "fuzz_registry", "fuzz_spec", "fuzz_str", "fuzz_time"]
+TARGETS = ["fuzz_coll", "fuzz_lco", "fuzz_multi", "fuzz_registry", "fuzz_spec", "fuzz_str", "fuzz_time"]
 
 
 class Writer:
@@ -158,6 +158,10 @@ def main():
         if "LC_TIME" in sec:
             w.put("fuzz_time", rel, bytes([1 if multi else 0]) + text + sec["LC_TIME"])
             w.put("fuzz_time", rel + "-twice", bytes([3 if multi else 2]) + text + sec["LC_TIME"])
+        # fuzz_coll: the collation section, in the fixture codeset of its kind
+        # (the large UTF-8 orders only slow the fuzzer down).
+        if "LC_COLLATE" in sec and len(sec["LC_COLLATE"]) < 262144:
+            w.put("fuzz_coll", rel, bytes([1 if multi else 0]) + text + sec["LC_COLLATE"])
         # fuzz_multi: the LC_CTYPE tree (16-bit data, keys up to 4 bytes).
         if ctype and len(ctype) < 65536:
             w.put("fuzz_multi", rel, b"\x31" + ctype)
