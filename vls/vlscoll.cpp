@@ -464,7 +464,9 @@ VLS_API void init_coll_state(const vl_wchar *string, int32_t length, parallel_en
     st->parallel = parallel;
     st->step = 1;
   } else {
-    st->begin = string + length - 1;
+    // Backward over an empty string the terminator is the one character,
+    // as it is forward: nothing before the string is read.
+    st->begin = length > 0 ? string + length - 1 : string;
     st->end = string;
     st->parallel = parallel ? parallel + length - 1 : nullptr;
     st->step = -1;
