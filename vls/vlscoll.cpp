@@ -578,11 +578,19 @@ VLS_API void write_weight(uint32_t value, uint32_t limit, char **output, int32_t
   else if (limit >= 254u)
     digits = 2;
   uint32_t field = value - 2;
+  auto put = [&](uint32_t d) {
+    if (*count < capacity) *(*output)++ = static_cast<char>((d + 2) & 0xFF);
+    ++*count;
+  };
+  if (digits == 1) return put(field);  // the common widths without a loop of divisions
+  if (digits == 2) {
+    put(field / 254u);
+    return put(field % 254u);
+  }
   for (int i = digits - 1; i >= 0; --i) {
     const uint32_t d = field / kPlace[i];
     field -= d * kPlace[i];
-    if (*count < capacity) *(*output)++ = static_cast<char>((d + 2) & 0xFF);
-    ++*count;
+    put(d);
   }
 }
 
