@@ -26,6 +26,22 @@ constexpr int32_t kLocalThai = 512;   // bytes of a Thai conversion without allo
 
 int sign(bool less) { return less ? -1 : 1; }
 
+// The checks every two-string comparison of multibyte text makes first:
+// true (the answer is then 0) for a missing handle, one length of -1
+// without the other (56) or a missing string (2).
+bool refuse_pair(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+  if (!h) return true;
+  if ((len1 == -1) != (len2 == -1)) {
+    set_error(h, VL_EMIXEDLEN);
+    return true;
+  }
+  if (!s1 || !s2) {
+    set_error(h, VL_EBADPTR);
+    return true;
+  }
+  return false;
+}
+
 // The row of a wide code through coll_rows; -1 (error 1 stored) for none.
 inline int32_t code_row(vl_locale_t *h, vl_wchar code) {
   const unsigned char *r = vls::tree::wide_row(h, code, h->coll_rows);
@@ -343,15 +359,7 @@ enum class SbPath { Exp, Elem, ExpElem, Back };
 
 template <SbPath P>
 int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
-  if (!h) return 0;
-  if ((len1 == -1) != (len2 == -1)) {
-    set_error(h, VL_EMIXEDLEN);
-    return 0;
-  }
-  if (!s1 || !s2) {
-    set_error(h, VL_EBADPTR);
-    return 0;
-  }
+  if (refuse_pair(h, s1, len1, s2, len2)) return 0;
   const auto *a = reinterpret_cast<const unsigned char *>(s1);
   const auto *z = reinterpret_cast<const unsigned char *>(s2);
   const unsigned char *ea = nullptr, *ez = nullptr;
@@ -710,15 +718,7 @@ VLS_API int vl_full_wcscoll(vl_locale_t *h, const vl_wchar *s1, const vl_wchar *
 }
 
 VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
-  if (!h) return 0;
-  if ((len1 == -1) != (len2 == -1)) {
-    set_error(h, VL_EMIXEDLEN);
-    return 0;
-  }
-  if (!s1 || !s2) {
-    set_error(h, VL_EBADPTR);
-    return 0;
-  }
+  if (refuse_pair(h, s1, len1, s2, len2)) return 0;
   int32_t bytes1 = len1, bytes2 = len2;
   if (len1 == -1) {
     if (!_vlu_active(h, VL_LC_CTYPE) && h->ctype.ctype_tree && h->ctype.ctype_tree->min_length == 1) {
@@ -981,15 +981,7 @@ VLS_API int vl_full_mbsncmp(vl_locale_t *h, const char *s1, const char *s2, int3
 // ---- Thai ---------------------------------------------------------------------------
 
 VLS_API int _kvx_vl_thaismoncoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
-  if (!h) return 0;
-  if ((len1 == -1) != (len2 == -1)) {
-    set_error(h, VL_EMIXEDLEN);
-    return 0;
-  }
-  if (!s1 || !s2) {
-    set_error(h, VL_EBADPTR);
-    return 0;
-  }
+  if (refuse_pair(h, s1, len1, s2, len2)) return 0;
   if (len1 == -1) {
     len1 = static_cast<int32_t>(strlen(s1));
     len2 = static_cast<int32_t>(strlen(s2));
