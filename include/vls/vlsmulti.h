@@ -76,8 +76,8 @@ VLS_API void *_vl_retrieve_text_multi_limit(const unsigned char *string, const m
                                             int32_t *bytes, void *handle);
 VLS_API void *_vl_retrieve_text_multi_limit_nl(const unsigned char *string, const multi_t *tree,
                                                int32_t limit, void *handle);
-/* `conversion` begins with the source and target unit sizes (two 32-bit
- * words); its first field is the error number written on failure. */
+/* `conversion` is a conv_object: its source lengths (both 4, or else 2)
+ * give the unit, and its error number is written on failure. */
 VLS_API void *_vl_retrieve_little_endian_unicode_limit(const unsigned char *string, const multi_t *tree,
                                                        int32_t limit, void *conversion);
 VLS_API void *_vl_retrieve_wchar_multi_nl(void *handle, uint32_t wide_value, const multi_t *tree);
