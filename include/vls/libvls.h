@@ -6,6 +6,7 @@
 #include <vls/vlscat.h>
 #include <vls/vlscoll.h>
 #include <vls/vlsctype.h>
+#include <vls/vlsfmt.h>
 #include <vls/vlscv.h>
 #include <vls/vlsio.h>
 #include <vls/vlsmbwc.h>
