@@ -42,11 +42,13 @@ inline const unsigned char *round_17th(const unsigned char *p, unsigned char *ro
 }
 
 /* General control block: the one growing result buffer of the digit-string
- * conversions.  Created on demand by CheckGenInit and kept for the life of
- * the process. */
+ * conversions, and the client layer's two error numbers. Created on demand
+ * by CheckGenInit and kept for the life of the process. */
 struct vl_gentcb {
   char *buffer; /* size + 2 bytes when size is not 0 */
   int size;
+  int vlserror; /* the client layer's last status (get_vlserror) */
+  int toerrno;  /* and its second error number (get_toerrno) */
 };
 
 extern vl_gentcb *gentcb;

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include <vls/vls.h>
+#include <vls/vlsclient.h>
 #include <vls/vlscv.h>
 #include <vls/vlsutils.h>
 
@@ -328,6 +330,91 @@ TEST_F(Cv, OutputRoom) {
     EXPECT_EQ(vl_iconv_expansion(cv), e);
   }
   EXPECT_EQ(vl_cv_version()->compiler_version, 9);
+}
+
+}  // namespace
+
+namespace {
+
+// The five buffer policies on the multibyte fixture (expansion 1.5) and
+// with no object (a copy).
+TEST_F(Cv, ServicePolicies) {
+  conv_object *mb = open("mb");
+  const string text = "a\x81\x40z";  // 4 bytes in, 5 out
+  const int32_t four = 4, zero = 0, two = 2;
+  struct Case {
+    const char *what;
+    conv_object *cv;
+    const char *src;
+    const int32_t *len;
+    int32_t size;  // target or buffer size
+    int32_t rc, status, truncated;
+    string out;
+  };
+  const Case cases[] = {
+      {"extbuf", mb, text.c_str(), &four, 16, 5, 0, 0, "a\xE3\x81\x82z"},
+      {"extbuf", mb, text.c_str(), nullptr, 16, 6, 0, 0, "a\xE3\x81\x82z\0"s},
+      {"extbuf", mb, text.c_str(), &four, 3, 1, 0, 1, "a"},  // what fitted, and truncated
+      {"extbuf", mb, text.c_str(), &zero, 16, -1, VL_GCV_BADARG, 0, ""},
+      {"extbuf", mb, text.c_str(), &four, 0, -1, VL_GCV_BADARG, 0, ""},
+      {"extbuf", mb, nullptr, &four, 16, -1, VL_GCV_BADARG, 0, ""},
+      {"extbuf", mb, "a\x81\x43", nullptr, 16, -1, VL_GCV_BADTEXT, 0, ""},
+      {"extbuf", nullptr, "copy", nullptr, 1, 0, 0, 0, "copy\0"s},  // copied whatever the size
+      {"extbuf", nullptr, "copy", &two, 16, 0, 0, 0, "co"},
+      {"inplace", mb, text.c_str(), &four, 16, 5, 0, 0, "a\xE3\x81\x82z"},
+      {"inplace", mb, text.c_str(), &four, 3, 1, 0, 1, "a"},
+      {"inplace", mb, "a\x81\x43", nullptr, 16, -1, VL_GCV_BADTEXT, 0, "a\x81\x43"},  // left as it was
+      {"inplace", nullptr, "keep", &four, 16, 0, 0, 0, "keep"},
+      {"inplace", mb, text.c_str(), &zero, 16, -1, VL_GCV_BADARG, 0, ""},
+      {"malloc", mb, text.c_str(), &four, 0, 5, 0, 0, "a\xE3\x81\x82z"},
+      {"malloc", mb, "a\x81\x43", nullptr, 0, -1, VL_GCV_BADTEXT, 0, ""},
+      {"malloc", nullptr, "copy", nullptr, 0, 0, 0, 0, "copy\0"s},
+      {"malloc", mb, text.c_str(), &zero, 0, -1, VL_GCV_BADARG, 0, ""},
+      {"reuse", mb, text.c_str(), &four, 0, 5, 0, 0, "a\xE3\x81\x82z"},
+      {"reuse", mb, "a\x81\x43", nullptr, 0, -1, VL_GCV_BADTEXT, 0, ""},
+      {"reuse", nullptr, "copy", &four, 0, 0, 0, 0, "copy"},
+      {"len", mb, text.c_str(), &four, 0, 5, 0, 0, ""},
+      {"len", mb, text.c_str(), nullptr, 0, 6, 0, 0, ""},
+      {"len", mb, "a\x81\x43", nullptr, 0, -1, VL_GCV_BADTEXT, 0, ""},
+      {"len", mb, text.c_str(), &zero, 0, -1, VL_GCV_BADARG, 0, ""},
+      {"len", nullptr, "copy", nullptr, 0, 5, 0, 0, ""},
+      {"len", nullptr, "copy", &two, 0, 2, 0, 0, ""},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(string(c.what) + " " + ::testing::PrintToString(string(c.src ? c.src : "(null)")));
+    set_vlserror(0);
+    string got;
+    int32_t truncated = 9, rc = 0;
+    const string w = c.what;
+    if (w == "extbuf" || w == "inplace") {
+      std::vector<char> buf(32, 0);
+      if (c.src) memcpy(buf.data(), c.src, c.len ? *c.len : strlen(c.src) + 1);
+      rc = w == "extbuf" ? gcv_extbuf(c.cv, c.src, c.len, buf.data(), c.size, &truncated)
+                         : gcv_inplace(c.cv, buf.data(), c.len, c.size, &truncated);
+      if (rc >= 0 || w == "inplace") got.assign(buf.data(), c.out.size());
+      if (rc >= 0) {
+        EXPECT_EQ(truncated, c.truncated);
+      }
+    } else if (w == "malloc") {
+      char *block = nullptr;
+      rc = gcv_malloc(c.cv, c.src, c.len, &block);
+      if (rc >= 0) got.assign(block, c.out.size());
+      _vl_free_ptr(rc >= 0 ? block : nullptr);
+    } else if (w == "reuse") {
+      gcv_reuse_t rec{0, nullptr};  // the first use allocates
+      rc = gcv_reuse(c.cv, c.src, c.len, &rec);
+      if (rc >= 0) {
+        got.assign(rec.block, c.out.size());
+        EXPECT_EQ(rec.size, int32_t((c.len ? *c.len : strlen(c.src)) * (c.cv ? 1.5 : 1)) + !c.len);
+      }
+      _vl_ext_free(rec.block);
+    } else {
+      rc = gcv_len(c.cv, c.src, c.len);
+    }
+    EXPECT_EQ(rc, c.rc);
+    EXPECT_EQ(get_vlserror(), c.status);
+    EXPECT_EQ(got, c.out);
+  }
 }
 
 }  // namespace

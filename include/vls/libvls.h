@@ -8,6 +8,7 @@
 #include <vls/vlsctype.h>
 #include <vls/vlsfmt.h>
 #include <vls/vlscv.h>
+#include <vls/vlsclient.h>
 #include <vls/vlsio.h>
 #include <vls/vlsmbwc.h>
 #include <vls/vlsspec.h>
