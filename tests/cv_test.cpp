@@ -6,12 +6,14 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <vls/vls.h>
 #include <vls/vlsclient.h>
 #include <vls/vlscv.h>
 #include <vls/vlsutils.h>
+#include <vls/vlsvlu.h>
 
 #include "cvowriter.h"
 #include "vlstest.h"
@@ -415,6 +417,75 @@ TEST_F(Cv, ServicePolicies) {
     EXPECT_EQ(get_vlserror(), c.status);
     EXPECT_EQ(got, c.out);
   }
+}
+
+}  // namespace
+
+namespace {
+
+// Objects that are shells around the bridge's converter. The bridge table
+// is filled in-process with stubs that record what they are given.
+struct BridgeStubs {
+  int32_t use = 1, last = -1, closes = 0;
+  int16_t use_status = 0, open_status = 0, conv_status = 0;
+  int conv;  // its address is the bridge's converter
+} g_b;
+
+TEST_F(Cv, BridgeObjects) {
+  dir_.write("vls/cm3/registry", vlstest::read_file(kRegistry));
+  auto saved = std::tuple(fn_vlu_useIcuCvtCall, fn_vlu_cv_open, fn_vlu_cv_conv, fn_vlu_cv_close,
+                          fn_vlu_iconv_expansion, pMap, unicode_collate);
+  fn_vlu_useIcuCvtCall = [](void *, uint16_t, uint16_t, int32_t, int16_t *st) { return *st = g_b.use_status, g_b.use; };
+  fn_vlu_cv_open = [](void *, uint16_t, uint16_t, int16_t *st) { return *st = g_b.open_status, (void *)&g_b.conv; };
+  fn_vlu_cv_conv = [](void *cv, int32_t last, const char **, int32_t *, char **, int32_t *, int32_t *, int16_t *st) {
+    return g_b.last = cv == &g_b.conv ? last : -2, *st = g_b.conv_status, 42;
+  };
+  fn_vlu_cv_close = [](void *cv) { return g_b.closes += cv == &g_b.conv, 0; };
+  fn_vlu_iconv_expansion = [](void *) { return 2.5f; };
+  pMap = &g_b, unicode_collate = 1;
+  struct Case {
+    int32_t use;
+    int16_t use_status, open_status;
+    int rc;
+    uint32_t err;
+    int32_t bound;
+  } cases[] = {
+      {1, 0, 0, 1, 0, 1}, {1, -3, 0, 1, 0, 1}, {1, 4, 0, -1, VL_ENOENT, 0}, {1, 0, 6, -1, VL_ENOENT, 1},
+      {0, 0, 0, -1, VL_ENOENT, 0},  // not offered: the file is looked for, and there is none
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.use << " " << c.use_status << " " << c.open_status);
+    g_b.use = c.use, g_b.use_status = c.use_status, g_b.open_status = c.open_status, g_b.closes = 0;
+    conv_object *cv = nullptr;
+    EXPECT_EQ(vl_cv_load(&cv, "en_US.8859-1", "en_US.utf8", kRegistry, nullptr), c.rc);
+    ASSERT_NE(cv, nullptr);
+    EXPECT_EQ(uint32_t(cv->vl_errno), c.err);
+    EXPECT_EQ(cv->bridge_bound, c.bound);
+    if (c.rc == 1) {
+      const char *s = "ab";
+      char out[8], *t = out;
+      int32_t n = 2, room = 8, flag = 0;
+      conv_state st{0, 0, 0, 0};
+      g_b.conv_status = 5;
+      EXPECT_EQ(vl_cv_mconv(cv, &st, &s, &n, &t, &room, &flag), 42);
+      EXPECT_EQ(g_b.last, 0);
+      EXPECT_EQ(cv->vl_errno, 5);
+      g_b.conv_status = -1;
+      EXPECT_EQ(vl_miconv(cv, &s, &n, &t, &room, &flag), 42);
+      EXPECT_EQ(g_b.last, 1);  // no state: the last piece
+      EXPECT_EQ(vl_cv_outbuflen(cv, 10), 30);
+    }
+    EXPECT_EQ(vl_cv_unload(cv), 0);
+    EXPECT_EQ(g_b.closes, c.bound);
+  }
+  // By specification: the bridge's own status becomes the error number.
+  g_b.use = 1, g_b.use_status = 0, g_b.open_status = 6;
+  conv_object *cv = nullptr;
+  EXPECT_EQ(vl_cv_open(&cv, "en_US.8859-1", "en_US.utf8"), -1);
+  EXPECT_EQ(cv->vl_errno, 6);
+  vl_cv_unload(cv);
+  std::tie(fn_vlu_useIcuCvtCall, fn_vlu_cv_open, fn_vlu_cv_conv, fn_vlu_cv_close, fn_vlu_iconv_expansion, pMap,
+           unicode_collate) = saved;
 }
 
 }  // namespace
