@@ -3,8 +3,9 @@
 
     make_seeds.py --build BUILD_DIR --source SOURCE_DIR --out OUT_DIR
 
-Sources: the compiled locales the build ships (BUILD_DIR/kelvanix/vls/
-lc11/**.lco, default.lco among them), the registry (SOURCE_DIR/data/
+Sources: the compiled locales and conversions the build ships
+(BUILD_DIR/kelvanix/vls/lc11/**.lco, default.lco among them, and
+vls/cv9/*.cvo), the registry (SOURCE_DIR/data/
 registry and the build's copy) and locale specifications made from the
 shipped locale names. OUT_DIR/<target>/ gets one file an input, in the
 layout each target reads (see the comment at the head of its source):
@@ -77,7 +78,7 @@ def is_multibyte(ctype):
         return False
 
 
-TARGETS = ["fuzz_coll", "fuzz_lco", "fuzz_multi", "fuzz_registry", "fuzz_spec", "fuzz_str", "fuzz_time"]
+TARGETS = ["fuzz_coll", "fuzz_cvo", "fuzz_lco", "fuzz_multi", "fuzz_registry", "fuzz_spec", "fuzz_str", "fuzz_time"]
 
 
 class Writer:
@@ -200,6 +201,17 @@ def main():
             for la, lb in ((0xF0, 0xF0), (half, len(t) - half)):
                 head = bytes([member, half >> 8, half & 0xFF, la & 0xFF, lb & 0xFF, (member * 5) % 40])
                 w.put("fuzz_str", "member%02d" % member, head + t)
+
+    # fuzz_cvo: the shipped conversions (the large Unicode ones only slow the
+    # fuzzer down), on ASCII, the EUC-JP text and a shifted sequence.
+    cv_dir = os.path.join(a.build, "kelvanix", "vls", "cv9")
+    cvos = sorted(f for f in os.listdir(cv_dir) if f.endswith(".cvo")) if os.path.isdir(cv_dir) else []
+    for f in cvos:
+        data = open(os.path.join(cv_dir, f), "rb").read()
+        if len(data) < 262144:
+            text = text_part([b"Hello, World 09", euc_text[:60], b"\x0e\x30\x21\x0f\xb0\xa1"])
+            w.put("fuzz_cvo", f[:-4], b"\xfc" + text + data)
+            w.put("fuzz_cvo", f[:-4] + "-tight", b"\x0e" + text + data)
 
     for target in sorted(w.count):
         print("%s: %d seeds" % (target, w.count[target]))
