@@ -135,15 +135,57 @@ struct Run {
   }
 };
 
+// Objects opened by this library carry a table behind the record: for each
+// byte, whether it alone is a source character with a plain one-byte
+// mapping (no flag to set, not the terminator), and that byte. The
+// single-byte and multibyte converters run through such bytes without a
+// walk; the unused reserved word marks the objects that have the table.
+constexpr int32_t kHasFast = 0x43564F46;
+struct FastBytes {
+  unsigned char plain[256];
+  unsigned char out[256];
+};
+FastBytes *fast_bytes(const conv_object *cv) {
+  return cv->reserved2 == kHasFast ? reinterpret_cast<FastBytes *>(const_cast<conv_object *>(cv) + 1) : nullptr;
+}
+void fill_fast(conv_object *cv, bool single_byte) {
+  FastBytes *f = fast_bytes(cv);
+  if (!f) return;
+  const multi_t *t = cv->tree;
+  for (unsigned b = 0; b < 256; ++b) {
+    const unsigned char *e = vls::tree::row(t, t->root, b);
+    const bool one = single_byte || vls::tree::flag_of(t->root, b) == VL_MULTI_COMPLETE;
+    const int count = e ? e[0] & VL_CV_COUNT : 0;
+    f->plain[b] = one && e && (e[0] & ~VL_CV_COUNT) && !(e[0] & (VL_CV_SETFLAG | VL_CV_TERMINATOR)) &&
+                  (single_byte || count == 1);
+    f->out[b] = f->plain[b] ? e[1] : 0;
+  }
+}
+// Runs through plain bytes as far as the text and the room go.
+void fast_run(Run &r, const FastBytes *f) {
+  int32_t n = r.remaining < r.room ? r.remaining : r.room, i = 0;
+  if (r.t) {
+    for (; i < n && f->plain[r.s[i]]; ++i) r.t[i] = static_cast<char>(f->out[r.s[i]]);
+    r.t += i;
+  } else {
+    while (i < n && f->plain[r.s[i]]) ++i;
+  }
+  r.s += i, r.remaining -= i, r.room -= i;
+}
+
 // The common loop: Lookup gives the entry and its source bytes; Emit checks
 // the room and writes (false: no room).
 template <typename Lookup, typename Emit>
 int convert(conv_object *cv, const char **source, int32_t *source_len, char **target, int32_t *room, int32_t *flag,
-            Lookup lookup, Emit emit) {
+            Lookup lookup, Emit emit, const FastBytes *fast = nullptr) {
   if (!source || !*source || !room) return vls::fail(cv, VL_EINVAL);
   Run r(cv, source, source_len, target, room, flag);
   int rc = 0;
   while (r.remaining >= 1) {
+    if (fast) {
+      fast_run(r, fast);
+      if (r.remaining < 1) break;
+    }
     int32_t bytes = 0;
     const unsigned char *entry = lookup(r, &bytes);
     if ((rc = r.check(entry)) != 0) break;
@@ -171,6 +213,7 @@ bool emit_counted(Run &r, const unsigned char *entry) {
 }
 
 bool usable(conv_object *cv) { return cv && !is_constant(cv) && cv->tree; }
+
 
 }  // namespace
 
@@ -276,6 +319,7 @@ VLS_API void set_iconv_fps(conv_object *cv) {
     cv->converter = little_endian_unicode_target_miconv;
   } else if (!cv->source_stateful && !cv->target_stateful && cv->source_max_len == 1 && cv->target_max_len == 1) {
     cv->converter = sb_miconv;
+    fill_fast(cv, true);
     if (cv->partial_map == 0 && (cv->sb_table = static_cast<unsigned char *>(_vl_ext_calloc(256, 1)))) {
       // One run over the bytes in order; it stops at the first byte with no
       // mapping. The object's error number is kept.
@@ -290,6 +334,7 @@ VLS_API void set_iconv_fps(conv_object *cv) {
     }
   } else {
     cv->converter = mb_miconv;
+    fill_fast(cv, false);
   }
 }
 
@@ -298,7 +343,7 @@ VLS_API void set_iconv_fps(conv_object *cv) {
 VLS_API int mb_miconv(conv_object *cv, const char **source, int32_t *source_len, char **target, int32_t *room,
                       int32_t *flag) {
   if (!usable(cv)) return -1;
-  return convert(cv, source, source_len, target, room, flag, tree_lookup(cv->tree), emit_counted);
+  return convert(cv, source, source_len, target, room, flag, tree_lookup(cv->tree), emit_counted, fast_bytes(cv));
 }
 
 VLS_API int sb_miconv(conv_object *cv, const char **source, int32_t *source_len, char **target, int32_t *room,
@@ -316,7 +361,7 @@ VLS_API int sb_miconv(conv_object *cv, const char **source, int32_t *source_len,
     r.write(entry + 1, 1);
     return true;
   };
-  return convert(cv, source, source_len, target, room, flag, lookup, emit);
+  return convert(cv, source, source_len, target, room, flag, lookup, emit, fast_bytes(cv));
 }
 
 VLS_API int little_endian_unicode_source_miconv(conv_object *cv, const char **source, int32_t *source_len,
@@ -468,7 +513,11 @@ VLS_API int lc_spec2cs_name(const char *spec, char *name) {
   return 0;
 }
 
-static conv_object *new_object() { return static_cast<conv_object *>(_vl_ext_calloc(1, sizeof(conv_object))); }
+static conv_object *new_object() {
+  auto *cv = static_cast<conv_object *>(_vl_ext_calloc(1, sizeof(conv_object) + sizeof(FastBytes)));
+  if (cv) cv->reserved2 = kHasFast;
+  return cv;
+}
 
 // The bridge's converter for the pair, when the bridge offers it: 1 bound,
 // 0 not offered, -1 refused with *status positive.
