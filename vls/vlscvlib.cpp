@@ -135,42 +135,103 @@ struct Run {
   }
 };
 
-// Objects opened by this library carry a table behind the record: for each
-// byte, whether it alone is a source character with a plain one-byte
-// mapping (no flag to set, not the terminator), and that byte. The
-// single-byte and multibyte converters run through such bytes without a
-// walk; the unused reserved word marks the objects that have the table.
+// Objects opened by this library carry tables behind the record, built at
+// load from the tree: for each byte, whether it alone is a source character
+// with a plain one-byte mapping (mapped, no flag to set, not the
+// terminator) and that byte; and for each lead byte of two-byte characters,
+// 256 packed results (target bytes and their count, 0 for "not plain"). The
+// single-byte and multibyte converters run through such characters without
+// a walk. The unused reserved word marks the objects that have the tables.
 constexpr int32_t kHasFast = 0x43564F46;
+constexpr uint16_t kNotPlain = 0x100;
 struct FastBytes {
-  unsigned char plain[256];
-  unsigned char out[256];
+  uint16_t map[256];   // the target byte, or kNotPlain
+  uint16_t lead[256];  // 1 + the lead's block in pairs, or 0
+  uint32_t *pairs;     // count << 24 | up to three target bytes, most significant first
 };
 FastBytes *fast_bytes(const conv_object *cv) {
   return cv->reserved2 == kHasFast ? reinterpret_cast<FastBytes *>(const_cast<conv_object *>(cv) + 1) : nullptr;
+}
+bool plain_entry(const unsigned char *e) {
+  return e && (e[0] & ~VL_CV_COUNT) && !(e[0] & (VL_CV_SETFLAG | VL_CV_TERMINATOR));
 }
 void fill_fast(conv_object *cv, bool single_byte) {
   FastBytes *f = fast_bytes(cv);
   if (!f) return;
   const multi_t *t = cv->tree;
+  const vls::tree::Node *root = t->root;
+  int leads = 0;
   for (unsigned b = 0; b < 256; ++b) {
-    const unsigned char *e = vls::tree::row(t, t->root, b);
-    const bool one = single_byte || vls::tree::flag_of(t->root, b) == VL_MULTI_COMPLETE;
-    const int count = e ? e[0] & VL_CV_COUNT : 0;
-    f->plain[b] = one && e && (e[0] & ~VL_CV_COUNT) && !(e[0] & (VL_CV_SETFLAG | VL_CV_TERMINATOR)) &&
-                  (single_byte || count == 1);
-    f->out[b] = f->plain[b] ? e[1] : 0;
+    const unsigned char *e = vls::tree::row(t, root, b);
+    const unsigned char flag = vls::tree::flag_of(root, b);
+    const bool plain = (single_byte || flag == VL_MULTI_COMPLETE) && plain_entry(e) &&
+                       (single_byte || (e[0] & VL_CV_COUNT) == 1);
+    f->map[b] = plain ? e[1] : kNotPlain;
+    f->lead[b] = !single_byte && flag == VL_MULTI_LEADS ? static_cast<uint16_t>(++leads) : 0;
+  }
+  if (!leads || !(f->pairs = static_cast<uint32_t *>(_vl_ext_calloc(static_cast<size_t>(leads) * 256, 4)))) {
+    memset(f->lead, 0, sizeof f->lead);
+    return;
+  }
+  for (unsigned b = 0; b < 256; ++b) {
+    if (!f->lead[b]) continue;
+    const vls::tree::Node *n = vls::tree::child(root, b);
+    uint32_t *block = f->pairs + (f->lead[b] - 1) * 256u;
+    for (unsigned c = 0; n && c < 256; ++c) {
+      const unsigned char *e = vls::tree::row(t, n, c);
+      const int count = e ? e[0] & VL_CV_COUNT : 0;
+      if (vls::tree::flag_of(n, c) != VL_MULTI_COMPLETE || !plain_entry(e) || count < 1 || count > 3) continue;
+      uint32_t v = static_cast<uint32_t>(count) << 24;
+      for (int k = 0; k < count; ++k) v |= static_cast<uint32_t>(e[1 + k]) << (16 - 8 * k);
+      block[c] = v;
+    }
   }
 }
-// Runs through plain bytes as far as the text and the room go.
+void free_fast(conv_object *cv) {
+  if (FastBytes *f = fast_bytes(cv)) _vl_ext_free(f->pairs);
+}
+// Runs through plain characters as far as the text and the room go.
+template <bool Write>
 void fast_run(Run &r, const FastBytes *f) {
-  int32_t n = r.remaining < r.room ? r.remaining : r.room, i = 0;
-  if (r.t) {
-    for (; i < n && f->plain[r.s[i]]; ++i) r.t[i] = static_cast<char>(f->out[r.s[i]]);
-    r.t += i;
-  } else {
-    while (i < n && f->plain[r.s[i]]) ++i;
+  const unsigned char *s = r.s;
+  unsigned char *t = reinterpret_cast<unsigned char *>(r.t);
+  int32_t left = r.remaining, room = r.room;
+  const uint16_t *m = f->map;
+  while (left >= 1) {
+    if (left >= 4 && room >= 4) {  // four single bytes at a time
+      const uint16_t a = m[s[0]], b = m[s[1]], c = m[s[2]], d = m[s[3]];
+      if (!((a | b | c | d) & kNotPlain)) {
+        if (Write) {
+          t[0] = static_cast<unsigned char>(a), t[1] = static_cast<unsigned char>(b);
+          t[2] = static_cast<unsigned char>(c), t[3] = static_cast<unsigned char>(d);
+          t += 4;
+        }
+        s += 4, left -= 4, room -= 4;
+        continue;
+      }
+    }
+    const uint16_t v = m[*s];
+    if (!(v & kNotPlain)) {
+      if (room < 1) break;
+      if (Write) *t++ = static_cast<unsigned char>(v);
+      ++s, --left, --room;
+      continue;
+    }
+    const unsigned lead = f->lead[*s];
+    if (!lead || left < 2) break;
+    const uint32_t p = f->pairs[(lead - 1) * 256u + s[1]];
+    const int32_t n = static_cast<int32_t>(p >> 24);
+    if (!p || n > room) break;
+    if (Write) {
+      t[0] = static_cast<unsigned char>(p >> 16);
+      if (n > 1) t[1] = static_cast<unsigned char>(p >> 8);
+      if (n > 2) t[2] = static_cast<unsigned char>(p);
+      t += n;
+    }
+    s += 2, left -= 2, room -= n;
   }
-  r.s += i, r.remaining -= i, r.room -= i;
+  r.s = s, r.remaining = left, r.room = room;
+  if (Write) r.t = reinterpret_cast<char *>(t);
 }
 
 // The common loop: Lookup gives the entry and its source bytes; Emit checks
@@ -182,8 +243,8 @@ int convert(conv_object *cv, const char **source, int32_t *source_len, char **ta
   Run r(cv, source, source_len, target, room, flag);
   int rc = 0;
   while (r.remaining >= 1) {
-    if (fast) {
-      fast_run(r, fast);
+    if (fast && (!(fast->map[*r.s] & kNotPlain) || fast->lead[*r.s])) {
+      r.t ? fast_run<true>(r, fast) : fast_run<false>(r, fast);
       if (r.remaining < 1) break;
     }
     int32_t bytes = 0;
@@ -496,6 +557,7 @@ VLS_API int vl_cv_unload(conv_object *cv) {
   _vl_free_multi(cv->tree);
   _vl_free_multi(cv->shifted_tree);
   _vl_ext_free(cv->sb_table);
+  free_fast(cv);
   _vl_free_ptr(cv);
   return 0;
 }
