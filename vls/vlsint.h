@@ -122,6 +122,15 @@ inline bool is_static_handle(const vl_locale_t *h) { return h == &vl_nomem_local
 
 inline int ctype_row(int category) { return category - VL_LC_CTYPE; }
 
+// The finishers widen their strings with mbstowcs_fn: it must be chosen for
+// the LC_CTYPE the handle holds now. In a whole-file load the finishers run
+// before set_flags, so single_byte is brought up to date from the tree first
+// (set_flags will give it the same value).
+inline int ready_to_widen(vl_locale_t *h) {
+  h->single_byte = h->ctype.ctype_tree && _vl_multi_max_length(h->ctype.ctype_tree) == 1;
+  return set_function_pointers(h);
+}
+
 // Locale strings end in four zero bytes: the length is the offset of the
 // first such run.
 inline size_t mb_length(const char *s) {

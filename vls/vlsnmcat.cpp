@@ -294,7 +294,7 @@ void conv_pair(vl_locale_t *h, const vl_string_pair &from, char *&mb, vl_wchar *
 // Steps shared by the three finishers; 1 to go on, otherwise the result.
 int finisher_start(vl_locale_t *h) {
   if (!h->ctype.ctype_tree) return -1;
-  if (set_function_pointers(h) != 0) return -1;
+  if (vls::ready_to_widen(h) != 0) return -1;
   if (h->ctype.ctype_tree->max_length <= 0) {
     vls::set_error(h, VL_ECATINIT);
     return 0;

@@ -288,7 +288,7 @@ VLS_API int _vl_read_time(void *stream, time_category *t, int32_t *err) {
 
 VLS_API int init_time_info(vl_locale_t *h) {
   if (!h->ctype.ctype_tree) return -1;
-  if (set_function_pointers(h) != 0) return -1;
+  if (vls::ready_to_widen(h) != 0) return -1;
   if (h->ctype.ctype_tree->max_length <= 0) {
     vls::set_error(h, VL_ECATINIT);
     return 0;

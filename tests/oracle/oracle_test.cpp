@@ -258,6 +258,33 @@ TEST_P(Oracle, FileName) {
   vl_lc_unload(x);
 }
 
+// Loaded whole into a handle that held the single-byte default, every wide
+// form of the numeric, monetary and time strings is what the locale's own
+// mbstowcs_fn gives for the multibyte text.
+TEST_P(Oracle, WideFormsFollowTheCodeset) {
+  vl_locale_t *x = nullptr;
+  ASSERT_EQ(vl_createlocale_4(&x), 0);
+  char *names = vl_setlocale_4(x, VL_LC_ALL, GetParam().file);
+  ASSERT_NE(names, nullptr);
+  vl_destroystring(names);
+  const vlconv *c = vl_localeconv(x);
+  const time_category &t = x->time;
+  std::vector<std::pair<const char *, const vl_wchar *>> forms = {
+      {c->decimal_point, c->w_decimal_point}, {c->thousands_sep, c->w_thousands_sep},
+      {c->currency_symbol, c->w_currency_symbol}, {c->int_curr_symbol, c->w_int_curr_symbol},
+      {c->positive_sign, c->w_positive_sign}, {c->negative_sign, c->w_negative_sign}};
+  for (int i = 0; i < 7; ++i) forms.push_back({t.day[i], t.w_day[i]});
+  for (int i = 0; i < 12; ++i) forms.push_back({t.mon[i], t.w_mon[i]});
+  for (auto [mb, w] : forms) {
+    vl_wchar want[256] = {};
+    if (!mb) continue;
+    ASSERT_GE(x->mbstowcs_fn(x, want, mb, 256), 0) << hex(mb);
+    EXPECT_EQ(std::u32string(reinterpret_cast<const char32_t *>(w ? w : want + 255)),
+              std::u32string(reinterpret_cast<const char32_t *>(want))) << hex(mb);
+  }
+  vl_lc_unload(x);
+}
+
 // default.lco is en_US in ISO-8859-1; the shipped registry gives every name
 // of the built-in table the table's number, and reads as a whole.
 TEST(OracleShippedSet, DefaultLocaleAndRegistry) {
