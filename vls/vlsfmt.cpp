@@ -625,6 +625,7 @@ int engine(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, 
             if (!heap) return fail(h, VL_ENOMEM);
             w = heap.get();
           }
+          if (!h->mbstowcs_fn) return fail(h, VL_EILSEQ);
           if (h->mbstowcs_fn(h, w, s, bytes) < 0) return -1;
           w[bytes - 1] = 0;  // a string cut by its measure still ends
           rc = put_string(h, w, &count, size, p, end, st);
@@ -824,6 +825,7 @@ VLS_API int vl_mbsprintf1(vl_locale_t *h, char *out, int32_t size, const char *f
     if (!format_heap) return fail(h, VL_ENOMEM);
     wfmt = format_heap.get();
   }
+  if (!h->mbstowcs_fn) return fail(h, VL_EILSEQ);
   if (h->mbstowcs_fn(h, wfmt, format, length + 1) < 0) return -1;
   wfmt[length] = 0;
   if (vl_wcsfnum1(h, wout, size, wfmt, args) < 0) return -1;

@@ -27,7 +27,10 @@
  * 14 no room (also a float width of 100 or more), 15 format ends inside a
  * directive, 22 unknown conversion, 45 bad precision. A failure leaves
  * what was written, unterminated. Infinity and NaN print as "Inf", "-Inf"
- * and "NaN" without being counted in the result. */
+ * and "NaN" without being counted in the result. A float is printed by the
+ * C library into 112 bytes: a longer text ("%f" of a huge value, a
+ * precision of 112 or more but in %g without '#') fails with 14, as does
+ * any output that would run past the end of the caller's buffer. */
 #ifndef VLS_VLSFMT_H
 #define VLS_VLSFMT_H
 
