@@ -93,6 +93,7 @@ std::string F(vl_locale_t *h, int32_t size, const std::string &format, A... args
   const int wn = vl_wcsprintf(h, w.data(), size, wf.data(), args...);
   EXPECT_EQ(vl_wcsfnum(h, wtwin.data(), size, wf.data(), args...), wn) << format;
   if (n < 0) return E(err);
+  EXPECT_EQ(err, 0u) << format;  // success leaves no error behind
   EXPECT_EQ(std::string(twin.data(), n), std::string(out.data(), n));
   EXPECT_EQ(out[n], 0) << format;
   std::vector<char> narrow(4 * w.size() + 8);
@@ -205,7 +206,8 @@ TEST_F(Fmt, CharactersAndStrings) {
       {F(en_, 32, "a%cb", ""), E(0)}, {F(en_, 32, "%c", static_cast<const char *>(nullptr)), E(0)},  // -1, no error
       {F(wide_, 32, "%c", ""), E(0)}, {F(wide_, 32, "%3c|", "\xA3\xC1"), " \xA3\xC1|"}, {F(wide_, 32, "%c", "\xA3"), E(VL_EILSEQ)},
       {F(en_, 32, "%s|%5s|%.2s|%7.2s|", "abc", "abcdefgh", "abc", "abc"), "abc|abcde|ab|     ab|"},
-      {F(en_, 32, "%-6.2s|", "abc"), "ab    |"}, {F(en_, 32, "%06s", "abc"), "000abc"}, {F(en_, 32, "%ls", wide_text), "wide"},
+      {F(en_, 32, "%s|%3c|", "a\tb", "\n"), "a\tb|  \n|"},  // no display width: one column
+      {F(wide_, 32, "%s|%3c|", "a\tb", "\n"), "a\tb|  \n|"}, {F(en_, 32, "%-6.2s|", "abc"), "ab    |"}, {F(en_, 32, "%06s", "abc"), "000abc"}, {F(en_, 32, "%ls", wide_text), "wide"},
       {F(en_, 32, "%s", static_cast<const char *>(nullptr)), E(VL_EBADPTR)},
       {F(en_, 400, "%s", long_text.c_str()), long_text}, {F(en_, 32, "%.5s", long_text.c_str()), "xxxxx"},
       {F(wide_, 32, "%4s|%6s|%3s|", "\xA3\xC1\xA3\xC2", "\xA3\xC1\xA3\xC2", "\xA3\xC1\xA3\xC2"),

@@ -33,28 +33,30 @@ constexpr int32_t kFormatStack = 31;    // wide format of the multibyte wrapper
 
 inline bool bridged(const vl_locale_t *h) { return _vlu_active(h, VL_LC_CTYPE); }
 
-// Display columns, with the single-byte class table read directly.
+// Display columns, with the single-byte class table read directly. A
+// character that has no display width (not printable) counts one column,
+// as vl_mbwidth counts a one-byte control character, and leaves vl_errno
+// as it was.
 class Cols {
  public:
   explicit Cols(vl_locale_t *h) : h_(h), table_(bridged(h) ? nullptr : h->class_table) {}
   int of(vl_wchar v) {
     if (table_ && v <= 0xFFu) {
       const uint16_t m = table_[v];
-      if (m & VL_CT_PRINT) {
-        if (!fw_known_) fw_ = vl_ctype(h_, "full_width"), fw_known_ = true;
-        return (m & fw_) ? 2 : 1;
-      }
+      if (!(m & VL_CT_PRINT)) return v ? 1 : 0;
+      if (!fw_known_) fw_ = vl_ctype(h_, "full_width"), fw_known_ = true;
+      return (m & fw_) ? 2 : 1;
     }
-    return vl_wcwidth(h_, v);  // the terminator, wide values, and what is not printable (-1, error 7)
+    const uint32_t saved = h_->vl_errno;
+    const int w = vl_wcwidth(h_, v);
+    if (w >= 0) return w;
+    h_->vl_errno = saved;
+    return 1;
   }
-  // The first n characters of s; -1 when one of them is not printable.
+  // The first n characters of s.
   int of(const vl_wchar *s, int64_t n) {
     int total = 0;
-    for (int64_t i = 0; i < n && s[i]; ++i) {
-      const int c = of(s[i]);
-      if (c < 0) return -1;
-      total += c;
-    }
+    for (int64_t i = 0; i < n && s[i]; ++i) total += of(s[i]);
     return total;
   }
 
