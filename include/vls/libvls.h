@@ -7,6 +7,7 @@
 #include <vls/vlscoll.h>
 #include <vls/vlsctype.h>
 #include <vls/vlsfmt.h>
+#include <vls/vlsmon.h>
 #include <vls/vlscv.h>
 #include <vls/vlsclient.h>
 #include <vls/vlsio.h>
@@ -14,6 +15,7 @@
 #include <vls/vlsspec.h>
 #include <vls/vlsstr.h>
 #include <vls/vlstime.h>
+#include <vls/vlstmfmt.h>
 #include <vls/vlsvlu.h>
 #include <vls/decimal.h>
 

@@ -1,0 +1,177 @@
+// Money: the formatter's directives and rounding on the shipped en_US and
+// de_DE, the position masks, and the parser as the formatter's inverse over
+// every layout the three fields allow.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include <vls/libvls.h>
+#include <vls/vlsmon.h>
+
+namespace {
+
+class Mon : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    setenv("KELVANIXDIR", VLS_TEST_BINARY_DIR "/../kelvanix", 1);
+    for (auto &[h, file] : {std::pair{&us_, "en_us/0333.lco"}, std::pair{&de_, "de_de/0333.lco"}}) {
+      ASSERT_EQ(vl_create_null_locale_4(h), 0);
+      char *names = vl_setlocale_4(*h, VL_LC_ALL, file);
+      ASSERT_NE(names, nullptr) << file;
+      vl_destroystring(names);
+    }
+  }
+  static void TearDownTestSuite() { vl_lc_unload(us_), vl_lc_unload(de_); }
+  static inline vl_locale_t *us_ = nullptr, *de_ = nullptr;
+  // Tests change the layout fields; they come back whatever happens.
+  struct Keep {
+    vl_nmm_block saved = us_->nmm;
+    ~Keep() { us_->nmm = saved; }
+  };
+};
+
+std::string fmon(vl_locale_t *h, const char *format, double v, int size = 128) {
+  char out[256];
+  h->vl_errno = 0;
+  const int n = vl_mbsfmon(h, out, size, format, v);
+  return n < 0 ? "error " + std::to_string(h->vl_errno) : std::string(out, n);
+}
+
+TEST_F(Mon, FormatTable) {
+  struct Case {
+    bool de;
+    const char *format;
+    double value;
+    const char *want;
+  } cases[] = {
+      {false, "%n", 1234567.891, "$1,234,567.89"},
+      {false, "%n", -1234.5, "-$1,234.50"},
+      {false, "%i", -1234.5, "-USD 1,234.50"},
+      {false, "%n", 0.995, "$1.00"},             // rounded on the "%f" text, not the binary value
+      {false, "%.0n", 999.5, "$1,000"},          // the carry prefixes a digit before grouping
+      {false, "%.0n", -1234.5, "-$1,235"},       // five rounds up
+      {false, "%.8n", 0.125, "$0.12500000"},     // "%f" gives six digits, then zeros
+      {false, "%n", -0.001, "-$0.00"},           // rounds to zero, laid out as negative
+      {false, "%n", -0.0, "$0.00"},              // negative zero is not below zero
+      {false, "%(n", -2.0, "($2.00)"},
+      {false, "%!n", 5.0, "5.00"},
+      {false, "%^n", 1234567.0, "$1234567.00"},
+      {false, "%=*#5n", 123.45, " $***123.45"},  // fill ahead of the separator a width of 5 would take
+      {false, "%#5n", -123.45, "-$   123.45"},    // both layouts feed the alignment
+      {false, "%#5n", 123.45, " $   123.45"},
+      {false, "%12n|", 1.5, "       $1.50|"},
+      {false, "%-12n|", 1.5, "$1.50       |"},
+      {false, "[%%] %n", 1.0, "[%] $1.00"},
+      {false, "%x", 1.0, "error 20"},
+      {true, "%n", -1234.5, "-1.234,50 EUR"},
+      {true, "%!n", 1.0, "1,00 "},                // the blank behind the number stays
+      {true, "%i", 1.0, "1,00 EUR "},
+      {true, "%=0#6.1n", 42.0, " 0000042,0 EUR"},  // the negative layout's sign takes a column
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.format);
+    EXPECT_EQ(fmon(c.de ? de_ : us_, c.format, c.value), c.want) << c.value;
+  }
+  EXPECT_EQ(fmon(us_, "%n", 1.0, 5), "error 14");  // "$1.00" and its terminator need 6
+  EXPECT_EQ(fmon(us_, "%n", 1.0, 6), "$1.00");
+  EXPECT_EQ(fmon(us_, "", 1.0), "");
+  char out[64];
+  ASSERT_EQ(vl_mbsfmon(us_, out, sizeof out, "%(n %n", -2.0, -1.0), 15);
+  EXPECT_STREQ(out, "($2.00) ($1.00)");  // ( lasts for the rest of the call
+}
+
+// With p_sign_posn 0 the + flag turns parentheses into a leading sign.
+TEST_F(Mon, PlusReplacesParentheses) {
+  Keep keep;
+  us_->nmm.p_sign_posn = 0, us_->nmm.n_sign_posn = 0;
+  EXPECT_EQ(fmon(us_, "%n", 2.0), "($2.00)");
+  EXPECT_EQ(fmon(us_, "%+n", 2.0), "$2.00");  // en_US's positive_sign is empty
+  EXPECT_EQ(fmon(us_, "%+n", -2.0), "-$2.00");
+}
+
+TEST(MonMask, Table) {
+  struct Case {
+    int cs, posn, sep, rc;
+    std::vector<int32_t> mask;
+  } cases[] = {
+      {1, 0, 1, 0, {1, 2, 5, 3, 6}}, {1, 1, 2, 0, {4, 5, 2, 3}}, {1, 4, 2, 0, {2, 5, 4, 3}},
+      {0, 2, 2, 0, {3, 2, 5, 4}},    {0, 3, 1, 0, {3, 5, 4, 2}}, {0, 1, 1, 0, {4, 3, 5, 2}},
+      {1, 5, 0, -1, {}},             {2, 1, 0, -1, {}},          {0, 1, 3, -1, {}},
+  };
+  for (const Case &c : cases) {
+    int32_t m[7];
+    EXPECT_EQ(mon_mask(m, c.cs, c.posn, c.sep), c.rc) << c.cs << c.posn << c.sep;
+    std::vector<int32_t> got(m, m + 7);
+    std::vector<int32_t> want = c.mask;
+    want.resize(7, 0);
+    EXPECT_EQ(got, want) << c.cs << c.posn << c.sep;
+  }
+}
+
+// Every layout: what the formatter writes, the parser reads back, and it
+// says where it stopped.
+TEST_F(Mon, ParseInvertsFormat) {
+  Keep keep;
+  for (int cs = 0; cs < 2; ++cs)
+    for (int posn = 0; posn < 5; ++posn)
+      for (int sep = 0; sep < 3; ++sep)
+        for (double v : {1234.56, -1234.56, 0.5, -7.0}) {
+          us_->nmm.p_cs_precedes = us_->nmm.n_cs_precedes = cs;
+          // (Both layouts in parentheses would tie, and a tie reads as positive.)
+          us_->nmm.p_sign_posn = posn ? posn : 1, us_->nmm.n_sign_posn = posn;
+          us_->nmm.p_sep_by_space = us_->nmm.n_sep_by_space = sep;
+          const std::string text = fmon(us_, "%n", v) + "|";
+          SCOPED_TRACE(text);
+          double got = 99;
+          // '-' keeps the leading blank a layout may write for an empty sign.
+          const char *end = vl_mbspmon(us_, text.c_str(), "%-'n", &got);
+          ASSERT_NE(end, nullptr) << us_->vl_errno;
+          EXPECT_EQ(got, v);
+          EXPECT_STREQ(end, "|");
+        }
+}
+
+TEST_F(Mon, ParseTable) {
+  struct Case {
+    const char *input, *format;
+    double value;
+    const char *rest;  // null: the parse fails
+    uint32_t err;
+  } cases[] = {
+      {"$12.50 left", "%n", 12.5, " left", 0},
+      {"12.50", "%n", 12.5, "", 0},                  // the symbol may be left out
+      {"-$3.25", "%n", -3.25, "", 0},
+      {"$1,234.50", "%'n", 1234.5, "", 0},
+      {"$1,234.50", "%n", 1.0, ",234.50", 0},        // no group flag: the number stops at the separator
+      {"x $5.00", "x %n", 5.0, "", 0},
+      {"y $5.00", "x %n", 0, nullptr, VL_EBADFORMAT},
+      {"$5.00", "%q", 0, nullptr, VL_EBADFORMAT},
+      {"$5.00", "%", 0, nullptr, VL_EBADFORMAT},
+      {"Z5.00", "%%%n", 5.0, "", 0},                 // %% skips any one character
+      {"$abc", "%n", 0, nullptr, VL_EBADARG},
+      {"$2147483647", "%n", 0, nullptr, VL_EBADARG},  // that value is no value
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(std::string(c.input) + " / " + c.format);
+    double got = 0;
+    us_->vl_errno = 0;
+    const char *end = vl_mbspmon(us_, c.input, c.format, &got);
+    if (!c.rest) {
+      EXPECT_EQ(end, nullptr);
+      EXPECT_EQ(us_->vl_errno, c.err);
+      continue;
+    }
+    ASSERT_NE(end, nullptr) << us_->vl_errno;
+    EXPECT_EQ(got, c.value);
+    EXPECT_STREQ(end, c.rest);
+  }
+  // Parentheses in a locale whose negative layout has them.
+  Keep keep;
+  us_->nmm.n_sign_posn = 0;
+  double got = 0;
+  EXPECT_STREQ(vl_mbspmon(us_, "($1.00)", "%n", &got), "");
+  EXPECT_EQ(got, -1.0);
+}
+
+}  // namespace
