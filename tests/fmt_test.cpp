@@ -295,6 +295,42 @@ TEST_F(Fmt, DirectiveScanner) {
   }
 }
 
+// The integer writer the time formatter shares: 64- and 32-bit twins, at a
+// place inside a buffer whose count already stands.
+TEST_F(Fmt, IntegerWriter) {
+  const struct { uint64_t v; int32_t negative, base, count, size, width, precision; uint32_t flags; std::string want; } cases[] = {
+      {35, 0, 36, 1, 8, 0, -1, 0, "z"}, {35, 0, 36, 1, 8, 0, -1, VL_FMT_UPPER, "Z"}, {1, 0, 37, 1, 8, 0, -1, 0, E(VL_EBADARG)},
+      {5, 1, 10, 1, 8, 4, 2, 0, " -05"}, {5, 1, 10, 1, 8, 4, -1, VL_FMT_ZERO | VL_FMT_LEFT, "-005"},
+      {123, 0, 10, 3, 5, 0, -1, 0, E(VL_E2BIG)}, {12, 0, 10, 3, 5, 0, -1, 0, "12"}, {123, 0, 10, 3, 6, 0, -1, 0, "123"},
+      {4294967295u, 0, 10, 1, 16, 0, -1, VL_FMT_GROUP, "4,294,967,295"},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.want);
+    const std::string &want = c.want;
+    for (bool narrow : {false, true}) {
+      std::vector<vl_wchar> buf(c.size, 'x');
+      vl_wchar *p = buf.data() + c.count - 1;
+      int32_t count = c.count;
+      en_->vl_errno = 0;
+      const int rc = narrow ? _vl_format_decimal(en_, uint32_t(c.v), c.negative, c.base, &count, c.size, &p, c.width, c.precision, c.flags)
+                            : _vl_format_decimalull(en_, c.v, c.negative, c.base, &count, c.size, &p, c.width, c.precision, c.flags);
+      if (rc) {
+        EXPECT_EQ(E(en_->vl_errno), want);
+        continue;
+      }
+      const std::string got(buf.begin() + c.count - 1, buf.begin() + (p - buf.data()));
+      EXPECT_EQ(got, want);
+      EXPECT_EQ(count, c.count + int32_t(want.size()));
+    }
+  }
+  EXPECT_EQ(F(en_, 24, "%llu", 0LL, 7), "7");
+  // A locale with no numeric category: no signs, no separators.
+  vl_locale_t *bare = make_handle(latin1_spec());
+  ASSERT_NE(bare, nullptr);
+  EXPECT_EQ(F(bare, 32, "%d|%'d|%.1f", -1234, -1234, -2.5), "1234|1234|25");  // nor a decimal point
+  vl_lc_unload(bare);
+}
+
 // Integers (digits right to left) and floats (left to right) group alike.
 TEST_F(Fmt, GroupingFromTheLocale) {
   const struct { std::vector<int32_t> groups; int32_t value; const char *want; } cases[] = {
