@@ -127,7 +127,8 @@ std::string parse_seq(const std::string &file, int line, const std::string &t) {
 }
 
 // A stateful codeset: its sequences, and the characters of each state taken
-// from a base charmap (those of a given length, each byte masked).
+// from a base charmap (those of a given length whose bytes lie in a range,
+// each byte masked).
 Codeset from_desc(const Options &opt, const std::string &label, const std::string &path) {
   std::ifstream in(path);
   if (!in) throw Error(path, 0, "cannot open");
@@ -138,7 +139,7 @@ Codeset from_desc(const Options &opt, const std::string &label, const std::strin
   std::string base, line;
   struct Rule {
     int state, length;
-    unsigned mask;
+    unsigned first, last, mask;
   };
   std::vector<Rule> rules;
   for (int lineno = 1; std::getline(in, line); ++lineno) {
@@ -155,11 +156,14 @@ Codeset from_desc(const Options &opt, const std::string &label, const std::strin
     else if (key == "leave") cs.seq[1] = parse_seq(path, lineno, v1);
     else if (key == "designate") cs.seq[2] = parse_seq(path, lineno, v1);
     else if (key == "state") {
-      std::string m = parse_seq(path, lineno, v3);
+      std::string v4, v5;
+      is >> v4 >> v5;
+      std::string lo = parse_seq(path, lineno, v3), hi = parse_seq(path, lineno, v4), m = parse_seq(path, lineno, v5);
       int st = atoi(v1.c_str()), len = atoi(v2.c_str());
-      if ((v1 != "0" && v1 != "1") || len < 1 || len > 4 || m.size() != 1)
-        throw Error(path, lineno, "expected: state 0|1 LENGTH /xMASK");
-      rules.push_back({st, len, static_cast<unsigned char>(m[0])});
+      if ((v1 != "0" && v1 != "1") || len < 1 || len > 4 || m.size() != 1 || lo.size() != 1 || hi.size() != 1)
+        throw Error(path, lineno, "expected: state 0|1 LENGTH /xFIRST /xLAST /xMASK");
+      rules.push_back({st, len, static_cast<unsigned char>(lo[0]), static_cast<unsigned char>(hi[0]),
+                       static_cast<unsigned char>(m[0])});
     } else {
       throw Error(path, lineno, "unknown keyword " + key);
     }
@@ -172,7 +176,13 @@ Codeset from_desc(const Options &opt, const std::string &label, const std::strin
     for (const auto &e : cm.chars) {
       if (static_cast<int>(e.bytes.size()) != r.length) continue;
       std::string b = e.bytes;
-      for (auto &c : b) c = static_cast<char>(static_cast<unsigned char>(c) & r.mask);
+      bool inside = true;
+      for (auto &c : b) {
+        unsigned v = static_cast<unsigned char>(c);
+        inside = inside && v >= r.first && v <= r.last;
+        c = static_cast<char>(v & r.mask);
+      }
+      if (!inside) continue;
       if (seen.emplace(b, true).second) cs.chars.push_back({b, e.ucs, r.state});
     }
   }

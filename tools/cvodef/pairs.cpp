@@ -65,6 +65,11 @@ cvow::Object build_pair(const Codeset &from, const Codeset &to, bool compress, P
   Char scratch;
   for (const auto &c : from.chars) {
     const Char *t = c.ucs == kNone ? nullptr : to.find(c.ucs, scratch);
+    // Unicode's tag characters (U+E0000-U+E007F) that the target lacks are
+    // read over, as glibc's converters drop them (not where the target is
+    // fixed-width Unicode, whose converter writes a whole unit for any entry).
+    const Char dropped{"", c.ucs, 0};
+    if (!t && !to.unicode && c.ucs >= 0xE0000 && c.ucs <= 0xE007F) t = &dropped;
     if (!t) {
       ++rep.unmapped;
       continue;
