@@ -18,6 +18,7 @@
 #include <vls/vlsctype.h>
 #include <vls/vlsio.h>
 #include <vls/vlsmbwc.h>
+#include <vls/vlsmon.h>
 #include <vls/vlsstr.h>
 #include <vls/vlstime.h>
 
@@ -513,9 +514,54 @@ void collation(Ctx &c) {
   }
 }
 
+// ---- money ---------------------------------------------------------------------
+
+int percents(const char *s) {
+  int n = 0;
+  for (; *s; ++s) n += *s == '%';
+  return n;
+}
+
+// A as a money format (each directive takes a double; at most eight), then
+// fixed formats on values from B; B parsed by A and by fixed formats. A
+// result must fit the size it was given, exactly: measured at 256, written
+// again into exactly the room for it and the codeset's terminator, and
+// refused one byte shorter.
+void money(Ctx &c) {
+  vl_locale_t *h = c.h;
+  double v[8];
+  for (int i = 0; i < 8; ++i) {
+    uint64_t bits = 0;
+    memcpy(&bits, c.b.p() + (i % 2) * 4, 4);
+    v[i] = (i % 3 == 0) ? static_cast<double>(static_cast<int32_t>(bits)) / 100 : static_cast<double>(bits) * (i - 3.5);
+  }
+  auto fit = [&](const char *format) {
+    if (percents(format) > 8) return;
+    char probe[256];
+    const int n = vl_mbsfmon(h, probe, sizeof probe, format, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]);
+    const int32_t room = n + c.lmin;  // the text and the codeset's terminator
+    if (n < 0 || room > 255) return;
+    std::vector<char> t = target(room);
+    check(vl_mbsfmon(h, t.data(), room, format, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]) == n);
+    check(memcmp(t.data(), probe, static_cast<size_t>(n)) == 0);
+    std::vector<char> s = target(room - 1);
+    check(vl_mbsfmon(h, s.data(), room - 1, format, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]) == -1);
+  };
+  fit(c.a.p());
+  for (const char *f : {"%n", "%i|%-12n|", "%=*#8.3n", "%(!+^20i", "%#3.0n %.9n"}) fit(f);
+  double d[8];
+  auto parse = [&](const char *input, const char *format) {
+    if (percents(format) > 8) return;
+    const char *end = vl_mbspmon(h, input, format, d, d + 1, d + 2, d + 3, d + 4, d + 5, d + 6, d + 7);
+    check(!end || (end >= input && end <= input + strlen(input)));
+  };
+  parse(c.b.p(), c.a.p());
+  for (const char *f : {"%n", "%'i", "%-'20n", "x %n"}) parse(c.b.p(), f);
+}
+
 // Every group, in order. A new service area is one more row.
 void (*const kServices[])(Ctx &) = {
-    lengths, copies, searches, trailing_blanks, case_conv, classes, wide, streams, info, collation,
+    lengths, copies, searches, trailing_blanks, case_conv, classes, wide, streams, info, collation, money,
 };
 
 }  // namespace

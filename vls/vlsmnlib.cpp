@@ -650,7 +650,9 @@ VLS_API const vl_wchar *vl_wcspmon1(vl_locale_t *h, const vl_wchar *input, const
     vls::HostPtr<vl_wchar> copy;
     const vl_wchar *text = in;
     if (st.width > 0) {
-      copy.reset(vls::alloc_array<vl_wchar>(static_cast<size_t>(st.width) + 1));
+      // (No more characters can be copied than the input holds.)
+      const size_t room = wlen(in) < static_cast<size_t>(st.width) ? wlen(in) : static_cast<size_t>(st.width);
+      copy.reset(vls::alloc_array<vl_wchar>(room + 1));
       if (!copy) {
         vls::set_error(h, VL_ENOMEM);
         return nullptr;
