@@ -10,6 +10,7 @@
 #include <vls/vlsmon.h>
 #include <vls/vlscv.h>
 #include <vls/vlsclient.h>
+#include <vls/vlsenv.h>
 #include <vls/vlsio.h>
 #include <vls/vlsmbwc.h>
 #include <vls/vlsspec.h>
