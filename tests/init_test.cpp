@@ -1,0 +1,158 @@
+// Client start-up: each scenario runs in a child process of its own (the
+// settings store and vls_env are process-wide and built once), with a
+// clean environment over the shipped locales and conversions.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <vls/libvls.h>
+#include <vls/vlsenv.h>
+#include <vls/vlsinit.h>
+
+#include "vlstest.h"
+
+namespace {
+
+struct Scenario {
+  const char *what;
+  std::vector<std::pair<const char *, const char *>> env;
+  int mode, rc;
+  const char *ctype_file;  // LC_CTYPE file of vls_env.locale, or null for none
+  const char *spec0;       // first entry of specs
+  const char *after;       // "NAME=value" the process environment reads afterwards, or null
+  const char *date;        // the date format, or null
+  bool conversions;        // csc_ab and csc_ba are open
+};
+
+const Scenario kScenarios[] = {
+    {"nothing set", {}, 1, 0, "en_us/0333.lco", "en_US.819", "CLIENT_LOCALE=en_US.8859-1", "%m/%d/%iY", false},
+    {"client locale", {{"CLIENT_LOCALE", "ja_JP.ujis"}}, 1, 0, "ja_jp/e007.lco", "ja_JP.57351", "DB_LOCALE=ja_JP.57351", nullptr, false},
+    {"client and database", {{"CLIENT_LOCALE", "ja_JP.ujis"}, {"DB_LOCALE", "ja_JP.sjis"}}, 1, 0, "ja_jp/e007.lco", "ja_JP.57351", nullptr, nullptr, true},
+    {"client text too long", {{"CLIENT_LOCALE", "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"}}, 1, VL_INIT_BADLOCALE, nullptr, nullptr, nullptr, nullptr, false},
+    {"unknown client locale", {{"CLIENT_LOCALE", "xx_YY.8859-1"}}, 1, VL_INIT_BADLOCALE, nullptr, nullptr, nullptr, nullptr, false},
+    {"DBDATE", {{"DBDATE", "MDY4/"}}, 1, 0, "en_us/0333.lco", nullptr, nullptr, "%m/%d/%iY", false},
+    {"DBDATE two digits", {{"DBDATE", "DMY2-"}}, 1, 0, "en_us/0333.lco", nullptr, nullptr, "%d-%m-%iy", false},
+    {"DBDATE no separator", {{"DBDATE", "Y4MD0"}}, 1, 0, "en_us/0333.lco", nullptr, nullptr, "%iY%m%d", false},
+    {"DBNLS from the locale settings", {{"DBNLS", "1"}, {"LANG", "de_DE.8859-1"}}, 1, 0, "de_de/0333.lco", "de_DE.819", nullptr, nullptr, false},
+    {"server", {}, 2, 0, "en_us/0333.lco", "en_US.819", "SERVER_LOCALE=", nullptr, false},
+    {"database by DBCODESET", {{"DBCODESET", "sjis"}}, 4, 0, "ja_jp/e006.lco", "ja_JP.57350", nullptr, nullptr, false},
+    {"unknown DBCODESET", {{"DBCODESET", "nosuch"}, {"DBCONNECT", "3"}}, 4, 0, "en_us/0333.lco", "en_US.819", "DBCONNECT=1", nullptr, false},
+    {"DBCONNECT 30 stays", {{"DBCONNECT", "30"}}, 4, 0, "en_us/0333.lco", nullptr, "DBCONNECT=30", nullptr, false},
+    {"database locale", {{"DB_LOCALE", "ko_KR.ksc"}}, 4, 0, "ko_kr/e00c.lco", "ko_KR.57356", nullptr, nullptr, false},
+    {"mode 3", {}, 3, -1, nullptr, nullptr, nullptr, nullptr, false},
+};
+
+// Runs in the child: 0 when everything matched; details on stderr.
+void run(void *arg) {
+  const Scenario &s = *static_cast<const Scenario *>(arg);
+  for (auto &[k, v] : s.env) setenv(k, v, 1);
+  int bad = 0;
+  auto expect = [&bad](bool ok, const char *what, const std::string &got) {
+    if (!ok) fprintf(stderr, "  %s: got %s\n", what, got.c_str()), ++bad;
+  };
+  const int rc = initvls(s.mode);
+  expect(rc == s.rc, "status", std::to_string(rc));
+  const char *file = vls_env.locale ? vls_env.locale->locale_names[0] : nullptr;
+  expect(s.ctype_file ? file && !strcmp(file, s.ctype_file) : !file, "LC_CTYPE file", file ? file : "(none)");
+  if (s.spec0) expect(!strcmp(vls_env.specs[0], s.spec0), "specs[0]", vls_env.specs[0]);
+  if (s.after) {
+    std::string a = s.after, name = a.substr(0, a.find('=')), want = a.substr(a.find('=') + 1);
+    const char *v = name == "SERVER_LOCALE" ? ggetenv(name.c_str()) : getenv(name.c_str());
+    if (name == "SERVER_LOCALE") want = "en_US.819";
+    expect(v && want == v, s.after, v ? v : "(unset)");
+  }
+  if (s.date) expect(!strcmp(vls_env.date_format, s.date), "date format", vls_env.date_format);
+  expect((vls_env.csc_ab && vls_env.csc_ba) == s.conversions, "conversions", vls_env.csc_ab ? "open" : "none");
+  if (rc == 0) expect(initvls(s.mode) == 0 && (vls_env.init_mask & s.mode), "second call", "");
+  _exit(bad);
+}
+
+TEST(Init, Scenarios) {
+  vlstest::TempDir home;
+  for (const Scenario &s : kScenarios) {
+    SCOPED_TRACE(s.what);
+    for (const char *k : {"CLIENT_LOCALE", "DB_LOCALE", "SERVER_LOCALE", "DBNLS", "LANG", "DBDATE", "VL_DATE",
+                          "DBCODESET", "DBCONNECT", "DBMONEY", "LC_CTYPE", "LC_COLLATE", "LC_NUMERIC",
+                          "LC_MONETARY", "LC_TIME", "VL_PATH", "ENVIGNORE"})
+      unsetenv(k);
+    vlstest::EnvVar kdir("KELVANIXDIR", VLS_TEST_BINARY_DIR "/../kelvanix"), h("HOME", home.path().c_str());
+    EXPECT_EQ(vlstest::in_child(home.path(), run, const_cast<Scenario *>(&s)), 0);
+  }
+}
+
+// DBDATE's grammar and the money text of DBMONEY, in one child each.
+TEST(Init, DateFormats) {
+  struct Case {
+    const char *dbdate, *want;
+    int rc;
+  } cases[] = {
+      {"MDY4/", "%m/%d/%iY", 0},  {"DMY2.", "%d.%m.%iy", 0},   {"YYMD-", "%iy-%m-%d", 0},
+      {"MDY", nullptr, VL_DATE_BADFMT},   // a Y needs 4, 2 or a second Y
+      {"MDY5/", nullptr, VL_DATE_BADFMT}, {"MDY4/x", nullptr, VL_DATE_BADFMT},
+      {"MD/", nullptr, VL_DATE_BADYEAR},  {"MDY4/J1", "%m/%d/%iY", 0}, {"MDY4/J3", nullptr, VL_DATE_BADFMT},
+  };
+  for (const Case &c : cases) {
+    char buffer[64] = {};
+    EXPECT_EQ(nogetenv_getvlsfmt(c.dbdate, nullptr, buffer, 1), c.rc) << c.dbdate;
+    if (c.want) {
+      EXPECT_STREQ(buffer, c.want) << c.dbdate;
+    }
+  }
+  char buffer[64] = {};
+  EXPECT_EQ(nogetenv_getvlsfmt(nullptr, "%Y.%m", buffer, 1), 0);
+  EXPECT_STREQ(buffer, "%Y.%m");
+}
+
+void money(void *arg) {
+  const char *const *c = static_cast<const char *const *>(arg);
+  setenv("DBMONEY", c[0], 1);
+  int bad = initvls(1) != 0;
+  rmoninit();
+  bad |= strcmp(g_lconv.decimal_point, c[1]) != 0;
+  bad |= strcmp(g_lconv.thousands_sep, c[2]) != 0;
+  bad |= strcmp(g_lconv.currency_symbol, c[3]) != 0;
+  bad |= strcmp(g_lconv.monfront, c[4]) != 0;
+  if (bad) fprintf(stderr, "  %s: '%s' '%s' '%s' '%s'\n", c[0], g_lconv.decimal_point, g_lconv.thousands_sep,
+                   g_lconv.currency_symbol, g_lconv.monfront);
+  _exit(bad);
+}
+
+TEST(Init, Dbmoney) {
+  vlstest::TempDir home;
+  vlstest::EnvVar kdir("KELVANIXDIR", VLS_TEST_BINARY_DIR "/../kelvanix"), h("HOME", home.path().c_str()),
+      cl("CLIENT_LOCALE", nullptr);
+  const char *cases[][5] = {
+      {"$.", ".", ",", "$", "$"},       // a front text and the point
+      {",", ",", ".", "$", ""},         // the point and separator swap; the locale's symbol stays
+      {".", ".", ",", "$", ""},         // "." alone: the locale's values
+      {"DM,", ",", ".", "DM", "DM"},
+      {".EUR", ".", ",", "EUR", ""},    // a back text wins
+  };
+  for (auto &c : cases) EXPECT_EQ(vlstest::in_child(home.path(), money, c), 0) << c[0];
+}
+
+TEST(Init, Texts) {
+  EXPECT_STREQ(getalsloc("sjis"), "ja_JP.sjis");
+  EXPECT_STREQ(getalsloc("ascii"), "en_US.8859-1");
+  EXPECT_EQ(getalsloc("SJIS"), nullptr);
+  char out[400] = {};
+  mk1loccat(out, "VL_CTYPE", "en_US.819");
+  EXPECT_STREQ(out, "VL_CTYPE = en_US.819 ; ");
+  char v[48];
+  EXPECT_EQ(extrspec("VL_CTYPE = a.lco ; VL_TIME = b.lco ; ", "VL_TIME", v, 0), 0);
+  EXPECT_STREQ(v, "b.lco");
+  EXPECT_EQ(extrspec("VL_CTYPE = a.lco ; ", "VL_TIME", v, 0), -1);
+  EXPECT_STREQ(v, "");
+  struct Map { int e, want; } maps[] = {{-8, VL_INIT_INTERNAL}, {-1, VL_INIT_INTERNAL}, {-2, VL_INIT_NOMEM}, {3, VL_INIT_NOMEM},
+                                        {8, VL_INIT_BADLOCALE}, {21, VL_INIT_BADLOCALE}, {12, VL_INIT_LOADFAIL},
+                                        {58, VL_INIT_LOADFAIL}, {-9, -9}, {7, 7}};
+  for (const Map &m : maps) {
+    set_vlserror(m.e);
+    EXPECT_EQ(getiniterr(), m.want) << m.e;
+  }
+}
+
+}  // namespace
