@@ -11,6 +11,7 @@
 #include <vls/vlscv.h>
 #include <vls/vlsclient.h>
 #include <vls/vlsenv.h>
+#include <vls/vlsinit.h>
 #include <vls/vlsio.h>
 #include <vls/vlsmbwc.h>
 #include <vls/vlsspec.h>
