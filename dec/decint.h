@@ -72,5 +72,10 @@ int dec2to1(const char *source, unsigned char *target, int parity);
 int dec1to2(const unsigned char *source, int count, char *target);
 /* double to record with ndigit significant digits. */
 int deccvfd(double value, decimal_t *result, int ndigit);
+/* The form d.ddde-xx of a record in `length` bytes: 0, or nonzero when the
+ * overhead alone fills them. */
+extern "C" int dectoexp(const decimal_t *d, char *buffer, int length, int decpt, int sign);
+/* A double from text in the C convention: 0, or -1. */
+extern "C" int rstod(const char *text, double *value);
 
 #endif
