@@ -428,7 +428,11 @@ VLS_API int sb_miconv(conv_object *cv, const char **source, int32_t *source_len,
 VLS_API int little_endian_unicode_source_miconv(conv_object *cv, const char **source, int32_t *source_len,
                                                 char **target, int32_t *room, int32_t *flag) {
   if (!usable(cv)) return -1;
-  const int32_t unit = (cv->source_min_len == 4 && cv->source_max_len == 4) ? 4 : 2;
+  // The unit the look-up takes (see _vl_retrieve_little_endian_unicode_limit).
+  const int32_t unit = ((cv->source_min_len == 4 && cv->source_max_len == 4) ||
+                        (cv->source_max_len == 4 && cv->target_max_len == 4))
+                           ? 4
+                           : 2;
   const multi_t *tree = cv->tree;
   auto lookup = [tree, unit](Run &r, int32_t *bytes) {
     *bytes = unit;

@@ -617,7 +617,12 @@ VLS_API void *_vl_retrieve_text_multi_limit_nl(const unsigned char *s, const mul
 VLS_API void *_vl_retrieve_little_endian_unicode_limit(const unsigned char *s, const multi_t *tree, int32_t limit,
                                                        void *conversion) {
   const conv_object *cv = static_cast<const conv_object *>(conversion);
-  const int unit = (cv->source_min_len == 4 && cv->source_max_len == 4) ? 4 : 2;
+  // Four-byte units when the source has them (both its lengths 4), or when
+  // source and target both go up to 4 bytes.
+  const int unit = ((cv->source_min_len == 4 && cv->source_max_len == 4) ||
+                    (cv->source_max_len == 4 && cv->target_max_len == 4))
+                       ? 4
+                       : 2;
   if (limit < unit) {
     vls::set_error(conversion, VL_EINVAL);
     return nullptr;

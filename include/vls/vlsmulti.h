@@ -76,8 +76,9 @@ VLS_API void *_vl_retrieve_text_multi_limit(const unsigned char *string, const m
                                             int32_t *bytes, void *handle);
 VLS_API void *_vl_retrieve_text_multi_limit_nl(const unsigned char *string, const multi_t *tree,
                                                int32_t limit, void *handle);
-/* `conversion` is a conv_object: its source lengths (both 4, or else 2)
- * give the unit, and its error number is written on failure. */
+/* `conversion` is a conv_object: the unit is 4 bytes when both source
+ * lengths are 4, or the longest source and target are both 4, else 2; its
+ * error number is written on failure. */
 VLS_API void *_vl_retrieve_little_endian_unicode_limit(const unsigned char *string, const multi_t *tree,
                                                        int32_t limit, void *conversion);
 VLS_API void *_vl_retrieve_wchar_multi_nl(void *handle, uint32_t wide_value, const multi_t *tree);
