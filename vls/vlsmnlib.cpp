@@ -130,7 +130,7 @@ void add_groups(vl_locale_t *h, Text &t, int32_t right_precision) {
           size = 0;
         } else {
           at -= seplen;
-          memcpy(scratch + at, sep, sizeof(vl_wchar) * static_cast<size_t>(seplen));
+          if (seplen) memcpy(scratch + at, sep, sizeof(vl_wchar) * static_cast<size_t>(seplen));
         }
         pos = 0;
       }
