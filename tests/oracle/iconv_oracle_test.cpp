@@ -19,8 +19,10 @@
 #include <string>
 #include <vector>
 
-#include <vls/vlscv.h>
 #include <vls/vls.h>
+#include <vls/vlscv.h>
+
+#include "vlstest.h"
 
 namespace {
 
@@ -94,6 +96,10 @@ std::vector<std::string> inputs(const std::string &from) {
     for (auto s : {"\x80", "\xbf", "\xc0\x80", "\xc1\xbf", "\xe0\x80\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80",
                    "\xf8\x88\x80\x80\x80", "\xfe", "\xff", "\xc3", "\xe3\x81", "\xf0\x9f\x98", "\xc3\x41"})
       v.push_back(s);
+  } else if (from == "UCS-4LE") {
+    for (uint32_t u = 0; u <= 0x110000; u += u < 0x10000 ? 1 : 61) v.push_back(bytes({int(u & 0xFF), int(u >> 8 & 0xFF), int(u >> 16), 0}));
+    v.push_back(bytes({0xFF, 0xFF, 0xFF, 0xFF}));
+    v.push_back("AAA");
   } else if (from == "UCS-2LE") {
     for (int u = 0; u < 0x10000; ++u) v.push_back(bytes({u & 0xFF, u >> 8}));
     v.push_back("A");
@@ -168,22 +174,9 @@ class IconvOracle : public ::testing::TestWithParam<Case> {
   void SetUp() override { setenv("KELVANIXDIR", VLS_ORACLE_KELVANIX, 1); }
 };
 
-TEST_P(IconvOracle, AgreesWithGlibc) {
-  const Case &c = GetParam();
-  const std::string reg = std::string(VLS_ORACLE_KELVANIX) + "/vls/cm3/registry";
-  conv_object *named = nullptr, *cv = nullptr;
-  // Both names of the object: the codeset names, and (where the registry
-  // numbers both) the numbers that locale specifications lead to.
-  ASSERT_EQ(vl_iconv_open(&named, c.lib_from, c.lib_to), 0) << named->vl_errno;
-  if (c.numbered) {
-    ASSERT_EQ(vl_cv_load(&cv, (std::string("xx_XX.") + c.lib_from).c_str(), (std::string("xx_XX.") + c.lib_to).c_str(),
-                         reg.c_str(), nullptr),
-              1)
-        << cv->vl_errno;
-    vl_cv_unload(named);
-  } else {
-    cv = named;
-  }
+// Converts every input of the pair's source with both and checks the
+// results; counts deviations by kind.
+void compare(const Case &c, conv_object *cv) {
   iconv_t cd = iconv_open(c.to, c.from);
   ASSERT_NE(cd, reinterpret_cast<iconv_t>(-1));
   // glibc writes the designator ahead of every ISO-2022-KR text; the
@@ -195,13 +188,14 @@ TEST_P(IconvOracle, AgreesWithGlibc) {
     if (header && r.out.compare(0, 4, kDesignator) == 0) r.out.erase(0, 4), *count += 1;
     return r;
   };
-  long compared = 0, faults = 0;
+  long compared = 0, faults = 0, over = 0;  // over: outputs beyond vl_cv_outbuflen
   std::vector<std::string> agreed;
   for (const std::string &in : inputs(c.from)) {
     Result g = glibc(in, 64, &counts["C5"]), l = run_lib(cv, in, 64);
     std::vector<std::pair<Result, Result>> runs{{g, l}};
     if (g == l && g.status == 0 && !g.out.empty()) {
       agreed.push_back(in);
+      over += g.out.size() > static_cast<size_t>(vl_cv_outbuflen(cv, static_cast<int32_t>(in.size())));
       runs.emplace_back(glibc(in, g.out.size() - 1, &counts["C5"]), run_lib(cv, in, g.out.size() - 1));
     }
     for (const auto &[gr, lr] : runs) {
@@ -221,21 +215,42 @@ TEST_P(IconvOracle, AgreesWithGlibc) {
     for (size_t k = i; k < agreed.size() && k < i + 257; ++k) text += agreed[k];
     long texts = 0;
     Result g = glibc(text, 8 * text.size(), &texts), l = run_lib(cv, text, 8 * text.size());
+    over += l.out.size() > static_cast<size_t>(vl_cv_outbuflen(cv, static_cast<int32_t>(text.size())));
     EXPECT_TRUE(g == l) << "text from input " << i << ": glibc " << g.status << "/" << g.consumed << "/"
                         << g.out.size() << ", library " << l.status << "/" << l.consumed << "/" << l.out.size();
   }
   iconv_close(cd);
-  vl_cv_unload(cv);
   printf("[iconv] %s to %s: %ld conversions, %ld faults\n", c.from, c.to, compared, faults);
   for (const auto &[id, n] : counts)
     if (n) printf("[iconv] %s to %s %s: %ld\n", c.from, c.to, id.c_str(), n);
   EXPECT_EQ(faults, 0);
+  EXPECT_EQ(over, 0) << "outputs longer than vl_cv_outbuflen allows";
   for (const char *id : {"C2", "C3"}) {
     long want = 0;
     for (const Expected &e : kExpected)
       if (std::string(c.from) + ">" + c.to == e.pair && !strcmp(id, e.id)) want = e.count;
     EXPECT_EQ(counts[id], want) << id;
   }
+}
+
+TEST_P(IconvOracle, AgreesWithGlibc) {
+  const Case &c = GetParam();
+  const std::string reg = std::string(VLS_ORACLE_KELVANIX) + "/vls/cm3/registry";
+  conv_object *named = nullptr, *cv = nullptr;
+  // Both names of the object: the codeset names, and (where the registry
+  // numbers both) the numbers that locale specifications lead to.
+  ASSERT_EQ(vl_iconv_open(&named, c.lib_from, c.lib_to), 0) << named->vl_errno;
+  if (c.numbered) {
+    ASSERT_EQ(vl_cv_load(&cv, (std::string("xx_XX.") + c.lib_from).c_str(), (std::string("xx_XX.") + c.lib_to).c_str(),
+                         reg.c_str(), nullptr),
+              1)
+        << cv->vl_errno;
+    vl_cv_unload(named);
+  } else {
+    cv = named;
+  }
+  compare(c, cv);
+  vl_cv_unload(cv);
 }
 
 std::string case_name(const ::testing::TestParamInfo<Case> &info) {
@@ -246,5 +261,55 @@ std::string case_name(const ::testing::TestParamInfo<Case> &info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, IconvOracle, ::testing::ValuesIn(kCases), case_name);
+
+int cvodef(const vlstest::TempDir &d, const std::string &args) {
+  return WEXITSTATUS(system(("cd '" + d.path() + "' && '" VLS_CVODEF_EXE "' --charmaps " VLS_I18N_CHARMAPS " " + args +
+                             " 2>stderr.txt").c_str()));
+}
+
+// The four-byte Unicode side, which no shipped pair has, both ways.
+TEST(IconvCompiler, Ucs4AgainstGlibc) {
+  vlstest::TempDir d;
+  d.write("vls/cv9/.keep", "");
+  ASSERT_EQ(cvodef(d, "-q -f UCS-4LE -t ISO-8859-5 vls/cv9/8859-5_ucs-4le.cvo -r vls/cv9/ucs-4le_8859-5.cvo"), 0);
+  setenv("KELVANIXDIR", d.path().c_str(), 1);
+  for (const Case &c : {Case{"UCS-4LE", "ISO-8859-5", "ucs-4le", "8859-5", false},
+                        Case{"ISO-8859-5", "UCS-4LE", "8859-5", "ucs-4le", false}}) {
+    SCOPED_TRACE(c.from);
+    conv_object *cv = nullptr;
+    ASSERT_EQ(vl_iconv_open(&cv, c.lib_from, c.lib_to), 0) << cv->vl_errno;
+    compare(c, cv);
+    vl_cv_unload(cv);
+  }
+}
+
+// What the compiler refuses, with status 1 (2 for the command line).
+TEST(IconvCompiler, Refuses) {
+  struct Row {
+    const char *args, *file, *text, *error;
+    int rc;
+  };
+  const std::string reg = " --registry " + std::string(VLS_ORACLE_KELVANIX) + "/vls/cm3/registry ";
+  const Row rows[] = {
+      {"-f ISO-8859-1 out.cvo", "", "", "usage", 2},
+      {"-f ISO-8859-1 -t ISO-8859-1 out.cvo", "", "", "both sides", 1},
+      {"-f ISO-8859-1 -t ISO-8859-2 REG 03330390.cvo", "", "", "opens this pair as 03900333.cvo", 1},
+      {"-f ISO-8859-1 -t ISO-8859-2 REG 8859-1_8859-2.cvo", "", "", "as 8859-2_8859-1.cvo", 1},
+      {"-f ISO-8859-1 -t X.desc out.cvo", "X.desc", "name x\nbase EUC-KR\nenter /x0e\n", "needs name", 1},
+      {"-f ISO-8859-1 -t X.desc out.cvo", "X.desc", "name x\nbase EUC-KR\nshift /x0e\n", "unknown keyword", 1},
+      {"-f ISO-8859-1 -t TWO --from-name a --to-name b out.cvo", "TWO",
+       "<code_set_name> TWO\n<escape_char> /\nCHARMAP\n<U0041> /x00/x41\n<U0042> /x00/x42\nEND CHARMAP\n", "little-endian", 1},
+  };
+  for (const Row &r : rows) {
+    SCOPED_TRACE(r.args);
+    vlstest::TempDir d;
+    if (*r.file) d.write(r.file, r.text);
+    std::string args = r.args;
+    if (args.find("REG") != std::string::npos) args.replace(args.find("REG"), 3, reg);
+    EXPECT_EQ(cvodef(d, args), r.rc);
+    EXPECT_NE(vlstest::read_file(d.file("stderr.txt")).find(r.error), std::string::npos);
+    EXPECT_FALSE(fopen(d.file("out.cvo").c_str(), "r"));
+  }
+}
 
 }  // namespace
