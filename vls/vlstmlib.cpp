@@ -11,6 +11,7 @@
 // 14 at its end in any case).
 #include <vls/vlstmfmt.h>
 
+#include <cstddef>
 #include <cstring>
 #include <initializer_list>
 
@@ -19,6 +20,11 @@
 #include <vls/vlsmbwc.h>
 
 #include "vlsint.h"
+
+// The records are words in a fixed order, the same in both builds.
+static_assert(sizeof(vl_tm) == 12 * 4 && offsetof(vl_tm, year) == 6 * 4 && offsetof(vl_tm, spare) == 9 * 4);
+static_assert(sizeof(vl_alt_tm) == 13 * 4 && offsetof(vl_alt_tm, month_name_index) == 6 * 4 &&
+              offsetof(vl_alt_tm, year) == 7 * 4 && offsetof(vl_alt_tm, spare) == 10 * 4);
 
 namespace {
 
