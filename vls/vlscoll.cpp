@@ -405,6 +405,50 @@ int sb_pass_of(vl_locale_t *h, int32_t pass, const char *s1, const char *e1, con
                  Reader(h, pass, z, reinterpret_cast<const unsigned char *>(e2)));
 }
 
+// The sort key of a single-byte string straight from the pass readers the
+// comparisons use: the same words the general engine yields, a byte's own
+// value as its code in a tie, a separator before every pass but the first.
+template <SbPath P>
+int sb_xfrm(vl_locale_t *h, char *target, const char *source, int32_t size) {
+  const collate_category &c = h->collate;
+  const auto *s = reinterpret_cast<const unsigned char *>(source);
+  const unsigned char *e = P == SbPath::Back ? s + strlen(source) : nullptr;
+  const uint32_t limit = code_limit(h);
+  int32_t count = 0;
+  char *out = target;
+  auto emit = [&](auto reader) {
+    uint16_t w = 0;
+    unsigned b = 0;
+    while (sb_word(reader, w, b) && w != 0) {
+      if (w & kTie) {
+        write_weight(w & kMask, c.max_weight, &out, &count, size);
+        write_weight(b, limit, &out, &count, size);
+      } else {
+        write_weight(w, c.max_weight, &out, &count, size);
+      }
+    }
+  };
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    if (p > 0) {
+      if (count < size) *out++ = 1;
+      ++count;
+    }
+    if constexpr (P == SbPath::Exp) {
+      emit(SbReader<true, false>(h, p, s, e));
+    } else if constexpr (P == SbPath::Elem) {
+      emit(SbReader<false, true>(h, p, s, e));
+    } else if constexpr (P == SbPath::ExpElem) {
+      emit(SbReader<true, true>(h, p, s, e));
+    } else if (c.pass_flags[p] == 1) {
+      emit(SbPlain<false>(h, p, s, e));
+    } else {
+      emit(SbPlain<true>(h, p, s, e));
+    }
+  }
+  if (count < size) *out = 0;
+  return count;
+}
+
 // Marks where collating elements lie: at each position the first element
 // in file order that starts there and fits, and a jump behind it.
 void fill_parallel(const collate_category &c, const vl_wchar *string, int32_t length, parallel_entry *arr) {
@@ -651,6 +695,15 @@ VLS_API int vl_wcsxfrm(vl_locale_t *h, char *target, const vl_wchar *source, int
 
 VLS_API int vl_full_mbsxfrm(vl_locale_t *h, char *target, const char *source, int32_t size) {
   if (!h || !source) return vls::fail(h, VL_EBADPTR);
+  // A single-byte table locale writes its key from the bytes, on the path
+  // its comparisons take.
+  if (h->single_byte && *source && h->collate.collation_kind == VL_COLL_TABLE && !h->codepoint_collation &&
+      !_vlu_active(h, VL_LC_COLLATE)) {
+    if (h->mbscoll_fn == _vl_is_mbscoll_back) return sb_xfrm<SbPath::Back>(h, target, source, size);
+    if (h->mbscoll_fn == _vl_is_mbscoll_exp) return sb_xfrm<SbPath::Exp>(h, target, source, size);
+    if (h->mbscoll_fn == _vl_is_mbscoll_elem) return sb_xfrm<SbPath::Elem>(h, target, source, size);
+    if (h->mbscoll_fn == _vl_is_mbscoll_exp_elem) return sb_xfrm<SbPath::ExpElem>(h, target, source, size);
+  }
   const int32_t len = mb_chars(h, source, -1);
   if (len < 0) return -1;
   if (len == 0) {
