@@ -17,6 +17,7 @@
 #include <vls/vlsspec.h>
 
 #include "decint.h"
+#include "osenv.h"
 #include "vlsint.h"
 
 namespace {
@@ -90,6 +91,16 @@ void cache_era_strings(vl_locale_t *h) {
 }
 
 }  // namespace
+
+extern "C" {
+extern vls_env_t vls_env;
+}
+
+// What the settings store needs of the client's state: the conversions of
+// 8-bit values and of gathered lists, the mode and the DBNLS mode.
+vls::EnvClientState vls::env_client_state() {
+  return {vls_env.csc_dc, vls_env.csc_ab, vls_env.mode, vls_env.nls_mode};
+}
 
 extern "C" {
 
