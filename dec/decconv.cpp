@@ -1,6 +1,7 @@
 /* Decimal conversions that need no locale: machine integers, doubles,
  * digit strings and the small text readers, together with the general
  * control block that holds the shared result buffer of the digit strings. */
+#include <charconv>
 #include <math.h>
 #include <stdio.h>
 #include <stdint.h>
@@ -267,7 +268,11 @@ int deccvfd(double value, decimal_t *result, int ndigit) {
   if (ndigit < 1) ndigit = 1;
   if (ndigit > 17) ndigit = 17;
   char formatted[40];
-  snprintf(formatted, sizeof formatted, "%.*e", ndigit - 1, fabs(value));
+  // The shortest exact route to the digits: std::to_chars gives the same
+  // correctly rounded digits as "%.*e" without the printf machinery.
+  const std::to_chars_result done =
+      std::to_chars(formatted, formatted + sizeof formatted - 1, fabs(value), std::chars_format::scientific, ndigit - 1);
+  *done.ptr = '\0';
   char text[24];
   int n = 0;
   const char *p = formatted;
