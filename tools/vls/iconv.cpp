@@ -1,0 +1,188 @@
+// vls iconv: codeset conversion of files or standard input, streamed in
+// pieces through one conversion state.
+#include <dirent.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "common.h"
+
+namespace vlscli {
+namespace {
+
+const char kUsage[] = "vls iconv -f FROM -t TO [-c] [-o FILE] [FILE...] | vls iconv -l";
+
+constexpr size_t kPiece = 4096;
+
+// The C library's names of the shipped codesets, to the library's names.
+const struct {
+  const char *alias;
+  const char *name;
+} kAliases[] = {{"ISO-8859-1", "8859-1"}, {"ISO-8859-2", "8859-2"}, {"ISO-8859-5", "8859-5"},
+                {"KOI8-R", "koi-8"},      {"CP1251", "cp1251"},     {"ISO-8859-7", "8859-7"},
+                {"ISO-8859-8", "8859-8"}, {"ISO-8859-9", "8859-9"}, {"TIS-620", "thai620"},
+                {"SHIFT_JIS", "sjis"},    {"SJIS", "sjis"},         {"EUC-JP", "ujis"},
+                {"EUC-KR", "ksc"},        {"GB2312", "gb"},         {"BIG5", "big5"},
+                {"UTF-8", "utf8"},        {"UCS-2LE", "unicode"},   {"ISO-2022-KR", "iso-2022-kr"}};
+
+std::string library_name(const char *name) {
+  for (const auto &a : kAliases)
+    if (strcasecmp(name, a.alias) == 0) return a.name;
+  std::string s(name);
+  for (char &c : s) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+int list_pairs() {
+  const std::string dir = std::string(kelvanixdir()) + "/vls/cv9";
+  DIR *d = opendir(dir.c_str());
+  if (!d) {
+    error("iconv", "%s: %s", dir.c_str(), strerror(errno));
+    return kDataError;
+  }
+  std::vector<std::string> lines;
+  while (dirent *e = readdir(d)) {
+    // Named pairs are TARGET_SOURCE.cvo; numbered ones repeat them.
+    std::string n = e->d_name;
+    if (n.size() < 5 || n.compare(n.size() - 4, 4, ".cvo") != 0) continue;
+    n.resize(n.size() - 4);
+    const size_t us = n.find('_');
+    if (us == std::string::npos) continue;
+    lines.push_back(n.substr(us + 1) + " -> " + n.substr(0, us));
+  }
+  closedir(d);
+  std::sort(lines.begin(), lines.end());
+  for (const std::string &l : lines) printf("%s\n", l.c_str());
+  return kOk;
+}
+
+struct Converter {
+  conv_object *cv = nullptr;  // null: the same codeset, copied
+  bool skip_invalid = false;
+  FILE *out = nullptr;
+};
+
+// Converts one input; 0, or 1 after a message.
+int convert_stream(Converter &c, const char *path) {
+  const bool std_in = strcmp(path, "-") == 0;
+  FILE *in = std_in ? stdin : fopen(path, "rb");
+  if (!in) {
+    error("iconv", "%s: %s", path, strerror(errno));
+    return kDataError;
+  }
+  const char *label = std_in ? "standard input" : path;
+  conv_state state{1, 0, 0, 0};
+  std::string pending;     // bytes not yet converted (a character split between pieces)
+  std::string out(kPiece * 4 + 64, '\0');
+  long long consumed = 0;  // bytes of the input behind us
+  int status = kOk;
+  char piece[kPiece], ahead[kPiece];
+  size_t got = fread(piece, 1, kPiece, in);
+  for (;;) {
+    pending.append(piece, got);
+    // Look ahead one piece to know whether this one is the final piece.
+    const size_t next = got == kPiece ? fread(ahead, 1, kPiece, in) : 0;
+    const bool last = next == 0;
+    state.last = last ? 1 : 0;
+    if (!c.cv) {
+      fwrite(pending.data(), 1, pending.size(), c.out);
+      consumed += static_cast<long long>(pending.size());
+      pending.clear();
+    }
+    while (c.cv && !pending.empty()) {
+      const char *src = pending.data();
+      int32_t src_len = static_cast<int32_t>(pending.size());
+      char *dst = out.data();
+      int32_t room = static_cast<int32_t>(out.size());
+      int32_t flag = 0;
+      c.cv->vl_errno = 0;
+      const int rc = vl_cv_mconv(c.cv, &state, &src, &src_len, &dst, &room, &flag);
+      state.first = 0;
+      fwrite(out.data(), 1, static_cast<size_t>(dst - out.data()), c.out);
+      const size_t used = static_cast<size_t>(src - pending.data());
+      consumed += static_cast<long long>(used);
+      pending.erase(0, used);
+      if (rc == 0) continue;
+      if (c.cv->vl_errno == VL_E2BIG) continue;
+      // A character cut by the end of this piece waits for the next one.
+      if (!last && static_cast<int32_t>(pending.size()) < c.cv->source_max_len) break;
+      if (c.skip_invalid) {
+        const size_t drop = static_cast<size_t>(std::max<int32_t>(1, c.cv->source_min_len));
+        pending.erase(0, std::min(drop, pending.size()));
+        consumed += static_cast<long long>(drop);
+        status = kDataError;  // as the C library's program: -c still reports failure
+        continue;
+      }
+      if (last && static_cast<int32_t>(pending.size()) < c.cv->source_max_len && c.cv->vl_errno == VL_EINVAL)
+        error("iconv", "%s: incomplete character or shift sequence at end of buffer", label);
+      else
+        error("iconv", "%s: cannot convert: illegal input sequence at position %lld", label, consumed);
+      if (!std_in) fclose(in);
+      return kDataError;
+    }
+    if (last) break;
+    memcpy(piece, ahead, next);
+    got = next;
+  }
+  if (!std_in) fclose(in);
+  return status;
+}
+
+}  // namespace
+
+int verb_iconv(int argc, char **argv) {
+  Args a;
+  if (!parse("iconv", argc, argv, 2, "fto", "cl", false, &a)) return kUsageError;
+  if (a.help) {
+    printf("usage: %s\n"
+           "  -f FROM, -t TO  codesets by the library's names (sjis, utf8, 8859-1 ...) or the C library's\n"
+           "                  (SHIFT_JIS, UTF-8, ISO-8859-1 ...)\n"
+           "  -c              drop characters that cannot be converted\n"
+           "  -o FILE         write to FILE instead of standard output\n"
+           "  -l              the shipped conversions\n",
+           kUsage);
+    return kOk;
+  }
+  if (a.has("-l")) return list_pairs();
+  const char *from = a.value("-f"), *to = a.value("-t");
+  if (!from || !to) return usage_error("iconv", kUsage, "-f and -t are needed");
+  Converter c;
+  c.skip_invalid = a.has("-c");
+  const std::string f = library_name(from), t = library_name(to);
+  if (f != t) {
+    if (vl_iconv_open(&c.cv, f.c_str(), t.c_str()) != 0) {
+      // Perhaps locale specifications (ja_JP.sjis) rather than codeset names.
+      conv_object *cv = nullptr;
+      const int rc = vl_cv_load(&cv, from, to, nullptr, nullptr);
+      if (rc < 0) {
+        error("iconv", "cannot convert from %s to %s: no such conversion", from, to);
+        return kDataError;
+      }
+      c.cv = cv;  // null when both name the same codeset
+    }
+  }
+  const char *out_path = a.value("-o");
+  c.out = out_path ? fopen(out_path, "wb") : stdout;
+  if (!c.out) {
+    error("iconv", "%s: %s", out_path, strerror(errno));
+    if (c.cv) vl_cv_unload(c.cv);
+    return kDataError;
+  }
+  std::vector<std::string> inputs = a.operands;
+  if (inputs.empty()) inputs.push_back("-");
+  int status = kOk;
+  for (const std::string &in : inputs) {
+    const int rc = convert_stream(c, in.c_str());
+    if (rc != kOk) status = rc;
+    if (rc != kOk && !c.skip_invalid) break;
+  }
+  if (fflush(c.out) != 0) status = kDataError;
+  if (out_path) fclose(c.out);
+  if (c.cv) vl_cv_unload(c.cv);
+  return status;
+}
+
+}  // namespace vlscli
