@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -113,13 +114,12 @@ int convert_stream(Converter &c, const char *path) {
         const size_t drop = static_cast<size_t>(std::max<int32_t>(1, c.cv->source_min_len));
         pending.erase(0, std::min(drop, pending.size()));
         consumed += static_cast<long long>(drop);
-        status = kDataError;  // as the C library's program: -c still reports failure
         continue;
       }
       if (last && static_cast<int32_t>(pending.size()) < c.cv->source_max_len && c.cv->vl_errno == VL_EINVAL)
         error("iconv", "%s: incomplete character or shift sequence at end of buffer", label);
       else
-        error("iconv", "%s: cannot convert: illegal input sequence at position %lld", label, consumed);
+        error("iconv", "%s: illegal input sequence at position %lld", label, consumed);
       if (!std_in) fclose(in);
       return kDataError;
     }
@@ -158,7 +158,7 @@ int verb_iconv(int argc, char **argv) {
       conv_object *cv = nullptr;
       const int rc = vl_cv_load(&cv, from, to, nullptr, nullptr);
       if (rc < 0) {
-        error("iconv", "cannot convert from %s to %s: no such conversion", from, to);
+        error("iconv", "cannot convert from %s to %s: no such conversion is shipped", from, to);
         return kDataError;
       }
       c.cv = cv;  // null when both name the same codeset
