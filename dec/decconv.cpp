@@ -2,6 +2,7 @@
  * digit strings and the small text readers, together with the general
  * control block that holds the shared result buffer of the digit strings. */
 #include <charconv>
+#include <float.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdint.h>
@@ -268,18 +269,33 @@ int deccvfd(double value, decimal_t *result, int ndigit) {
   if (ndigit < 1) ndigit = 1;
   if (ndigit > 17) ndigit = 17;
   char formatted[40];
-  // The shortest exact route to the digits: std::to_chars gives the same
-  // correctly rounded digits as "%.*e" without the printf machinery.
-  const std::to_chars_result done =
-      std::to_chars(formatted, formatted + sizeof formatted - 1, fabs(value), std::chars_format::scientific, ndigit - 1);
+  // The digits come from std::to_chars, exact like "%.*e" and without the
+  // printf machinery. When the shortest text that reads back as the value
+  // has no more than ndigit digits it is already the correctly rounded
+  // result (the value lies within half a binary unit of it, far inside half
+  // a step of ndigit digits); otherwise round the exact value to ndigit.
+  std::to_chars_result done = std::to_chars(formatted, formatted + sizeof formatted - 1, fabs(value),
+                                            std::chars_format::scientific);
+  int shortest = 0;
+  for (const char *q = formatted; q < done.ptr && *q != 'e'; ++q) shortest += *q >= '0' && *q <= '9';
+  if (shortest > ndigit || fabs(value) < DBL_MIN)  // (subnormals hold fewer digits than that argument needs)
+    done = std::to_chars(formatted, formatted + sizeof formatted - 1, fabs(value), std::chars_format::scientific,
+                         ndigit - 1);
   *done.ptr = '\0';
   char text[24];
   int n = 0;
   const char *p = formatted;
   for (; *p != '\0' && *p != 'e'; ++p)
     if (*p >= '0' && *p <= '9') text[n++] = *p;
+  while (n < ndigit) text[n++] = '0';  // the shortest text, filled to ndigit digits as "%.*e" writes them
   text[n] = '\0';
-  const int decpt = (*p == 'e' ? atoi(p + 1) : 0) + 1;
+  int exp10 = 0;
+  if (*p == 'e') {
+    const bool minus = p[1] == '-';
+    for (const char *q = p + 2; *q >= '0' && *q <= '9'; ++q) exp10 = exp10 * 10 + (*q - '0');
+    if (minus) exp10 = -exp10;
+  }
+  const int decpt = exp10 + 1;
   const bool negative = signbit(value);
   const int count = dec2to1(text, result->digits, decpt & 1);
   result->digit_count = (int16_t)count;
