@@ -330,6 +330,10 @@ TEST_F(TmFmt, EntriesRecordsAndHelpers) {
   EXPECT_EQ(std::string(big.data()), std::string(300, 'x') + "09");
   EXPECT_EQ(vl_mbsftime(ja_, out, 300, "%H\xFF", &tm), -1);
   EXPECT_EQ(vl_mbsftime(en_, out, 300, nullptr, &tm), 0);
+  en_->vl_errno = 0;  // no record, no output
+  EXPECT_EQ(vl_mbsftime(en_, out, 300, "%H", nullptr) + vl_mbsfinterval(en_, nullptr, 300, "%H", &tm) +
+                vl_wcsftime1(en_, wout, 300, wf.data(), nullptr, nullptr, nullptr, 1), 0);
+  EXPECT_EQ(en_->vl_errno, VL_EBADPTR);
   // Blanks in front of an alternative day, by the digits of 31.
   const std::pair<int32_t, int32_t> pads[][2] = {{{5, 10}, {1, 0}}, {{31, 10}, {0, 0}}, {{5, 100}, {0, 0}},
                                                  {{5, 3}, {2, 0}},   {{40, 10}, {0, 0}}, {{0, 10}, {1, 0}}};
