@@ -60,15 +60,24 @@ int verb_date(int argc, char **argv) {
   vl_locale_t *h = open_locale("date", a.locale);
   if (!h) return kDataError;
   std::string fmt = format ? format : vl_nl_langinfo(h, VL_D_T_FMT);
-  if (fmt.empty()) fmt = "%c";
+  if (fmt.empty()) fmt = "%x %X";
   vl_tm tm = {};
   tm.sec = t.tm_sec, tm.min = t.tm_min, tm.hour = t.tm_hour, tm.mday = t.tm_mday, tm.mon = t.tm_mon;
   tm.year = t.tm_year, tm.wday = t.tm_wday, tm.yday = t.tm_yday;
   char out[4096];
   h->vl_errno = 0;
-  const int n = vl_mbsftime(h, out, sizeof out, fmt.c_str(), &tm);
+  const vl_tm copy = tm;
+  int n = vl_mbsftime(h, out, sizeof out, fmt.c_str(), &tm);
+  if (!format && n <= 0 && h->vl_errno != 0) {
+    // The locale's date and time format holds a directive the formatter
+    // does not write (%Z): its date and its time formats instead.
+    fmt = "%x %X";
+    tm = copy;
+    h->vl_errno = 0;
+    n = vl_mbsftime(h, out, sizeof out, fmt.c_str(), &tm);
+  }
   int status = kOk;
-  if (n < 0) {
+  if (n < 0 || (n == 0 && h->vl_errno != 0)) {
     error("date", "cannot format by '%s' (error %u)", fmt.c_str(), static_cast<unsigned>(h->vl_errno));
     status = kDataError;
   } else {

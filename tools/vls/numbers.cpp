@@ -64,6 +64,32 @@ bool split_format(const std::string &f, std::vector<Piece> *out, size_t *bad) {
   return true;
 }
 
+// The backslash escapes of printf(1) in a format: \n \t \r \a \b \f \v
+// \\ and \NNN (octal).
+std::string unescape(const std::string &f) {
+  std::string out;
+  for (size_t i = 0; i < f.size(); ++i) {
+    if (f[i] != '\\' || i + 1 >= f.size()) {
+      out += f[i];
+      continue;
+    }
+    const char c = f[++i];
+    const char *from = "ntrabfv\\", *to = "\n\t\r\a\b\f\v\\";
+    if (const char *p = strchr(from, c)) {
+      out += to[p - from];
+    } else if (c >= '0' && c <= '7') {
+      int v = 0, n = 0;
+      while (n < 3 && i < f.size() && f[i] >= '0' && f[i] <= '7') v = v * 8 + (f[i++] - '0'), ++n;
+      --i;
+      out += static_cast<char>(v);
+    } else {
+      out += '\\';
+      out += c;
+    }
+  }
+  return out;
+}
+
 bool to_long(const char *s, long long *v) {
   errno = 0;
   char *end;
@@ -94,7 +120,7 @@ int verb_printf(int argc, char **argv) {
   if (a.operands.empty()) return usage_error("printf", kPrintfUsage, "no FORMAT");
   std::vector<Piece> pieces;
   size_t bad = 0;
-  if (!split_format(a.operands[0], &pieces, &bad))
+  if (!split_format(unescape(a.operands[0]), &pieces, &bad))
     return usage_error("printf", kPrintfUsage, "FORMAT: directive at byte %zu does not end", bad);
   size_t directives = 0;
   for (const Piece &p : pieces) {
@@ -317,8 +343,16 @@ int verb_decimal(int argc, char **argv) {
     return kDataError;
   }
   if (round_to >= 0) decround(&acc, round_to);
+  // The exact number of decimal places: two a base-100 digit behind the
+  // point, less a final zero.
+  int places = round_to;
+  if (places < 0) {
+    places = acc.digit_count ? 2 * (acc.digit_count - acc.exponent) : 0;
+    if (places > 0 && acc.digits[acc.digit_count - 1] % 10 == 0) --places;
+    if (places < 0) places = 0;
+  }
   char field[160];
-  const int rc = dectoasc(&acc, field, static_cast<int>(sizeof field) - 1, round_to);
+  const int rc = dectoasc(&acc, field, static_cast<int>(sizeof field) - 1, places);
   if (rc != 0) {
     error("decimal", "cannot write the result: %s", dec_error(rc));
     return kDataError;
