@@ -629,8 +629,9 @@ std::string group_item(const Statement *st, const char *name) {
   if (!st) return "0\n";
   std::vector<long> g = numbers_of(*st);
   if (g.size() > 15) throw Error(st->file, st->line, std::string(name) + " has more than 15 sizes");
-  // "-1" alone means no grouping; inside a list it ends the grouping (CHAR_MAX).
-  if (g.size() == 1 && g[0] == -1) return "0\n";
+  // A first size of 0 or -1 means no grouping (el_GR's "0;0"); later, -1
+  // ends the grouping (CHAR_MAX).
+  if (!g.empty() && g[0] <= 0) return "0\n";
   for (long &v : g) v = v < 0 ? 127 : v;
   return lcow::group_item(g);
 }
