@@ -95,6 +95,7 @@ const Row kRows[] = {
     ROW(vl_full_mbschr(h, "ab", "b"), mbschr, 'l', "-1 4", kAns),
     ROW(vl_full_mbsnext(h, "ab"), mbsnext, 'c', "-1", kAns),
     ROW(vl_full_mbsprev(h, g_s, g_s + 1), mbsprev, 'c', "", kAns),
+    ROW(vl_full_mbsprev(h, g_s, g_s), none, '-', "", 0),  // the range is checked before the bridge
     ROW(vl_full_putmbsi(h, g_s, 1, "x"), putmbsi, 'c', "1", kAns),
     ROW(vl_mbsntsbytes(h, "ab"), mbsntsbytes, 'c', "", kAns),
     ROW(vl_getmb(h, g_out, nullptr, nullptr, nullptr), getmb, 'c', "", kAns),

@@ -1,6 +1,7 @@
 // The string family: each counted twin against its NUL-terminated form and a
 // model on generated text of the three fixture codesets, a table of limits,
-// quirks and damaged input, the wide members, and the bridge dispatch.
+// quirks and damaged input, and the wide members (the bridge dispatch is in
+// dispatch_test).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,7 +9,6 @@
 
 #include <vls/vlsmbwc.h>
 #include <vls/vlsstr.h>
-#include <vls/vlsvlu.h>
 
 #include "strfix.h"
 
@@ -306,60 +306,6 @@ TEST_F(Str, WideMembers) {
       {"counted wcswcs", [&] { return off(_kvx_vl_wcswcs(h, w4, 3, sub, 2), w4) * 10 + off(_kvx_vl_wcswcs(h, w4, 4, sub, 2), w4); }, -8, 0},
       {"wcswcs no handle", [&] { return off(vl_wcswcs(nullptr, w4, set), w4); }, -1, 0},
   }, h);
-  vl_lc_unload(h);
-}
-
-// The bridge: the stubs note the call and give a status.
-struct Bridged {
-  int calls = 0;
-  void *locale = nullptr;
-  int32_t a = 0, b = 0;
-  int16_t status = 0;
-} g;
-
-TEST(StrBridge, DispatchesWithTheRightLocale) {
-  vl_locale_t *h = nullptr;
-  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  auto saved = std::make_tuple(fn_vlu_mbschr, fn_vlu_mbsnext, fn_vlu_mbsprev, fn_vlu_mbsntsbytes, fn_vlu_putmbsi);
-  fn_vlu_mbschr = [](void *l, const char *s, int32_t n, const char *, int32_t lim, int16_t *st) -> char * {
-    return g = {g.calls + 1, l, n, lim, *st = g.status}, const_cast<char *>(s);
-  };
-  fn_vlu_mbsnext = [](void *l, const char *s, int32_t lim, int16_t *st) -> char * {
-    return g = {g.calls + 1, l, lim, 0, *st = g.status}, const_cast<char *>(s + 7);
-  };
-  fn_vlu_mbsprev = [](void *l, const char *s, const char *, int16_t *st) -> char * {
-    return g = {g.calls + 1, l, 0, 0, *st = g.status}, const_cast<char *>(s + 1);
-  };
-  fn_vlu_mbsntsbytes = [](void *l, const char *, int16_t *st) { return g = {g.calls + 1, l, 0, 0, *st = g.status}, 42; };
-  fn_vlu_putmbsi = [](void *l, char *s, int32_t i, const char *, int16_t *st) {
-    return g = {g.calls + 1, l, i, 0, *st = g.status}, s;
-  };
-  int ctype_loc = 0, collate_loc = 0;
-  h->bridge_active[0] = 1, h->bridge_locale[0] = &ctype_loc, h->bridge_locale[1] = &collate_loc;
-  const char *s = "abcdefghij";
-  char b[] = "xyz";
-  EXPECT_EQ(vl_full_mbschr(h, s, "b"), s);  // the collation locale, -1 and a limit of 4
-  EXPECT_TRUE(g.locale == &collate_loc && g.a == -1 && g.b == 4);
-  g.status = 1;
-  vl_full_mbschr(h, s, "b");
-  EXPECT_EQ(h->vl_errno, 1u);
-  EXPECT_EQ(vl_full_mbsnext(h, s), s + 7);  // no limit
-  EXPECT_TRUE(g.locale == &ctype_loc && g.a == -1);
-  g.status = -3, h->vl_errno = 5;  // not above 0: not stored
-  vl_full_mbsnext(h, s);
-  EXPECT_EQ(h->vl_errno, 5u);
-  EXPECT_EQ(vl_full_mbsprev(h, s, s + 2), s + 1);
-  EXPECT_EQ(g.locale, &ctype_loc);
-  EXPECT_EQ(vl_full_mbsprev(h, s, s), nullptr);  // checked before the bridge
-  EXPECT_EQ(h->vl_errno, uint32_t{VL_EBADRANGE});
-  g.status = 22;
-  EXPECT_EQ(vl_full_putmbsi(h, b, 2, "q"), b);
-  EXPECT_TRUE(g.a == 2 && h->vl_errno == 22u);
-  g.status = 0;
-  EXPECT_EQ(vl_mbsntsbytes(h, s), 42);
-  EXPECT_EQ(g.calls, 7);
-  std::tie(fn_vlu_mbschr, fn_vlu_mbsnext, fn_vlu_mbsprev, fn_vlu_mbsntsbytes, fn_vlu_putmbsi) = saved;
-  h->bridge_active[0] = 0, h->bridge_locale[0] = h->bridge_locale[1] = nullptr;
   vl_lc_unload(h);
 }
 
