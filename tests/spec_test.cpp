@@ -26,7 +26,7 @@ struct Rec {
 };
 
 enum Op { Name, Cache, SpecCs, Fname, MsgDir, Xopen, Pieces, Join, SNorm, Norm, Long, IsLc, Short, Cat,
-          Files, Load, IsCat, Digits };
+          Files, IsCat, Digits };
 // `arg` is the directory, or the modifier (Join), the category (Cat), the
 // names looked up once the file is cached and gone (Cache) or, if set, a
 // null output (Long). `reg` is the registry's text, "-" for a missing file;
@@ -54,7 +54,7 @@ std::string expand(const char *s, const std::string &dir) {
 
 const char kReg[] = "# test registry\n8859-1 819\nlatin-1\t819   trailing words\nascii 364\nsjis 57350\n\n"
                     "# comment between entries\n  ksc 57356\nutf8 57372\n";
-const std::string kDir60(60, 'd'), kDir500(500, 'd'), kDir1100(1100, 'd'), kDir2000(2000, 'd');
+const std::string kDir1100(1100, 'd'), kDir2000(2000, 'd');
 const std::string kPadded = "en_US.819" + std::string(300, ' ');
 const std::string kLongTail = "VL_CTYPE = en_US.819 ; " + std::string(400, 'x');
 const std::string kMixed = "VL_CTYPE = en_US.8859-1 ; VL_COLLATE = de_DE.819@Euro ; VL_NUMERIC = fr_FR.LATIN-1 ; "
@@ -92,7 +92,6 @@ void Naming::check(Op op, std::initializer_list<Row> rows, const char *registry)
     void *h = r.err == kNoHandle ? nullptr : &rec;
     char out[1100] = "", lt[6], cs[6], mod[5];
     int rc = 0, len = 99;
-    vl_locale_t *l = nullptr;
     uint16_t n = 0;
     switch (op) {
       case Name: rc = vl_cs_name2cs_num(h, i, g); break;
@@ -127,11 +126,6 @@ void Naming::check(Op op, std::initializer_list<Row> rows, const char *registry)
       case Short: rc = vl_lc_spec2lc_short(h, i, out, g); break;
       case Cat: rc = vl_lc_spec2category(h, i, atoi(a), out, g); break;
       case Files: rc = vl_lc_fname2lc_spec(h, i, out, a); break;
-      case Load:  // the handle's error number stands in for the record's
-        rc = vl_lc_load(&l, i, g, a);
-        rec.vl_errno = l->vl_errno;
-        vl_lc_unload(l);
-        break;
       case IsCat: rc = _vl_is_category(i, &len), got = std::to_string(len); break;
       case Digits: rc = _vl_all_decimal_digits(i); break;
     }
@@ -263,11 +257,6 @@ TEST_F(Naming, FileNames) {
       {"en_US|x", 0, -1, kNoHandle},
   });
   refuse(Join, {"en_US|", "en_US|8859-1", "enUS|819", "e1_US|819"});
-  // A short form leaves the directory out of the name; a long one folds it
-  // into each element, and with 60 characters the name outgrows a specification.
-  check(Load, {
-      {"en_US.8859-1", 0, -1, VL_ENOENT, kDir500.c_str()}, {"*en_US.8859-1", 0, -1, VL_EBADARG, kDir60.c_str()},
-  });
 }
 
 TEST_F(Naming, NormalShortAndLongForms) {
