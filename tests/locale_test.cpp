@@ -77,13 +77,8 @@ TEST(Flags, SingleByteAfterMultibyteBuildsTables) {
   const CtypeSpec latin = latin1_spec();
   ASSERT_EQ(install_ctype(h, latin), 0);
   EXPECT_EQ(std::tuple((void *)h->mbstowcs_fn, (void *)h->mbfstowcfs_fn), std::tuple((void *)_vl_is_mbstowcs, (void *)_kvx_vl_is_mbfstowcfs));
-  ASSERT_TRUE(h->upper_table && h->lower_table && h->class_table);
-  for (unsigned c = 0; c < 256; ++c) {
-    EXPECT_EQ(h->class_table[c], latin.chars[c].mask) << c;
-    const bool up = c >= 'a' && c <= 'z', low = c >= 'A' && c <= 'Z';
-    EXPECT_EQ(h->upper_table[c], up || (c >= 0xE0 && c <= 0xFE && c != 0xF7) ? c - 32 : c) << c;
-    EXPECT_EQ(h->lower_table[c], low || (c >= 0xC0 && c <= 0xDE && c != 0xD7) ? c + 32 : c) << c;
-  }
+  ASSERT_TRUE(h->upper_table && h->lower_table && h->class_table);  // their contents: ctype_test
+  EXPECT_EQ(std::tuple(h->class_table[0xC0], h->upper_table[0xE9], h->lower_table['A']), std::tuple(latin.chars[0xC0].mask, 0xC9, 'a'));
   h->upper_table['b'] = 'Z';  // a second pass keeps the case tables it has
   ASSERT_EQ(set_flags(h), 0);
   EXPECT_EQ(h->upper_table['b'], 'Z');
