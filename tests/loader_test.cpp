@@ -59,26 +59,17 @@ class Loader : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(Loader, CreateLocaleReadsDefaultFromDirectory) {
-  std::string d = dir.path() + "/vls/lc11/";
-  ASSERT_EQ(vl_createlocale2_4(&h, d.c_str()), 0) << (h ? h->vl_errno : 0);
-  EXPECT_EQ(std::tuple(h->vl_errno, h->single_byte), std::tuple(0u, 1));
-  for (int r = 0; r < 6; ++r)
-    EXPECT_EQ(std::tuple(std::string(h->locale_names[r]), std::string(h->codeset_names[r]), h->locale_names_w[r][0]),
-              std::tuple("default.lco", "8859-1", vl_wchar('d'))) << r;
-  for (auto [item, want] : {std::pair<int, const char *>{VL_YESEXPR, "^[yY]"}, {VL_NOEXPR, "^[nN]"}, {VL_YESSTR, "yes"}, {VL_NOSTR, "no"}, {9999, ""}})
-    EXPECT_STREQ(vl_nl_langinfo(h, item), want) << item;
-  ASSERT_NE(h->nmm.yesstr.wc, nullptr);
-  EXPECT_EQ(std::tuple(h->nmm.yesstr.wc[0], h->nmm.yesstr.wc[3]), std::tuple(vl_wchar('y'), 0u));
-  EXPECT_STREQ(vl_localeconv(h)->grouping, "\3\3");
-  EXPECT_EQ(vl_localeconv(h)->frac_digits, 2);
-}
-
-TEST_F(Loader, CreateLocaleDirectoryFallbacksAndLimit) {
-  // no trailing slash ("<dir>lc11default.lco"), and 116 characters: the search finds it
-  for (std::string d : {dir.path() + "/vls/lc11", "/" + std::string(115, 'x')}) {
+// With and without a trailing slash ("<dir>lc11default.lco"), and 116
+// characters: the search finds default.lco, for every category.
+TEST_F(Loader, CreateLocaleFromDirectoryFallbacksAndLimit) {
+  for (std::string d : {dir.path() + "/vls/lc11/", dir.path() + "/vls/lc11", "/" + std::string(115, 'x')}) {
     ASSERT_EQ(vl_createlocale2_4(&h, d.c_str()), 0) << d;
-    EXPECT_STREQ(h->locale_names[0], "default.lco");
+    for (int r = 0; r < 6; ++r)
+      EXPECT_EQ(std::tuple(std::string(h->locale_names[r]), std::string(h->codeset_names[r]), h->locale_names_w[r][0], h->vl_errno, h->single_byte),
+                std::tuple("default.lco", "8859-1", vl_wchar('d'), 0u, 1)) << d << " " << r;
+    ASSERT_NE(h->nmm.yesstr.wc, nullptr);
+    EXPECT_EQ(std::tuple(h->nmm.yesstr.wc[0], h->nmm.yesstr.wc[3], std::string(vl_nl_langinfo(h, VL_NOEXPR)), std::string(vl_nl_langinfo(h, 9999))),
+              std::tuple(vl_wchar('y'), 0u, "^[nN]", ""));
     vl_lc_unload(h), h = nullptr;
   }
   vl_locale_t *out = nullptr;
@@ -136,7 +127,6 @@ TEST_F(Loader, DamagedFiles) {
       {"first line", VL_LC_CTYPE, "FILE_TYPE=locale\nCOMPILER_VERSION=11\nN=3\n8859-1\n", VL_EBADFILE},
       {"version", VL_LC_CTYPE, "FILE_TYPE=locale_object\nCOMPILER_VERSION=10\nN=3\n8859-1\n", VL_EVERSION},
       {"too few info lines", VL_LC_CTYPE, hdr + "N=5\nonly one\n", VL_EBADFILE},
-      {"count 0 (the other counts: Hardening)", VL_LC_CTYPE, hdr + "HEADER_LINES=0\n8859-1\n### LC_CTYPE\n" + kCt, VL_EBADFILE},
       {"codeset too long", VL_LC_CTYPE, lco_header(std::string(25, 'c')), VL_EBADFILE},
       {"no marker", VL_LC_CTYPE, lco_header("8859-1") + "### LC_CTYPEX\n", VL_EBADFILE},
       {"empty", VL_LC_CTYPE, "", VL_EBADFILE},
@@ -144,14 +134,9 @@ TEST_F(Loader, DamagedFiles) {
       {"ctype default without line feed", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, "1 1 1 0000 x\n"), VL_ECATFAILED},
       {"ctype tree too deep", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, "5 1 1 0000\n"), VL_ETOODEEP},
       {"class count without line feed", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, "1 1 1 0000\n1 0\n0000000\n0 x\n"), VL_EBADFILE},
-      // one-byte keys under a header that claims other lengths
+      // one-byte keys under a header that claims other lengths (the other bounds: hardening_test)
       {"min 2", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, ct_lengths("2 2 3 0000")), VL_ENOMEM},
-      {"min 3", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, ct_lengths("4 3 3 0000")), VL_ENOMEM},
-      {"min 4", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, ct_lengths("4 4 3 0000")), VL_ENOMEM},
       {"min 5", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, ct_lengths("4 5 3 0000")), VL_ETOODEEP},
-      {"min -1", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, ct_lengths("1 -1 3 0000")), VL_ETOODEEP},
-      {"min huge", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, ct_lengths("1 2000000000 3 0000")), VL_ETOODEEP},
-      {"min above max", VL_LC_CTYPE, category_text("8859-1", VL_LC_CTYPE, ct_lengths("1 2 3 0000")), VL_ETOODEEP},
       {"group of 16", VL_LC_NUMERIC, category_text("8859-1", VL_LC_NUMERIC, kBadNum),
        VL_EBADCOUNT, "Failed to read numeric information\n"},
       {"monetary cut", VL_LC_MONETARY, category_text("8859-1", VL_LC_MONETARY, "3 5553"), VL_ENOENT, "Failed to read monetary information\n"},
@@ -167,14 +152,10 @@ TEST_F(Loader, DamagedFiles) {
        "Failed to initialize time information\n", true},
       {"messages without characters", VL_LC_MESSAGES, category_text("8859-1", VL_LC_MESSAGES, kMsg), VL_ECATINIT,
        "Failed to initialize messages information\n", true},
-      // whole files, as the default locale
+      // whole files, as the default locale (one category's failure stands for all)
       {"whole: bad version", 0, "FILE_TYPE=locale_object\nCOMPILER_VERSION=12\nN=3\n8859-1\n", VL_EVERSION},
-      {"whole: ctype cut", 0, whole(kCt.substr(0, 40)), VL_ENOMEM},
       {"whole: collate marker missing", 0, lco_header("8859-1") + "### LC_CTYPE\n" + kCt, VL_EBADFILE},
       {"whole: numeric", 0, whole(kCt, kBadNum), VL_EBADCOUNT, "Failed to read numeric information\n"},
-      {"whole: monetary", 0, whole(kCt, kNum, "3 5553"), VL_ENOENT, "Failed to read monetary information\n"},
-      {"whole: time", 0, whole(kCt, kNum, kMon, "gregorian\n3 53"), VL_ENOMEM, "Failed to read time information\n"},
-      {"whole: messages", 0, whole(kCt, kNum, kMon, kTime, "2 5E5B"), VL_ENOENT, "Failed to read messages information\n"},
       {"whole: no characters", 0, whole(kNoChars), VL_ECATINIT, "Failed to initialize numeric information\n"},
   };
   lc("ok.lco", category_text("8859-1", VL_LC_CTYPE, kCt));
@@ -202,16 +183,19 @@ TEST_F(Loader, DamagedFiles) {
     EXPECT_TRUE(!c.log || read_file("vls.log").find(c.log, before) != std::string::npos);
     vl_lc_unload(x);
   }
+  const size_t before = read_file("vls.log").size();  // and a good load, then its release
+  vl_locale_t *x = nullptr;
+  vl_create_null_locale_4(&x), vl_destroystring(vl_setlocale_4(x, VL_LC_ALL, "latin.lco")), vl_lc_unload(x);
+  for (const char *t : {"vl_setlocale: Begin\n", "vl_setlocale: Calling vl_init_vlu\n", "vl_setlocale: Calling set_categories\n",
+                        "vl_setlocale: retVal from set_categories\n", "vl_setlocale: End\n", "freeing locale 0x"})
+    EXPECT_NE(read_file("vls.log").find(t, before), std::string::npos) << t;
   vls_logging = vls_debug_initialized = 0;
   ASSERT_EQ(chdir(cwd), 0);
 }
 
 TEST_F(Loader, CategoryCodesetMustMatchCtype) {
   ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-  set(VL_LC_ALL, "latin.lco");
-  lc("msg-euc.lco", category_text("ujis", VL_LC_MESSAGES, kMsg));
-  EXPECT_EQ(set(VL_LC_MESSAGES, "msg-euc.lco"), "(null)");
-  EXPECT_EQ(h->nmm.yesstr.mb, nullptr);  // the old category is gone
+  set(VL_LC_ALL, "latin.lco");  // a category file of another codeset: DamagedFiles
   strcpy(h->codeset_names[VL_LC_MESSAGES - 2], "ujis");  // not compared by update_locale
   h->vl_errno = 99;  // a successful update clears an older number
   EXPECT_EQ(update_locale(h), 0);
@@ -252,16 +236,4 @@ TEST_F(Loader, LcLoadAndCycles) {
     for (const char *n : {"latin.lco", "euc.lco", "latin.lco"}) set(VL_LC_ALL, n);
     vl_lc_unload(h), h = nullptr;
   }
-}
-
-TEST_F(Loader, LogTexts) {
-  ASSERT_EQ(in_child(dir.path(), [](void *) {
-    setenv("VLSLOG", "on", 1), vls_debug_initialized = 0;
-    vl_locale_t *x = nullptr;
-    vl_create_null_locale_4(&x), vl_destroystring(vl_setlocale_4(x, VL_LC_ALL, "latin.lco")), vl_lc_unload(x);
-  }, nullptr), 0);
-  std::string log = read_file(dir.file("vls.log"));
-  for (const char *t : {"vl_setlocale: Begin\n", "vl_setlocale: Calling vl_init_vlu\n", "vl_setlocale: Calling set_categories\n",
-                        "vl_setlocale: retVal from set_categories\n", "vl_setlocale: End\n", "freeing locale 0x"})
-    EXPECT_NE(log.find(t), std::string::npos) << t;
 }
