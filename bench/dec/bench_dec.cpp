@@ -8,9 +8,12 @@
 #include <string.h>
 
 #include <random>
+#include <string>
 #include <vector>
 
 #include <vls/decimal.h>
+#include <vls/vlsenv.h>
+#include <vls/vlsinit.h>
 
 #include "d128.h"
 
@@ -172,4 +175,69 @@ BENCHMARK(BM_d128_cvdbl)->Name("cvdbl/_Decimal128")->Arg(0);
 BENCHMARK(BM_dec_tolong)->Name("tolong/decimal_t")->Arg(0)->Arg(1);
 BENCHMARK(BM_d128_tolong)->Name("tolong/_Decimal128")->Arg(0)->Arg(1);
 
-BENCHMARK_MAIN();
+// Decimal text through the client's conventions, there and back
+// (deccvasc, dectoasc), beside the C library's strtod and snprintf on the
+// same numbers; and a settings lookup by row and by name beside getenv.
+std::vector<std::string> &texts() {
+  static std::vector<std::string> t = [] {
+    std::vector<std::string> out;
+    const Operands &o = operands(0);
+    for (const decimal_t &d : o.a) {
+      char buf[40] = {};
+      dectoasc(&d, buf, 39, -1);
+      std::string s(buf);
+      s.erase(s.find_last_not_of(' ') + 1);
+      out.push_back(s);
+    }
+    return out;
+  }();
+  return t;
+}
+
+void BM_dec_text(benchmark::State &state) {
+  if (chkvlsinit() != 0) return state.SkipWithError("no client locale");
+  const std::vector<std::string> &t = texts();
+  decimal_t d;
+  char buf[40];
+  unsigned i = 0;
+  for (auto _ : state) {
+    deccvasc(t[i].c_str(), static_cast<int>(t[i].size()), &d);
+    dectoasc(&d, buf, 39, -1);
+    benchmark::DoNotOptimize(buf);
+    i = (i + 1) & (kCount - 1);
+  }
+}
+
+void BM_c_text(benchmark::State &state) {
+  if (chkvlsinit() != 0) return state.SkipWithError("no client locale");
+  const std::vector<std::string> &t = texts();
+  char buf[40];
+  unsigned i = 0;
+  for (auto _ : state) {
+    const double v = strtod(t[i].c_str(), nullptr);
+    snprintf(buf, sizeof buf, "%.17g", v);
+    benchmark::DoNotOptimize(buf);
+    i = (i + 1) & (kCount - 1);
+  }
+}
+
+void BM_ggetenv(benchmark::State &state) {
+  for (auto _ : state) benchmark::DoNotOptimize(state.range(0) ? ggetenv("DBDATE") : idx_ggetenv("DBDATE", 10));
+}
+
+void BM_getenv(benchmark::State &state) {
+  for (auto _ : state) benchmark::DoNotOptimize(getenv("DBDATE"));
+}
+
+BENCHMARK(BM_dec_text)->Name("text/decimal_t");
+BENCHMARK(BM_c_text)->Name("text/strtod+snprintf");
+BENCHMARK(BM_ggetenv)->Name("setting/by_row")->Arg(0);
+BENCHMARK(BM_ggetenv)->Name("setting/by_name")->Arg(1);
+BENCHMARK(BM_getenv)->Name("setting/getenv");
+
+int main(int argc, char **argv) {
+  if (!getenv("KELVANIXDIR")) setenv("KELVANIXDIR", VLS_BENCH_KELVANIX, 1);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
