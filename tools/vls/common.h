@@ -43,6 +43,8 @@ void close_locale(vl_locale_t *h);
 bool read_all(const char *verb, const char *path, std::string *out);
 
 const char *kelvanixdir();
+// KELVANIXDIR was unset and points at the build tree's data.
+extern bool kelvanixdir_built_in;
 
 int verb_locale(int argc, char **argv);
 int verb_iconv(int argc, char **argv);

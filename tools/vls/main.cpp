@@ -82,8 +82,15 @@ int verb_compile(int argc, char **argv) {
 
 }  // namespace
 
+namespace vlscli {
+bool kelvanixdir_built_in = false;
+}
+
 int main(int argc, char **argv) {
-  setenv("KELVANIXDIR", VLS_DEFAULT_KELVANIXDIR, 0);
+  if (!getenv("KELVANIXDIR")) {
+    setenv("KELVANIXDIR", VLS_DEFAULT_KELVANIXDIR, 1);
+    kelvanixdir_built_in = true;
+  }
   if (argc < 2) {
     fputs(kUsage, stderr);
     return kUsageError;

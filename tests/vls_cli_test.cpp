@@ -1,0 +1,250 @@
+// The vls program: exit statuses and messages of every verb, and its output
+// against the standard tools where they do the same job (iconv(1) on the
+// shipped pairs, sort(1) under the C library's build of the same locale).
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "vlstest.h"
+
+namespace {
+
+struct Result {
+  int status = -1;
+  std::string out, err;
+};
+
+// Runs a program (a path, or a name found through PATH) with `input` on
+// standard input and `env` ("NAME=value", or "NAME" to remove) over the
+// test's environment.
+Result run(const std::vector<std::string> &argv, const std::string &input = "",
+           const std::vector<std::string> &env = {}) {
+  vlstest::TempDir dir;
+  const std::string in = dir.write("in", input), out = dir.file("out"), err = dir.file("err");
+  const pid_t pid = fork();
+  if (pid == 0) {
+    for (const std::string &e : env) {
+      const size_t eq = e.find('=');
+      if (eq == std::string::npos) unsetenv(e.c_str());
+      else setenv(e.substr(0, eq).c_str(), e.c_str() + eq + 1, 1);
+    }
+    const int fds[3] = {open(in.c_str(), O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
+                        open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
+    for (int i = 0; i < 3; ++i) dup2(fds[i], i);
+    std::vector<char *> args;
+    for (const std::string &a : argv) args.push_back(const_cast<char *>(a.c_str()));
+    args.push_back(nullptr);
+    execvp(args[0], args.data());
+    _exit(127);
+  }
+  int st = 0;
+  waitpid(pid, &st, 0);
+  Result r;
+  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+  r.out = vlstest::read_file(out);
+  r.err = vlstest::read_file(err);
+  return r;
+}
+
+Result vls(std::vector<std::string> args, const std::string &input = "", const std::vector<std::string> &env = {}) {
+  args.insert(args.begin(), VLS_CLI);
+  return run(args, input, env);
+}
+
+// Text in a codeset through the C library's iconv(1).
+std::string glibc_iconv(const std::string &from, const std::string &to, const std::string &text) {
+  const Result r = run({"iconv", "-f", from, "-t", to}, text);
+  return r.status == 0 ? r.out : std::string("(glibc iconv failed)");
+}
+
+// Rows: the verb's command line, standard input, exit status, the exact
+// output (null: not checked), a piece of the error text ("" for none).
+struct Case {
+  std::vector<std::string> args;
+  const char *input;
+  int status;
+  const char *out;
+  const char *err;
+};
+
+const Case kCases[] = {
+    // usage errors: 2, the verb named
+    {{}, "", 2, nullptr, "usage: vls VERB"},
+    {{"frobnicate"}, "", 2, nullptr, "unknown verb 'frobnicate'"},
+    {{"locale", "-q"}, "", 2, nullptr, "vls locale: unknown option '-q'"},
+    {{"locale", "-k"}, "", 2, nullptr, "-k wants"},
+    {{"locale", "nonsense"}, "", 2, nullptr, "unknown keyword or category 'nonsense'"},
+    {{"iconv", "-f", "utf8"}, "", 2, nullptr, "-f and -t are needed"},
+    {{"printf", "%d %"}, "", 2, nullptr, "directive at byte 3 does not end"},
+    {{"money", "%n %n", "1"}, "", 2, nullptr, "exactly one directive"},
+    {{"decimal"}, "", 2, nullptr, "no expression"},
+    {{"decimal", "-r", "x", "1"}, "", 2, nullptr, "-r wants"},
+    {{"date", "-d"}, "", 2, nullptr, "needs a value"},
+    {{"compile", "bogus"}, "", 2, nullptr, "unknown compiler 'bogus'"},
+    {{"sort", "-L", "en_US.8859-1", "--help"}, "", 0, nullptr, ""},
+    // data errors: 1, the input named
+    {{"locale", "-L", "xx_YY.nothing", "decimal_point"}, "", 1, nullptr, "xx_YY.nothing: cannot load"},
+    {{"iconv", "-f", "utf8", "-t", "nocodeset"}, "", 1, nullptr, "cannot convert from utf8 to nocodeset"},
+    {{"iconv", "-f", "UTF-8", "-t", "ISO-8859-1"}, "ab\xff" "cd", 1, "ab",
+     "standard input: illegal input sequence at position 2"},
+    {{"iconv", "-c", "-f", "UTF-8", "-t", "ISO-8859-1"}, "ab\xff" "cd", 0, "abcd", ""},
+    {{"iconv", "-f", "SHIFT_JIS", "-t", "UTF-8"}, "ab\x82", 1, "ab", "incomplete character"},
+    {{"iconv", "-f", "utf8", "-t", "sjis", "/nonexistent/x"}, "", 1, "", "/nonexistent/x: No such file"},
+    {{"sort", "-L", "en_US.utf8"}, "ok\nbad\xff\n", 1, nullptr, "standard input: byte 3: no sort key"},
+    {{"printf", "-L", "en_US.8859-1", "%d", "12x"}, "", 1, nullptr, "'12x' is not an integer"},
+    {{"money", "-L", "en_US.8859-1", "--parse", "%n", "$1.00 extra"}, "", 1, nullptr, "byte 5: text after"},
+    {{"decimal", "1 / 0"}, "", 1, nullptr, "'1 / 0': byte 4: division by zero"},
+    {{"decimal", "1 + * 2"}, "", 1, nullptr, "byte 4: not a number"},
+    {{"date", "-d", "2024-02-30"}, "", 1, nullptr, "'2024-02-30': not a date"},
+    {{"env", "NO_SUCH_SETTING"}, "", 1, nullptr, "NO_SUCH_SETTING: unknown setting"},
+    // results
+    {{"locale", "-L", "de_DE.8859-1", "-k", "decimal_point", "thousands_sep", "grouping", "frac_digits"}, "", 0,
+     "decimal_point=\",\"\nthousands_sep=\".\"\ngrouping=3;3\nfrac_digits=2\n", ""},
+    {{"locale", "-L", "de_de/0333.lco", "currency_symbol"}, "", 0, "EUR\n", ""},
+    {{"sort", "-L", "en_US.8859-1", "-f", "-u"}, "b\nA\na\nB\nb\n", 0, "A\nb\n", ""},
+    {{"sort", "-L", "en_US.8859-1", "-r"}, "a\nc\nb\n", 0, "c\nb\na\n", ""},
+    {{"printf", "-L", "de_DE.8859-1", "%'d|%.2f|%s\\n", "1234567", "3.14159", "x"}, "", 0, "1.234.567|3,14|x\n", ""},
+    {{"printf", "-L", "en_US.8859-1", "%'d\\n", "-1234567", "42"}, "", 0, "-1,234,567\n42\n", ""},
+    {{"money", "-L", "de_DE.8859-1", "%n", "1234.5"}, "", 0, "1.234,50 EUR\n", ""},
+    {{"money", "-L", "en_US.8859-1", "%n", "-3"}, "", 0, "-$3.00\n", ""},
+    {{"money", "-L", "en_US.8859-1", "--parse", "%'n", "$1,234.50"}, "", 0, "1234.5\n", ""},
+    {{"decimal", "1.10 + 2.205"}, "", 0, "3.305\n", ""},
+    {{"decimal", "1.10", "+", "2.205", "*", "3"}, "", 0, "9.915\n", ""},
+    {{"decimal", "-r", "2", "10 / 3"}, "", 0, "3.33\n", ""},
+    {{"decimal", "-x", "123.45"}, "", 0, "123.45\nc201172d\n", ""},
+    {{"date", "-L", "de_DE.8859-1", "-d", "2024-03-05 14:07:09", "+%d.%m.%Y %H:%M"}, "", 0, "05.03.2024 14:07\n", ""},
+    {{"date", "-L", "en_US.8859-1", "-d", "2024-03-05", "+%A %B"}, "", 0, "Tuesday March\n", ""},
+};
+
+TEST(Cli, StatusesAndMessages) {
+  for (const Case &c : kCases) {
+    std::string label;
+    for (const std::string &a : c.args) label += a + " ";
+    SCOPED_TRACE(label);
+    const Result r = vls(c.args, c.input, {"HOME=/nonexistent"});
+    EXPECT_EQ(r.status, c.status) << r.err;
+    if (c.out) {
+      EXPECT_EQ(r.out, c.out);
+    }
+    if (*c.err) {
+      EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
+    } else if (c.status == 0) {
+      EXPECT_EQ(r.err, "");
+    }
+  }
+}
+
+TEST(Cli, EveryVerbHasHelp) {
+  for (const char *verb : {"locale", "iconv", "sort", "printf", "money", "decimal", "date", "env", "compile"}) {
+    SCOPED_TRACE(verb);
+    const Result r = vls({verb, "--help"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.out.find("usage: vls"), std::string::npos) << r.out;
+  }
+}
+
+TEST(Cli, LocaleListsTheShippedSet) {
+  const Result r = vls({"locale", "-a"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  for (const char *name : {"de_DE.8859-1\n", "ja_JP.sjis\n", "ja_JP.ujis\n", "en_US.utf8\n"})
+    EXPECT_NE(r.out.find(name), std::string::npos) << name;
+  // every name loads
+  size_t at = 0, end;
+  while ((end = r.out.find('\n', at)) != std::string::npos) {
+    const std::string spec = r.out.substr(at, end - at);
+    SCOPED_TRACE(spec);
+    EXPECT_EQ(vls({"locale", "-L", spec, "charmap"}).status, 0);
+    at = end + 1;
+  }
+}
+
+// The shipped pairs against iconv(1), in texts long enough to split
+// characters between the program's pieces.
+TEST(Cli, IconvAgreesWithTheCLibrary) {
+  struct Pair {
+    const char *from, *to, *sample;
+  };
+  const Pair kPairs[] = {
+      {"SHIFT_JIS", "UTF-8", "日本語のテキスト、かなカナ漢字。"},
+      {"UTF-8", "SHIFT_JIS", "東京都千代田区　ＡＢＣ１２３"},
+      {"EUC-JP", "UTF-8", "吾輩は猫である。名前はまだ無い。"},
+      {"SHIFT_JIS", "EUC-JP", "令和六年三月五日"},
+      {"KOI8-R", "CP1251", "Съешь же ещё этих мягких французских булок"},
+      {"UTF-8", "ISO-8859-7", "Ξεσκεπάζω την ψυχοφθόρα βδελυγμία"},
+      {"EUC-KR", "UTF-8", "다람쥐 헌 쳇바퀴에 타고파"},
+      {"ISO-8859-1", "UTF-8", "Größe, Äpfel, Übermut, façade"},
+  };
+  for (const Pair &p : kPairs) {
+    SCOPED_TRACE(std::string(p.from) + " -> " + p.to);
+    std::string utf8;
+    for (int i = 0; i < 700; ++i) utf8 += std::string(p.sample) + (i % 7 ? " " : "\n");
+    const std::string input = glibc_iconv("UTF-8", p.from, utf8);
+    const std::string want = glibc_iconv(p.from, p.to, input);
+    const Result r = vls({"iconv", "-f", p.from, "-t", p.to}, input);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(r.out == want) << "output differs from iconv(1)";
+  }
+}
+
+// sort(1) under the C library's build of the same locale source; skipped
+// when those locales were not built.
+TEST(Cli, SortAgreesWithTheCLibrary) {
+  const std::string glibc = VLS_TEST_BINARY_DIR "/oracle/glibc";
+  struct Row {
+    const char *vls_locale, *glibc_locale, *words;
+  };
+  const Row kRows[] = {
+      {"de_DE.8859-1", "de_DE.ISO-8859-1",
+       "Zucker\nähnlich\nApfel\nÄrger\nzu\nÖl\noben\nMüller\nMueller\nabc\nStraße\nStrasse\nBär\nbar\n"},
+      {"fr_FR.8859-1", "fr_FR.ISO-8859-1", "côte\ncote\ncôté\ncoté\nÉlan\nelan\nzèbre\nabîme\n"},
+  };
+  for (const Row &row : kRows) {
+    SCOPED_TRACE(row.vls_locale);
+    if (access((glibc + "/" + row.glibc_locale).c_str(), R_OK) != 0) {
+      GTEST_SKIP() << "the C library's " << row.glibc_locale << " is not built";
+    }
+    const std::string input = glibc_iconv("UTF-8", "ISO-8859-1", row.words);
+    for (const char *flag : {"", "-r"}) {
+      SCOPED_TRACE(flag);
+      std::vector<std::string> sort_args = {"sort"}, vls_args = {"sort", "-L", row.vls_locale};
+      if (*flag) sort_args.push_back(flag), vls_args.push_back(flag);
+      const Result want = run(sort_args, input, {"LOCPATH=" + glibc, std::string("LC_ALL=") + row.glibc_locale});
+      ASSERT_EQ(want.status, 0) << want.err;
+      const Result got = vls(vls_args, input);
+      EXPECT_EQ(got.status, 0) << got.err;
+      EXPECT_EQ(got.out, want.out);
+    }
+  }
+}
+
+// Where each setting comes from.
+TEST(Cli, EnvNamesTheSource) {
+  vlstest::TempDir home, kvx;
+  home.write(".kelvanix", "DBDATE Y4MD-\n");
+  kvx.write("etc/kelvanix.rc", "DBMONEY .\nDBDATE MDY4/\n");
+  const Result r = vls({"env", "DBDATE", "DBMONEY", "DBDELIMITER", "DBPATH"}, "",
+                       {"HOME=" + home.path(), "KELVANIXDIR=" + kvx.path(), "DBPATH=/x"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "DBDATE=Y4MD-\t(user file ~/.kelvanix)\n"
+            "DBMONEY=.\t(system file $KELVANIXDIR/etc/kelvanix.rc)\n"
+            "DBDELIMITER=|\t(default)\n"
+            "DBPATH=/x\t(environment)\n");
+}
+
+// The compilers are found beside the program or in the build tree.
+TEST(Cli, CompileForwards) {
+  for (const char *which : {"locale", "cvo"}) {
+    SCOPED_TRACE(which);
+    const Result r = vls({"compile", which, "--help"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_NE((r.out + r.err).find("usage: vls-"), std::string::npos);
+  }
+}
+
+}  // namespace
