@@ -21,6 +21,7 @@
 #include <vls/vlsmon.h>
 #include <vls/vlsstr.h>
 #include <vls/vlstime.h>
+#include <vls/vlstmfmt.h>
 
 namespace vlsfuzz {
 
@@ -559,9 +560,45 @@ void money(Ctx &c) {
   for (const char *f : {"%n", "%'i", "%-'20n", "x %n"}) parse(c.b.p(), f);
 }
 
+// ---- time formats --------------------------------------------------------------
+
+// A as a time format, and fixed formats, on a date made from B's bytes
+// (sometimes out of range); each result written again into exactly its
+// room and the codeset's terminator, and refused one byte shorter.
+void time_formats(Ctx &c) {
+  vl_locale_t *h = c.h;
+  const unsigned char *b = reinterpret_cast<const unsigned char *>(c.b.p());
+  vl_tm tm{};
+  tm.fraction = b[0] * 3907;
+  tm.sec = b[1] % 62, tm.min = b[2] % 61, tm.hour = b[3] % 25, tm.mday = 1 + b[4] % 31, tm.mon = b[5] % 13;
+  tm.year = static_cast<int32_t>(b[6] | (b[7] << 8)) % 1200 - 100;
+  tm.wday = b[0] % 8, tm.yday = (b[1] | (b[2] << 8)) % 367;
+  auto fit = [&](const char *format, bool interval) {
+    auto call = [&](char *out, int32_t size) {
+      vl_tm copy = tm;
+      return interval ? vl_mbsfinterval(h, out, size, format, &copy) : vl_mbsftime(h, out, size, format, &copy);
+    };
+    char probe[256];
+    const int n = call(probe, sizeof probe);
+    const int32_t room = n + c.lmin;
+    if (n <= 0 || room > 255) return;
+    std::vector<char> t = target(room);
+    check(call(t.data(), room) == n);
+    check(memcmp(t.data(), probe, static_cast<size_t>(n)) == 0);
+    std::vector<char> s = target(room - 1);
+    check(call(s.data(), room - 1) <= 0);
+  };
+  fit(c.a.p(), false);
+  fit(c.a.p(), true);
+  for (const char *f : {"%c", "%Ec|%EC|%Ey|%EY", "%x %X %r", "%Od %Oe %OH %OI %Om %OM %OS %Ou %OU %OV %Ow %OW %Oy",
+                        "%a %A %b %B %h %p %j %U %W %V %G %g %u %w %D %F %T %R %n %t %%", "%iY %iy %F3 %F6"})
+    fit(f, false);
+}
+
 // Every group, in order. A new service area is one more row.
 void (*const kServices[])(Ctx &) = {
     lengths, copies, searches, trailing_blanks, case_conv, classes, wide, streams, info, collation, money,
+    time_formats,
 };
 
 }  // namespace
