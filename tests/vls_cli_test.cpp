@@ -95,7 +95,7 @@ const Case kCases[] = {
     {{"iconv", "-c", "-f", "UTF-8", "-t", "ISO-8859-1"}, "ab\xff" "cd", 0, "abcd", ""},
     {{"iconv", "-f", "SHIFT_JIS", "-t", "UTF-8"}, "ab\x82", 1, "ab", "incomplete character"},
     {{"iconv", "-f", "utf8", "-t", "sjis", "/nonexistent/x"}, "", 1, "", "/nonexistent/x: No such file"},
-    {{"sort", "-L", "en_US.utf8"}, "ok\nbad\xff\n", 1, nullptr, "standard input: byte 3: no sort key"},
+    {{"sort", "-L", "en_US.utf8"}, "ok\nbad\xff\n", 1, nullptr, "standard input: byte 6: no sort key"},
     {{"printf", "-L", "en_US.8859-1", "%d", "12x"}, "", 1, nullptr, "'12x' is not an integer"},
     {{"money", "-L", "en_US.8859-1", "--parse", "%n", "$1.00 extra"}, "", 1, nullptr, "byte 5: text after"},
     {{"decimal", "1 / 0"}, "", 1, nullptr, "'1 / 0': byte 4: division by zero"},
@@ -178,6 +178,8 @@ TEST(Cli, IconvAgreesWithTheCLibrary) {
       {"UTF-8", "ISO-8859-7", "Ξεσκεπάζω την ψυχοφθόρα βδελυγμία"},
       {"EUC-KR", "UTF-8", "다람쥐 헌 쳇바퀴에 타고파"},
       {"ISO-8859-1", "UTF-8", "Größe, Äpfel, Übermut, façade"},
+      {"EUC-KR", "ISO-2022-KR", "다람쥐 헌 쳇바퀴에 타고파 abc"},
+      {"ISO-2022-KR", "EUC-KR", "다람쥐 헌 쳇바퀴에 타고파 abc"},
   };
   for (const Pair &p : kPairs) {
     SCOPED_TRACE(std::string(p.from) + " -> " + p.to);

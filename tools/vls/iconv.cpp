@@ -82,6 +82,10 @@ int convert_stream(Converter &c, const char *path) {
   int status = kOk;
   char piece[kPiece], ahead[kPiece];
   size_t got = fread(piece, 1, kPiece, in);
+  // A stateful target announces its shifted set once, ahead of the text
+  // (ISO-2022-KR's ESC $ ) C): the converters write only the shifts.
+  if (c.cv && c.cv->target_stateful && got > 0 && c.cv->shift_len[2] > 0 && c.cv->shift_len[2] <= 4)
+    fwrite(c.cv->shift_seq[2], 1, static_cast<size_t>(c.cv->shift_len[2]), c.out);
   for (;;) {
     pending.append(piece, got);
     // Look ahead one piece to know whether this one is the final piece.

@@ -28,6 +28,18 @@ bool fold(vl_locale_t *h, const std::string &in, std::string *out) {
   return true;
 }
 
+// The offset of the first byte that starts no character of the locale's
+// codeset, or 0.
+size_t first_invalid(vl_locale_t *h, const std::string &text) {
+  size_t i = 0;
+  while (i < text.size()) {
+    const int n = _kvx_vl_full_mblen(h, text.data() + i, static_cast<int32_t>(text.size() - i));
+    if (n <= 0) return i;
+    i += static_cast<size_t>(n);
+  }
+  return 0;
+}
+
 // The sort key of a line: measured first, then made.
 bool make_key(vl_locale_t *h, const std::string &text, std::string *key) {
   h->vl_errno = 0;
@@ -83,8 +95,9 @@ int verb_sort(int argc, char **argv) {
               static_cast<unsigned>(h->vl_errno));
         status = kDataError;
       } else if (!make_key(h, fold_case ? folded : l.text, &l.key)) {
-        error("sort", "%s: byte %zu: no sort key for the line (error %u)", label, at,
-              static_cast<unsigned>(h->vl_errno));
+        const unsigned err = h->vl_errno;
+        error("sort", "%s: byte %zu: no sort key for the line (error %u)", label, at + first_invalid(h, l.text),
+              err);
         status = kDataError;
       }
       lines.push_back(std::move(l));
