@@ -198,7 +198,7 @@ void fast_run(Run &r, const FastBytes *f) {
   int32_t left = r.remaining, room = r.room;
   const uint16_t *m = f->map;
   while (left >= 1) {
-    if (left >= 4 && room >= 4) {  // four single bytes at a time
+    if (r.counted && left >= 4 && room >= 4) {  // four single bytes at a time (never past a terminator)
       const uint16_t a = m[s[0]], b = m[s[1]], c = m[s[2]], d = m[s[3]];
       if (!((a | b | c | d) & kNotPlain)) {
         if (Write) {
