@@ -168,7 +168,8 @@ void build(Reader &in, Built &b) {
         }
       }
       if (b.args.size() + args.size() > kMaxArgs) return;
-      b.must_fail = !strchr("diuoxXbqpeEfgGcs", c);  // no conversion: the call ends here
+      // No conversion: the call ends here; but a bare "%%" is the literal.
+      b.must_fail = !strchr("diuoxXbqpeEfgGcs", c) && d != "%%";
       b.format += d;
       b.args.insert(b.args.end(), args.begin(), args.end());
     }

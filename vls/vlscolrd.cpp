@@ -237,15 +237,25 @@ int take_lists(vl_locale_t *h, row_set &ignored, class_set &classes) {
     ignored.char_count = ignored.char_capacity = 0;
   }
   int32_t total = 0;
-  for (int32_t i = 0; i < classes.count; ++i) total += classes.classes[i].char_count;
+  // The list is made when the strings outnumber the classes. A class of n
+  // strings gives n - 1 pairs and one with no string gives none, so the
+  // room is counted class by class: a class left empty cannot make the
+  // list too short for the others.
+  int32_t room = 0;
+  for (int32_t i = 0; i < classes.count; ++i) {
+    total += classes.classes[i].char_count;
+    if (classes.classes[i].char_count > 1) room += classes.classes[i].char_count - 1;
+  }
   total -= classes.count;
   if (total <= 0) {
     // Classes of one string (or none) give no pair: their strings go.
-    for (int32_t i = 0; i < classes.count; ++i)
+    for (int32_t i = 0; i < classes.count; ++i) {
       for (int32_t j = 0; j < classes.classes[i].char_count; ++j) _vl_free_ptr(classes.classes[i].chars[j]);
+      classes.classes[i].char_count = 0;
+    }
     return 0;
   }
-  vl_equiv_pair *pairs = vls::alloc_array<vl_equiv_pair>(static_cast<size_t>(total) + 1);
+  vl_equiv_pair *pairs = vls::alloc_array<vl_equiv_pair>(static_cast<size_t>(room) + 1);
   if (!pairs) return fail(h, VL_ENOMEM);
   int32_t n = 0;
   for (int32_t i = 0; i < classes.count; ++i) {
@@ -454,9 +464,8 @@ int read_line_rows(void *stream, vl_locale_t *h, Scratch &s) {
   return 0;
 }
 
-int derive_lists(vl_locale_t *h, Scratch &s) {
+int derive_lists_into(vl_locale_t *h, Scratch &s) {
   collate_category &c = h->collate;
-  if (s.ignored.count == 0 && s.classes.count == 0) return 0;
   char text[15 * 4];
   for (int32_t i = 0; i < c.num_coll_elems; ++i) {
     const coll_elem &e = c.coll_elems[i];
@@ -475,6 +484,21 @@ int derive_lists(vl_locale_t *h, Scratch &s) {
   unsigned char path[vls::tree::kMaxChar];
   if (enumerate_impl(h, &s.ignored, &s.classes, path, 0, &s.index) != 0) return -1;
   return take_lists(h, s.ignored, s.classes);
+}
+
+// The handle's lists of ignored characters and equivalent pairs. On a
+// failure the strings gathered into the classes so far go with them: the
+// scratch clean-up frees only the classes' arrays, as the handle owns the
+// strings once they are handed over.
+int derive_lists(vl_locale_t *h, Scratch &s) {
+  if (s.ignored.count == 0 && s.classes.count == 0) return 0;
+  if (derive_lists_into(h, s) == 0) return 0;
+  for (int32_t i = 0; i < s.classes.count; ++i) {
+    row_set &k = s.classes.classes[i];
+    for (int32_t j = 0; j < k.char_count; ++j) _vl_free_ptr(k.chars[j]);
+    k.char_count = 0;
+  }
+  return -1;
 }
 
 }  // namespace
