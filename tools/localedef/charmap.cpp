@@ -2,10 +2,13 @@
 // WIDTH_DEFAULT. WIDTH_VARIABLE is read over.
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <sstream>
+
+#include <zlib.h>
 
 #include "ldef.h"
 
@@ -21,33 +24,22 @@ void warn(const std::string &file, int line, const std::string &msg) {
   std::cerr << ": " << msg << "\n";
 }
 
+// The whole file; gzip data (Debian ships its charmaps as ".gz") is
+// inflated on the way in, plain files come through unchanged.
 std::string read_file(const std::string &path) {
-  FILE *f = fopen(path.c_str(), "rb");
-  if (!f) throw Error(path, 0, std::string("cannot open: ") + strerror(errno));
+  gzFile f = gzopen(path.c_str(), "rb");
+  if (!f) throw Error(path, 0, std::string("cannot open: ") + strerror(errno ? errno : ENOMEM));
+  gzbuffer(f, 1 << 16);
   std::string data;
   char buf[65536];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0) data.append(buf, n);
-  bool bad = ferror(f);
-  fclose(f);
-  if (bad) throw Error(path, 0, "read error");
-  if (data.size() >= 2 && static_cast<unsigned char>(data[0]) == 0x1f && static_cast<unsigned char>(data[1]) == 0x8b) {
-    // gzip data: let gzip inflate it, so that the tool needs no library.
-    std::string quoted = "'";
-    for (char c : path) {
-      if (c == '\'') quoted += "'\\''";
-      else quoted += c;
-    }
-    quoted += "'";
-    std::string cmd = "gzip -dc -- " + quoted + " 2>/dev/null";
-    FILE *p = popen(cmd.c_str(), "r");
-    if (!p) throw Error(path, 0, "cannot run gzip to inflate the file");
-    std::string out;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
-    int rc = pclose(p);
-    if (rc != 0) throw Error(path, 0, "gzip could not inflate the file");
-    return out;
-  }
+  int n;
+  while ((n = gzread(f, buf, sizeof buf)) > 0) data.append(buf, static_cast<size_t>(n));
+  int err = Z_OK;
+  const char *why = n < 0 ? gzerror(f, &err) : nullptr;
+  std::string reason = why ? why : "";
+  gzclose(f);
+  if (n < 0) throw Error(path, 0, err == Z_ERRNO ? std::string("read error: ") + strerror(errno)
+                                                 : "cannot inflate the file: " + reason);
   return data;
 }
 
