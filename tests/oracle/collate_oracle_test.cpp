@@ -383,7 +383,9 @@ TEST_P(CollateOracle, AgainstStrcollAndKeys) {
 }
 
 // A single-byte path gives the sign of the general engine, terminated and
-// with lengths (prefixes of the strings, not ended by NUL).
+// with lengths (prefixes of the strings, not ended by NUL); its sort key
+// (written from the bytes) is the engine's key of the widened string, at
+// full room and cut short, and orders as the path compares.
 TEST_P(CollateOracle, SingleBytePathIsTheEngine) {
   using Fn = int (*)(vl_locale_t *, const char *, const char *);
   const Fn paths[] = {_vl_is_mbscoll_exp, _vl_is_mbscoll_elem, _vl_is_mbscoll_back, _vl_is_mbscoll_exp_elem};
@@ -400,16 +402,45 @@ TEST_P(CollateOracle, SingleBytePathIsTheEngine) {
     for (uint32_t k = 0; k < h->collate.coll_elems[i].count; ++k) e += v_mb(h->collate.coll_elems[i].chars[k]);
     pool.push_back(e);
   }
+  // Some strings repeat one piece: runs of a letter, an element or an
+  // expanding character.
   auto gen = [&] {
     std::string s;
-    for (size_t len = pick(9); len; --len)
+    const bool runs = (rng() & 7) == 0;
+    for (size_t len = pick(runs ? 40 : 9); len; --len)
       s += (rng() & 3) ? pool[pick(pool.size())] : std::string(1, static_cast<char>(1 + pick(255)));
+    if (runs && !s.empty()) s = std::string(pick(5) + 1, s[0]) + s + s.substr(s.size() - 1) + s.substr(s.size() - 1);
     return s;
   };
+  auto engine_key = [&](const std::string &s, char *out, int32_t size) {
+    std::vector<vl_wchar> w(s.size() + 1);
+    EXPECT_EQ(h->mbstowcs_fn(h, w.data(), s.c_str(), static_cast<int32_t>(w.size())), static_cast<int>(s.size()));
+    return vl_wcsxfrm(h, out, w.data(), size);
+  };
   const long rounds = kSlow ? 4000 : 40000;
-  long bad = 0, bad_counted = 0;
+  long bad = 0, bad_counted = 0, bad_key = 0;
   for (long k = 0; k < rounds; ++k) {
     std::string a = gen(), b = (k & 1) ? gen() : a.substr(0, pick(a.size() + 1)) + gen();
+    for (const std::string *s : {&a, &b}) {
+      if (s->empty()) continue;  // an empty wide string has a key of its terminator
+      char fast_key[1024], slow_key[1024];
+      const int32_t room = (rng() & 3) ? 1024 : static_cast<int32_t>(pick(64));
+      memset(fast_key, 0x55, sizeof fast_key);
+      memset(slow_key, 0x55, sizeof slow_key);
+      const int nf = vl_full_mbsxfrm(h, fast_key, s->c_str(), room), ns = engine_key(*s, slow_key, room);
+      if ((nf != ns || memcmp(fast_key, slow_key, sizeof fast_key) != 0) && bad_key++ < 10)
+        ADD_FAILURE() << "key of " << hex(*s) << " in " << room << " bytes: path "
+                      << hex(std::string(fast_key, static_cast<size_t>(std::clamp(nf, 0, room)))) << " (" << nf
+                      << "), engine " << hex(std::string(slow_key, static_cast<size_t>(std::clamp(ns, 0, room))))
+                      << " (" << ns << ")";
+    }
+    // Keys order as the path compares (the code 1 wraps in a key's digits).
+    if (!a.empty() && !b.empty() && a.find('\1') == std::string::npos && b.find('\1') == std::string::npos) {
+      const std::string ka = v_key(a), kb = v_key(b);
+      const int by_key = sign(strcmp(ka.c_str(), kb.c_str())), by_path = sign(h->mbscoll_fn(h, a.c_str(), b.c_str()));
+      if (by_key != by_path && bad_key++ < 10)
+        ADD_FAILURE() << hex(a) << " vs " << hex(b) << ": keys " << by_key << ", path " << by_path;
+    }
     const int fast = sign(h->mbscoll_fn(h, a.c_str(), b.c_str()));
     const int slow = sign(_vl_im_mbscoll(h, a.c_str(), b.c_str()));
     if (fast != slow && bad++ < 10)
@@ -421,8 +452,8 @@ TEST_P(CollateOracle, SingleBytePathIsTheEngine) {
       ADD_FAILURE() << "counted " << hex(a.substr(0, static_cast<size_t>(la))) << " vs "
                     << hex(b.substr(0, static_cast<size_t>(lb))) << ": path " << cfast << ", engine " << cslow;
   }
-  printf("[collate] %s: single-byte path against the engine: %ld terminated and %ld counted differences in %ld\n",
-         GetParam().file, bad, bad_counted, rounds);
+  printf("[collate] %s: single-byte path against the engine: %ld terminated, %ld counted and %ld key differences in %ld\n",
+         GetParam().file, bad, bad_counted, bad_key, rounds);
 }
 
 std::string case_name(const ::testing::TestParamInfo<Case> &info) {
