@@ -502,6 +502,308 @@ int32_t mb_chars(vl_locale_t *h, const char *s, int32_t len) {
   return h->single_byte ? len : _kvx_vl_im_mbfslen(h, s, len);
 }
 
+// ---- the engine on decoded text -----------------------------------------------------
+//
+// Multibyte text decoded once for all passes: each character's code and its
+// row through coll_rows, so that no pass walks a tree for a character of the
+// string. The cursor yields exactly the words and codes of next_weight; a
+// character without a row stores error 1 when a pass reaches it, as the
+// lookup in next_weight does.
+
+constexpr int32_t kNoRowError = -1;  // no row: the walk failed (error 1)
+constexpr int32_t kNoRow = -2;       // no row: the tree holds no data there
+
+inline int32_t row_mark(const multi_t *t, vl_wchar v) {
+  const vls::tree::Node *root = t->root;
+  const unsigned char *r;
+  if (t->min_length == 1 && v <= 0xFFu && root->flags && root->flags[v] == VL_MULTI_COMPLETE) {
+    r = vls::tree::row(t, root, v);
+  } else {
+    const vls::tree::Walk w = vls::tree::walk_wide(t, v);
+    if (!w.ok()) return kNoRowError;
+    r = vls::tree::row(t, w);
+  }
+  return r ? vls::tree::u16(r) : kNoRow;
+}
+
+// A string's codes and rows: on the stack up to kLocalChars characters, on
+// the host heap beyond.
+class Decoded {
+ public:
+  Decoded() = default;
+  Decoded(const Decoded &) = delete;
+  Decoded &operator=(const Decoded &) = delete;
+  ~Decoded() { _vl_free_ptr(heap_); }
+
+  // Decodes `bytes` bytes: the count, -1 at a byte that is no character
+  // (or a character cut by the end), -2 when more than `room` characters
+  // would be needed (Grow false), -3 without memory.
+  template <bool Grow>
+  int32_t decode(const multi_t *t, const multi_t *rows, const unsigned char *s, int32_t bytes) {
+    int32_t n = fill(t, rows, s, bytes, kLocalChars);
+    if (n != -2 || !Grow) return n;
+    n = 0;
+    for (int32_t i = 0; i < bytes; ++n) {
+      const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{s + i, bytes - i});
+      if (!w.ok()) return -1;
+      i += w.bytes;
+    }
+    heap_ = _vl_alloc_ptr(static_cast<size_t>(n) * (sizeof(vl_wchar) + sizeof(int32_t)));
+    if (!heap_) return -3;
+    codes = static_cast<vl_wchar *>(heap_);
+    rows_ = reinterpret_cast<int32_t *>(codes + n);
+    return fill(t, rows, s, bytes, n);
+  }
+
+  vl_wchar *codes = local_codes_;
+  const int32_t *row() const { return rows_; }
+  int32_t size = 0;
+
+ private:
+  int32_t fill(const multi_t *t, const multi_t *rt, const unsigned char *s, int32_t bytes, int32_t room) {
+    const unsigned char *f = t->root->flags;
+    const unsigned char *rf = rt->min_length == 1 ? rt->root->flags : nullptr;
+    int32_t n = 0;
+    for (int32_t i = 0; i < bytes; ++n) {
+      if (n == room) return -2;
+      const unsigned b = s[i];
+      vl_wchar v;
+      if (f && f[b] == VL_MULTI_COMPLETE) {
+        v = b;
+        ++i;
+      } else {
+        const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{s + i, bytes - i});
+        if (!w.ok()) return -1;
+        v = w.value;
+        i += w.bytes;
+      }
+      codes[n] = v;
+      if (v <= 0xFFu && rf && rf[v] == VL_MULTI_COMPLETE) {
+        const unsigned char *r = vls::tree::row(rt, rt->root, v);
+        rows_[n] = r ? vls::tree::u16(r) : kNoRow;
+      } else {
+        rows_[n] = row_mark(rt, v);
+      }
+    }
+    size = n;
+    return n;
+  }
+  vl_wchar local_codes_[kLocalChars];
+  int32_t local_rows_[kLocalChars];
+  int32_t *rows_ = local_rows_;
+  void *heap_ = nullptr;
+};
+
+// The state of next_weight over a decoded string (of at least one
+// character), and the same steps.
+struct RowCursor {
+  const vl_wchar *codes;
+  const int32_t *rows;
+  const parallel_entry *par;
+  const uint16_t *weights;
+  const coll_exp_record *exp = nullptr;
+  int32_t i, last, step, exp_index = 0;
+  bool done = false;
+
+  RowCursor(const vl_wchar *c, const int32_t *r, int32_t len, const parallel_entry *p, uint32_t flags,
+            const uint16_t *w)
+      : codes(c), rows(r), par(p), weights(w) {
+    if (flags & 1) {
+      i = 0;
+      last = len - 1;
+      step = 1;
+    } else {
+      i = len - 1;
+      last = 0;
+      step = -1;
+    }
+  }
+
+  uint16_t next(vl_locale_t *h, vl_wchar &code) {
+    int32_t entered = 0;
+    while (!done) {
+      int32_t source = 1;
+      vl_wchar c;
+      int32_t row;
+      if (exp) {
+        c = exp->chars[exp_index];
+        exp_index += step;
+        if (exp_index < 0 || exp_index >= static_cast<int32_t>(exp->count)) exp = nullptr;
+        row = code_row(h, c);
+      } else if (par && par[i].elem) {
+        c = 1;
+        row = par[i].elem->row;
+        source = static_cast<int32_t>(par[i].elem->count);
+      } else {
+        c = codes[i];
+        row = rows[i];
+        if (row == kNoRowError) set_error(h, VL_EILSEQ);
+      }
+      if (row < 0) break;
+      uint16_t w = weights[row];
+      if (w & kExpansion) {
+        if (++entered > h->collate.num_expansions) {
+          set_error(h, VL_EILSEQ);
+          break;
+        }
+        exp = &h->collate.expansions[w & kMask];
+        exp_index = step > 0 ? 0 : static_cast<int32_t>(exp->count) - 1;
+        w = 1;
+      }
+      if (!exp) {
+        i += source * step;
+        if ((last - i) * step < 0) done = true;
+        entered = 0;
+      }
+      if (w != 1) {
+        code = c;
+        return w;
+      }
+    }
+    done = true;
+    code = 0;
+    return 0;
+  }
+};
+
+// collate_pass over decoded strings, from character `k1` and `k2` on.
+int decoded_pass(vl_locale_t *h, uint32_t flags, const uint16_t *weights, const Decoded &a, int32_t k1,
+                 const parallel_entry *p1, const Decoded &z, int32_t k2, const parallel_entry *p2) {
+  const int32_t len1 = a.size - k1, len2 = z.size - k2;
+  RowCursor x(a.codes + k1, a.row() + k1, len1, p1 ? p1 + k1 : nullptr, flags, weights);
+  RowCursor y(z.codes + k2, z.row() + k2, len2, p2 ? p2 + k2 : nullptr, flags, weights);
+  uint16_t w1 = 0, w2 = 0;
+  vl_wchar c1 = 0, c2 = 0;
+  for (;;) {
+    if (len1 != 0)
+      w1 = x.next(h, c1);
+    else
+      x.done = true;
+    if (len2 != 0)
+      w2 = y.next(h, c2);
+    else
+      y.done = true;
+    if (w1 == 0 && w2 == 0 && (x.done || y.done)) break;
+    if ((w1 & kMask) != (w2 & kMask)) return sign((w1 & kMask) < (w2 & kMask));
+    if ((w1 & kTie) && c1 != c2) return sign(c1 < c2);
+  }
+  if (c1 != 0 && c2 == 0) return 1;
+  if (c1 == 0 && c2 != 0) return -1;
+  return 0;
+}
+
+// The weighted comparison of two decoded strings, as _kvx_vl_full_wcscoll
+// makes it for a table locale.
+int decoded_coll(vl_locale_t *h, const Decoded &a, const Decoded &z) {
+  const collate_category &c = h->collate;
+  const int32_t len1 = a.size, len2 = z.size;
+  Parallel p1, p2;
+  if (!parallel_for(h, a.codes, len1, p1) || !parallel_for(h, z.codes, len2, p2)) return 0;
+  const int32_t head = wide_head(a.codes, len1, p1.p, z.codes, len2, p2.p);
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    const int32_t k = (c.pass_flags[p] & 1) && head > 0 && head < len1 && head < len2 ? head : 0;
+    if (int r = decoded_pass(h, c.pass_flags[p], c.pass_weights[p], a, k, p1.p, z, k, p2.p); r != 0) return r;
+  }
+  return 0;
+}
+
+// Whether some collating element starts with `code`.
+inline bool starts_elem(const int32_t *cand, vl_wchar code) {
+  if (code < vls::coll::kFlags) return cand[code] != 0;
+  const uint32_t *firsts = vls::coll::elem_firsts(cand);
+  return std::binary_search(firsts, firsts + vls::coll::elem_index_count(cand), code);
+}
+
+// The bytes at the head of two multibyte strings that a comparison whose
+// passes all run forward may pass over: whole characters of equal bytes, at
+// most `cap` bytes, ending where no collating element that starts before
+// the end can reach it. Beyond such a head both strings yield the same
+// words with the same codes.
+int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char *a, const unsigned char *z,
+                int32_t cap) {
+  int32_t common = 0;
+  while (common < cap && a[common] == z[common]) ++common;
+  if (common == 0) return 0;
+  const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
+  if (c.num_coll_elems > 0 && !cand) return 0;
+  const int32_t reach = cand ? vls::coll::elem_longest(cand) : 0;
+  const unsigned char *f = t->root->flags;
+  int32_t good = 0, since = reach;  // characters since the last that may start an element
+  for (int32_t i = 0;;) {
+    if (since >= reach) good = i;
+    if (i >= common) break;
+    const unsigned b = a[i];
+    vl_wchar v;
+    if (f && f[b] == VL_MULTI_COMPLETE) {
+      v = b;
+      ++i;
+    } else {
+      const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{a + i, common - i});
+      if (!w.ok()) break;
+      v = w.value;
+      i += w.bytes;
+    }
+    if (cand && starts_elem(cand, v))
+      since = 1;
+    else if (since < reach)
+      ++since;
+  }
+  return good;
+}
+
+// Digits of a key field for values up to `limit` (as write_weight counts).
+inline int key_digits(uint32_t limit) {
+  return limit >= 4162314256u ? 5 : limit >= 16387064u ? 4 : limit >= 64516u ? 3 : limit >= 254u ? 2 : 1;
+}
+
+// write_weight's digits of `value`, at `count` in `out` while below `size`.
+inline void put_digits(uint32_t value, int digits, char *out, int32_t &count, int32_t size) {
+  static constexpr uint32_t kPlace[] = {1u, 254u, 64516u, 16387064u, 4162314256u};
+  uint32_t field = value - 2;
+  auto put = [&](uint32_t d) {
+    if (count < size) out[count] = static_cast<char>((d + 2) & 0xFF);
+    ++count;
+  };
+  if (digits == 1) return put(field);
+  if (digits == 2) {
+    put(field / 254u);
+    return put(field % 254u);
+  }
+  for (int i = digits - 1; i >= 0; --i) {
+    const uint32_t d = field / kPlace[i];
+    field -= d * kPlace[i];
+    put(d);
+  }
+}
+
+// vl_wcsxfrm's key of a decoded string (at least one character) of a table
+// locale.
+int decoded_xfrm(vl_locale_t *h, char *target, const Decoded &s, int32_t size) {
+  const collate_category &c = h->collate;
+  Parallel par;
+  if (!parallel_for(h, s.codes, s.size, par)) return -1;
+  const int dw = key_digits(c.max_weight), dc = key_digits(code_limit(h));
+  int32_t count = 0;
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    if (p > 0) {
+      if (count < size) target[count] = 1;
+      ++count;
+    }
+    RowCursor cur(s.codes, s.row(), s.size, par.p, c.pass_flags[p], c.pass_weights[p]);
+    vl_wchar code;
+    while (uint16_t w = cur.next(h, code)) {
+      if (w & kTie) {
+        put_digits(w & kMask, dw, target, count, size);
+        put_digits(code, dc, target, count, size);
+      } else {
+        put_digits(w, dw, target, count, size);
+      }
+    }
+  }
+  if (count < size) target[count] = 0;
+  return count;
+}
+
 }  // namespace
 
 extern "C" {
@@ -704,6 +1006,19 @@ VLS_API int vl_full_mbsxfrm(vl_locale_t *h, char *target, const char *source, in
     if (h->mbscoll_fn == _vl_is_mbscoll_elem) return sb_xfrm<SbPath::Elem>(h, target, source, size);
     if (h->mbscoll_fn == _vl_is_mbscoll_exp_elem) return sb_xfrm<SbPath::ExpElem>(h, target, source, size);
   }
+  // A multibyte table locale decodes a string of up to kLocalChars
+  // characters once into codes and rows; any other string takes the wide
+  // copy below.
+  const multi_t *tree = h->ctype.ctype_tree;
+  if (!h->single_byte && *source && h->collate.collation_kind == VL_COLL_TABLE && !h->codepoint_collation &&
+      !_vlu_active(h, VL_LC_COLLATE) && !_vlu_active(h, VL_LC_CTYPE) && h->coll_rows && tree &&
+      tree->min_length == 1 && tree->root->flags && tree->root->flags[0] == VL_MULTI_COMPLETE &&
+      h->mbstowcs_fn == _vl_im_mbstowcs) {
+    Decoded d;
+    const auto *s = reinterpret_cast<const unsigned char *>(source);
+    if (d.decode<false>(tree, h->coll_rows, s, static_cast<int32_t>(strlen(source))) > 0)
+      return decoded_xfrm(h, target, d, size);
+  }
   const int32_t len = mb_chars(h, source, -1);
   if (len < 0) return -1;
   if (len == 0) {
@@ -786,9 +1101,33 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
     set_error(h, VL_EILSEQ);
     return 0;
   }
+  const multi_t *tree = h->ctype.ctype_tree;
+  if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree && h->coll_rows && !h->codepoint_collation &&
+      h->collate.collation_kind == VL_COLL_TABLE && !_vlu_active(h, VL_LC_COLLATE)) {
+    // Each side decoded once into codes and rows. When every pass runs
+    // forward, a head of equal characters is passed over before decoding
+    // (each side keeps at least its last byte).
+    const collate_category &c = h->collate;
+    bool forward = c.num_passes <= VL_MAX_PASSES;
+    for (int32_t p = 0; forward && p < c.num_passes; ++p) forward = (c.pass_flags[p] & 1) != 0;
+    const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
+    const int32_t skip = forward ? mb_head(tree, c, a, z, std::min(bytes1, bytes2) - 1) : 0;
+    Decoded d1, d2;
+    const int32_t r1 = d1.decode<true>(tree, h->coll_rows, a + skip, bytes1 - skip);
+    const int32_t r2 = r1 < 0 ? 0 : d2.decode<true>(tree, h->coll_rows, z + skip, bytes2 - skip);
+    if (r1 == -3 || r2 == -3) {
+      set_error(h, VL_ENOMEM);
+      return 0;
+    }
+    if (r1 < 0 || r2 < 0) {
+      set_error(h, VL_EILSEQ);
+      return 0;
+    }
+    return decoded_coll(h, d1, d2);
+  }
   WideBuffer w1, w2;
   int32_t r1, r2;
-  if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && h->ctype.ctype_tree) {
+  if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree) {
     // One walk converts a string of up to kLocalChars characters on the
     // stack; a longer one is counted, given room and converted again.
     auto convert = [h](const char *s, int32_t bytes, WideBuffer &w) {

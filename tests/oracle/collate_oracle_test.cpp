@@ -456,6 +456,71 @@ TEST_P(CollateOracle, SingleBytePathIsTheEngine) {
          GetParam().file, bad, bad_counted, bad_key, rounds);
 }
 
+// In a multibyte locale the multibyte entries (which decode each string
+// once, and pass over a shared head) give the wide engine's results on the
+// widened strings: the sign of a comparison, terminated and with lengths,
+// and the key byte for byte.
+TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
+  if (h->single_byte) GTEST_SKIP() << "single-byte";
+  std::vector<std::string> pool, cs = chars();
+  std::shuffle(cs.begin(), cs.end(), rng);
+  for (const auto &s : cs)
+    if (pool.size() < 300 && (s.size() > 1 || iswalpha_l(static_cast<wint_t>(g_wide(s)), g) || expands(s)))
+      pool.push_back(s);
+  // Elements whole and their characters apart, so that a shared head can
+  // end inside an element of one side.
+  std::vector<int32_t> elems(static_cast<size_t>(h->collate.num_coll_elems));
+  for (size_t i = 0; i < elems.size(); ++i) elems[i] = static_cast<int32_t>(i);
+  std::shuffle(elems.begin(), elems.end(), rng);
+  if (elems.size() > 100) elems.resize(100);
+  for (int32_t i : elems) {
+    std::string e;
+    for (uint32_t k = 0; k < h->collate.coll_elems[i].count; ++k) {
+      e += v_mb(h->collate.coll_elems[i].chars[k]);
+      pool.push_back(v_mb(h->collate.coll_elems[i].chars[k]));
+    }
+    pool.push_back(e);
+  }
+  auto gen = [&](size_t most) {
+    std::string s;
+    for (size_t len = pick(most); len; --len)
+      s += (rng() & 3) ? pool[pick(pool.size())] : cs[pick(std::min<size_t>(cs.size(), 60))];
+    return s;
+  };
+  auto wide = [&](const std::string &s) {
+    std::vector<vl_wchar> w(s.size() + 1);
+    const int n = h->mbstowcs_fn(h, w.data(), s.c_str(), static_cast<int32_t>(w.size()));
+    w.resize(static_cast<size_t>(std::max(n, 0)) + 1);
+    w.back() = 0;
+    return w;
+  };
+  const long rounds = kSlow ? 2000 : 20000;
+  long bad = 0;
+  for (long k = 0; k < rounds; ++k) {
+    // Heads shared often, and long strings now and then.
+    const size_t most = (k % 16) == 0 ? 160 : 9;
+    const std::string head = (k & 1) ? gen(most) : std::string();
+    const std::string a = head + gen(most), b = (k & 2) ? head + gen(most) : head;
+    const std::vector<vl_wchar> wa = wide(a), wb = wide(b);
+    const int mb = sign(_vl_im_mbscoll(h, a.c_str(), b.c_str()));
+    const int wc = sign(vl_full_wcscoll(h, wa.data(), wb.data()));
+    const std::string ta = a + "zz", tb = b + "q";
+    const int counted = sign(_kvx_vl_im_mbfscoll(h, ta.data(), static_cast<int32_t>(a.size()), tb.data(),
+                                                 static_cast<int32_t>(b.size())));
+    if ((mb != wc || counted != wc) && bad++ < 10)
+      ADD_FAILURE() << hex(a) << " vs " << hex(b) << ": terminated " << mb << ", counted " << counted << ", wide "
+                    << wc;
+    if (a.empty()) continue;
+    const std::string key = v_key(a);
+    const int n = vl_wcsxfrm(h, nullptr, wa.data(), 0);
+    std::string wkey(static_cast<size_t>(std::max(n, 0)) + 1, '\0');
+    vl_wcsxfrm(h, wkey.data(), wa.data(), n + 1);
+    wkey.resize(static_cast<size_t>(std::max(n, 0)));
+    if (key != wkey && bad++ < 10) ADD_FAILURE() << "key of " << hex(a) << ": " << hex(key) << ", wide " << hex(wkey);
+  }
+  EXPECT_EQ(bad, 0);
+}
+
 std::string case_name(const ::testing::TestParamInfo<Case> &info) {
   std::string n = std::string(info.param.source) + "_" + info.param.charmap;
   for (auto &ch : n) ch = isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
