@@ -693,8 +693,38 @@ std::vector<CharRef> era_string(const std::vector<CharRef> &in, const Statement 
   return out;
 }
 
+// The calendars a time category can name, with the months of their
+// longest year: the month lists hold that many names. A source chooses
+// one with a `calendar` line (a name or a string); without it the dates
+// are Gregorian.
+struct CalendarRow {
+  const char *name;
+  size_t months;
+};
+constexpr CalendarRow kCalendars[] = {{"gregorian", 12}, {"hebrew", 13}, {"islamic", 12}, {"arabic", 12}};
+
+const CalendarRow &calendar_of(const Keywords &kw) {
+  const Statement *st = kw.get("calendar");
+  if (!st) return kCalendars[0];
+  std::string name;
+  if (st->args.size() == 1 && st->args[0].kind == TokKind::Ident) {
+    name = st->args[0].text;
+  } else if (st->args.size() == 1 && st->args[0].kind == TokKind::String) {
+    for (const auto &c : st->args[0].chars) {
+      if (c.ucs == kNoUcs || c.ucs > 0x7F) throw Error(st->file, st->line, "calendar names a calendar in plain ASCII");
+      name += static_cast<char>(c.ucs);
+    }
+  } else {
+    throw Error(st->file, st->line, "calendar expects one name");
+  }
+  for (const auto &c : kCalendars)
+    if (name == c.name) return c;
+  throw Error(st->file, st->line, "unknown calendar \"" + name + "\" (gregorian, hebrew, islamic or arabic)");
+}
+
 std::string time_section(const Keywords &kw, const Encoder &enc) {
-  std::string out = "gregorian\n";
+  const CalendarRow &cal = calendar_of(kw);
+  std::string out = std::string(cal.name) + "\n";
   auto list = [&](const char *key, size_t want, bool counted) {
     const Statement *st = kw.get(key);
     std::vector<std::string> items;
@@ -712,8 +742,8 @@ std::string time_section(const Keywords &kw, const Encoder &enc) {
   };
   out += list("abday", 7, false);
   out += list("day", 7, false);
-  out += list("abmon", 12, true);
-  out += list("mon", 12, true);
+  out += list("abmon", cal.months, true);
+  out += list("mon", cal.months, true);
   out += one_string(kw, "d_t_fmt", enc);
   out += one_string(kw, "d_fmt", enc);
   out += one_string(kw, "t_fmt", enc);
