@@ -3,7 +3,9 @@
 // "arabic") gives ICU's year, month, day of the month and day of the year
 // (ICU's "hebrew" and "islamic-civil"), and keeps the weekday and the time;
 // each day is also the day after the one before, so that the months and
-// the years have the lengths their calendar allows.
+// the years have the lengths their calendar allows, and every Hebrew new
+// year (there and up to the Gregorian year 9999) is the one that the
+// molad and the postponements, taken one at a time, give.
 //
 // ICU's Hebrew calendar departs from the rules in one place of the range:
 // it moves the new year 5807 from Monday 2046-10-01 (the molad of Tishri
@@ -88,6 +90,30 @@ struct Continuity {
   }
 };
 
+// 1 Tishri of the Hebrew year y (from 2) by the molad and the four
+// postponements taken one at a time, as a Gregorian date. The molad is
+// counted in parts (1080 to the hour) from the evening (6 p.m.) that begins
+// the Sunday before the first year's molad of Monday 5 h 204 p.
+void new_year_by_the_rules(int64_t y, int32_t *gy, int32_t *gm, int32_t *gd) {
+  auto leap = [](int64_t year) { return (7 * year + 1) % 19 < 7; };
+  constexpr int64_t kDay = 24 * 1080;
+  const int64_t months = (235 * y - 234) / 19;
+  const int64_t molad = kDay + 5 * 1080 + 204 + months * (29 * kDay + 12 * 1080 + 793);
+  int64_t day = molad / kDay;  // 0: that Sunday
+  const int64_t parts = molad % kDay;
+  if (parts >= 18 * 1080) ++day;  // at or after noon: the next day
+  else if (day % 7 == 2 && parts >= 9 * 1080 + 204 && !leap(y)) day += 2;  // Tuesday, a common year
+  else if (day % 7 == 1 && parts >= 15 * 1080 + 589 && leap(y - 1)) ++day;  // Monday after a leap year
+  if (day % 7 == 0 || day % 7 == 3 || day % 7 == 5) ++day;  // not Sunday, Wednesday or Friday
+  // Day 1 is 7 October 3761 BCE (Julian), day -1373427 of the count from
+  // 1 January of the Gregorian year 1 (day 1); z counts from 0000-03-01.
+  const int64_t z = day - 1373428 + 305;
+  const int64_t era = (z >= 0 ? z : z - 146096) / 146097, doe = z - era * 146097;
+  const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365, doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const int64_t mp = (5 * doy + 2) / 153, d = doy - (153 * mp + 2) / 5 + 1, m = mp < 10 ? mp + 3 : mp - 9;
+  *gy = static_cast<int32_t>(yoe + era * 400 + (m <= 2)), *gm = static_cast<int32_t>(m), *gd = static_cast<int32_t>(d);
+}
+
 bool leap_g(int y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); }
 
 // year/month/day/day-of-year name-index weekday, for one message per day.
@@ -103,7 +129,7 @@ TEST(CalendarOracle, EveryDayOf1900To2100) {
   ASSERT_EQ(vl_create_null_locale_4(&h), 0);
   IcuCal hebrew("en@calendar=hebrew"), civil("en@calendar=islamic-civil");
   ASSERT_TRUE(hebrew.cal && civil.cal);
-  int days = 0, failures = 0, left_out = 0, departed = 0;
+  int days = 0, failures = 0, left_out = 0, departed = 0, new_years = 0;
   Continuity runs[3];
   int64_t epoch_day = -25567;  // 1900-01-01 from 1970-01-01
   int wday = 1;                // 1900-01-01 was a Monday
@@ -139,6 +165,12 @@ TEST(CalendarOracle, EveryDayOf1900To2100) {
           if (calendar == VL_CAL_HEBREW && icu.days_in_year() < 383 && name > 5) --mon;
           const std::string want = text(icu.get(UCAL_YEAR), mon + 1, icu.get(UCAL_DATE),
                                         icu.get(UCAL_DAY_OF_YEAR), name, icu.get(UCAL_DAY_OF_WEEK) - 1);
+          if (calendar == VL_CAL_HEBREW && local.yday == 0) {
+            int32_t ny, nm, nd;
+            new_year_by_the_rules(local.year + 1900, &ny, &nm, &nd);
+            if (ny != y || nm != m + 1 || nd != d) bad = "not the new year by the rules";
+            ++new_years;
+          }
           if (calendar == VL_CAL_HEBREW && epoch_day >= kIcuHebrewFrom && epoch_day <= kIcuHebrewTo) {
             ++left_out;
             departed += got != want;
@@ -152,6 +184,7 @@ TEST(CalendarOracle, EveryDayOf1900To2100) {
     }
   }
   EXPECT_EQ(days, 73414);
+  EXPECT_EQ(new_years, 201);
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(left_out, kIcuHebrewTo - kIcuHebrewFrom + 1);
   // ICU departs on each of those days (or, once mended, on none).
@@ -159,5 +192,36 @@ TEST(CalendarOracle, EveryDayOf1900To2100) {
   // Every length a year can have occurs in the range.
   EXPECT_EQ(runs[0].year_lengths, (std::set<int32_t>{353, 354, 355, 383, 384, 385}));
   EXPECT_EQ(runs[1].year_lengths, (std::set<int32_t>{354, 355}));
+  vl_lc_unload(h);
+}
+
+// Beyond ICU's range: the first day of every Hebrew year whose new year
+// falls in the Gregorian years 2 to 9999 is the day the rules give, and
+// the day before it ends the year before.
+TEST(CalendarOracle, NewYearsByThePostponements) {
+  vl_locale_t *h = nullptr;
+  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
+  h->time.calendar = VL_CAL_HEBREW;
+  int failures = 0;
+  for (int64_t year = 3762; year <= 13760; ++year) {
+    int32_t gy, gm, gd;
+    new_year_by_the_rules(year, &gy, &gm, &gd);
+    vl_alt_tm g{}, local{}, before{};
+    g.year = gy - 1900, g.mon = gm - 1, g.mday = gd;
+    ASSERT_EQ(vl_cal_gregorian_to_local(h, &g, &local), 0) << year;
+    if (gd > 1) {
+      --g.mday;
+    } else if (gm > 1) {
+      g.mon -= 1, g.mday = gm - 1 == 2 ? (leap_g(gy) ? 29 : 28) : (gm - 1 == 4 || gm - 1 == 6 || gm - 1 == 9 || gm - 1 == 11 ? 30 : 31);
+    } else {
+      g.year -= 1, g.mon = 11, g.mday = 31;
+    }
+    ASSERT_EQ(vl_cal_gregorian_to_local(h, &g, &before), 0) << year;
+    const bool ok = local.year + 1900 == year && local.mon == 0 && local.mday == 1 && local.yday == 0 &&
+                    before.year + 1900 == year - 1 && before.month_name_index == 12 && before.mday == 29 &&
+                    before.yday >= 352 && before.yday <= 384;
+    if (!ok && ++failures <= 10) ADD_FAILURE() << year << ": " << gy << "-" << gm << "-" << gd;
+  }
+  EXPECT_EQ(failures, 0);
   vl_lc_unload(h);
 }
