@@ -451,9 +451,13 @@ int sb_xfrm(vl_locale_t *h, char *target, const char *source, int32_t size) {
 
 // Marks where collating elements lie: at each position the first element
 // in file order that starts there and fits, and a jump behind it.
-void fill_parallel(const collate_category &c, const vl_wchar *string, int32_t length, parallel_entry *arr) {
+// From position `from` (the start of a character or element) until
+// position `upto` is marked; the next position to mark.
+int32_t fill_parallel_from(const collate_category &c, const vl_wchar *string, int32_t length, parallel_entry *arr,
+                           int32_t from, int32_t upto) {
   const int32_t *cand = c.elem_candidates;
-  for (int32_t i = 0; i < length;) {
+  int32_t i = from;
+  while (i < length && i <= upto) {
     coll_elem *found = nullptr;
     const vl_wchar code = string[i];
     auto fits = [&](const coll_elem &e) {
@@ -478,6 +482,11 @@ void fill_parallel(const collate_category &c, const vl_wchar *string, int32_t le
     for (uint32_t k = 0; k < found->count; ++k) arr[i + static_cast<int32_t>(k)] = {found, k};
     i += static_cast<int32_t>(found->count);
   }
+  return i;
+}
+
+void fill_parallel(const collate_category &c, const vl_wchar *string, int32_t length, parallel_entry *arr) {
+  fill_parallel_from(c, string, length, arr, 0, length - 1);
 }
 
 // `bytes` bytes of multibyte text as wide codes, at most `room` of them:
@@ -518,6 +527,11 @@ inline int32_t row_mark(const multi_t *t, vl_wchar v) {
   const unsigned char *r;
   if (t->min_length == 1 && v <= 0xFFu && root->flags && root->flags[v] == VL_MULTI_COMPLETE) {
     r = vls::tree::row(t, root, v);
+  } else if (const vls::tree::Node *n = nullptr;
+             t->min_length == 1 && v > 0xFFu && v <= 0xFFFFu && root->flags &&
+             root->flags[v >> 8] == VL_MULTI_LEADS && (n = vls::tree::child(root, v >> 8))->flags &&
+             n->flags[v & 0xFFu] == VL_MULTI_COMPLETE) {
+    r = vls::tree::row(t, n, v & 0xFFu);
   } else {
     const vls::tree::Walk w = vls::tree::walk_wide(t, v);
     if (!w.ok()) return kNoRowError;
@@ -533,7 +547,9 @@ class Decoded {
   Decoded() = default;
   Decoded(const Decoded &) = delete;
   Decoded &operator=(const Decoded &) = delete;
-  ~Decoded() { _vl_free_ptr(heap_); }
+  ~Decoded() {
+    if (heap_) _vl_free_ptr(heap_);
+  }
 
   // Decodes `bytes` bytes: the count, -1 at a byte that is no character
   // (or a character cut by the end), -2 when more than `room` characters
@@ -594,20 +610,48 @@ class Decoded {
   void *heap_ = nullptr;
 };
 
+// The parallel array of a decoded string, marked only as far as a cursor
+// has read (a comparison mostly stops after a few characters).
+struct LazyParallel {
+  Parallel par;
+  const collate_category *c = nullptr;
+  const vl_wchar *codes = nullptr;
+  int32_t len = 0, marked = 0;
+
+  // False (error 3) when the array could not be made; null `par.p` when the
+  // locale has no elements.
+  bool make(vl_locale_t *h, const Decoded &d) {
+    if (h->collate.num_coll_elems == 0 || d.size <= 0) return true;
+    par.p = d.size <= kLocalChars ? par.local : vls::alloc_array<parallel_entry>(static_cast<size_t>(d.size));
+    if (!par.p) {
+      set_error(h, VL_ENOMEM);
+      return false;
+    }
+    c = &h->collate;
+    codes = d.codes;
+    len = d.size;
+    return true;
+  }
+  const parallel_entry *at(int32_t i) {
+    if (i >= marked) marked = fill_parallel_from(*c, codes, len, par.p, marked, i);
+    return par.p + i;
+  }
+};
+
 // The state of next_weight over a decoded string (of at least one
-// character), and the same steps.
+// character) from its character `k` on, and the same steps.
 struct RowCursor {
   const vl_wchar *codes;
   const int32_t *rows;
-  const parallel_entry *par;
+  LazyParallel *par;
   const uint16_t *weights;
   const coll_exp_record *exp = nullptr;
-  int32_t i, last, step, exp_index = 0;
+  int32_t i, last, step, k, exp_index = 0;
   bool done = false;
 
-  RowCursor(const vl_wchar *c, const int32_t *r, int32_t len, const parallel_entry *p, uint32_t flags,
-            const uint16_t *w)
-      : codes(c), rows(r), par(p), weights(w) {
+  RowCursor(const Decoded &d, int32_t from, LazyParallel &lp, uint32_t flags, const uint16_t *w)
+      : codes(d.codes + from), rows(d.row() + from), par(lp.par.p ? &lp : nullptr), weights(w), k(from) {
+    const int32_t len = d.size - from;
     if (flags & 1) {
       i = 0;
       last = len - 1;
@@ -630,10 +674,10 @@ struct RowCursor {
         exp_index += step;
         if (exp_index < 0 || exp_index >= static_cast<int32_t>(exp->count)) exp = nullptr;
         row = code_row(h, c);
-      } else if (par && par[i].elem) {
+      } else if (const parallel_entry *e = par ? par->at(k + i) : nullptr; e && e->elem) {
         c = 1;
-        row = par[i].elem->row;
-        source = static_cast<int32_t>(par[i].elem->count);
+        row = e->elem->row;
+        source = static_cast<int32_t>(e->elem->count);
       } else {
         c = codes[i];
         row = rows[i];
@@ -668,10 +712,10 @@ struct RowCursor {
 
 // collate_pass over decoded strings, from character `k1` and `k2` on.
 int decoded_pass(vl_locale_t *h, uint32_t flags, const uint16_t *weights, const Decoded &a, int32_t k1,
-                 const parallel_entry *p1, const Decoded &z, int32_t k2, const parallel_entry *p2) {
+                 LazyParallel &p1, const Decoded &z, int32_t k2, LazyParallel &p2) {
   const int32_t len1 = a.size - k1, len2 = z.size - k2;
-  RowCursor x(a.codes + k1, a.row() + k1, len1, p1 ? p1 + k1 : nullptr, flags, weights);
-  RowCursor y(z.codes + k2, z.row() + k2, len2, p2 ? p2 + k2 : nullptr, flags, weights);
+  RowCursor x(a, k1, p1, flags, weights);
+  RowCursor y(z, k2, p2, flags, weights);
   uint16_t w1 = 0, w2 = 0;
   vl_wchar c1 = 0, c2 = 0;
   for (;;) {
@@ -697,12 +741,19 @@ int decoded_pass(vl_locale_t *h, uint32_t flags, const uint16_t *weights, const 
 int decoded_coll(vl_locale_t *h, const Decoded &a, const Decoded &z) {
   const collate_category &c = h->collate;
   const int32_t len1 = a.size, len2 = z.size;
-  Parallel p1, p2;
-  if (!parallel_for(h, a.codes, len1, p1) || !parallel_for(h, z.codes, len2, p2)) return 0;
-  const int32_t head = wide_head(a.codes, len1, p1.p, z.codes, len2, p2.p);
+  LazyParallel p1, p2;
+  if (!p1.make(h, a) || !p2.make(h, z)) return 0;
+  // wide_head reads the marks up to the equal codes' end.
+  int32_t equal = 0;
+  while (equal < len1 && equal < len2 && a.codes[equal] == z.codes[equal]) ++equal;
+  if (p1.par.p && equal > 0) {
+    p1.at(equal - 1);
+    p2.at(equal - 1);
+  }
+  const int32_t head = wide_head(a.codes, len1, p1.par.p, z.codes, len2, p2.par.p);
   for (int32_t p = 0; p < c.num_passes; ++p) {
     const int32_t k = (c.pass_flags[p] & 1) && head > 0 && head < len1 && head < len2 ? head : 0;
-    if (int r = decoded_pass(h, c.pass_flags[p], c.pass_weights[p], a, k, p1.p, z, k, p2.p); r != 0) return r;
+    if (int r = decoded_pass(h, c.pass_flags[p], c.pass_weights[p], a, k, p1, z, k, p2); r != 0) return r;
   }
   return 0;
 }
@@ -758,21 +809,40 @@ inline int key_digits(uint32_t limit) {
 
 // write_weight's digits of `value`, at `count` in `out` while below `size`.
 inline void put_digits(uint32_t value, int digits, char *out, int32_t &count, int32_t size) {
-  static constexpr uint32_t kPlace[] = {1u, 254u, 64516u, 16387064u, 4162314256u};
   uint32_t field = value - 2;
+  if (field < 254u && size - count >= digits) {
+    // One digit of value, the rest zeros (a code of one byte, most weights).
+    for (int i = 1; i < digits; ++i) out[count++] = 2;
+    out[count++] = static_cast<char>(value & 0xFF);
+    return;
+  }
   auto put = [&](uint32_t d) {
     if (count < size) out[count] = static_cast<char>((d + 2) & 0xFF);
     ++count;
   };
-  if (digits == 1) return put(field);
-  if (digits == 2) {
-    put(field / 254u);
-    return put(field % 254u);
-  }
-  for (int i = digits - 1; i >= 0; --i) {
-    const uint32_t d = field / kPlace[i];
-    field -= d * kPlace[i];
-    put(d);
+  // Constant divisors, so that no digit costs a division instruction.
+  switch (digits) {
+    case 1:
+      return put(field);
+    case 2:
+      put(field / 254u);
+      return put(field % 254u);
+    case 3:
+      put(field / 64516u);
+      put(field % 64516u / 254u);
+      return put(field % 254u);
+    case 4:
+      put(field / 16387064u);
+      put(field % 16387064u / 64516u);
+      put(field % 64516u / 254u);
+      return put(field % 254u);
+    default:
+      put(field / 4162314256u);
+      field %= 4162314256u;
+      put(field / 16387064u);
+      put(field % 16387064u / 64516u);
+      put(field % 64516u / 254u);
+      return put(field % 254u);
   }
 }
 
@@ -780,8 +850,9 @@ inline void put_digits(uint32_t value, int digits, char *out, int32_t &count, in
 // locale.
 int decoded_xfrm(vl_locale_t *h, char *target, const Decoded &s, int32_t size) {
   const collate_category &c = h->collate;
-  Parallel par;
-  if (!parallel_for(h, s.codes, s.size, par)) return -1;
+  LazyParallel par;
+  if (!par.make(h, s)) return -1;
+  if (par.par.p) par.at(s.size - 1);  // every pass reads every mark
   const int dw = key_digits(c.max_weight), dc = key_digits(code_limit(h));
   int32_t count = 0;
   for (int32_t p = 0; p < c.num_passes; ++p) {
@@ -789,7 +860,7 @@ int decoded_xfrm(vl_locale_t *h, char *target, const Decoded &s, int32_t size) {
       if (count < size) target[count] = 1;
       ++count;
     }
-    RowCursor cur(s.codes, s.row(), s.size, par.p, c.pass_flags[p], c.pass_weights[p]);
+    RowCursor cur(s, 0, par, c.pass_flags[p], c.pass_weights[p]);
     vl_wchar code;
     while (uint16_t w = cur.next(h, code)) {
       if (w & kTie) {
