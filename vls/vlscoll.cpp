@@ -770,13 +770,8 @@ inline bool starts_elem(const int32_t *cand, vl_wchar code) {
 // most `cap` bytes, ending where no collating element that starts before
 // the end can reach it. Beyond such a head both strings yield the same
 // words with the same codes.
-int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char *a, const unsigned char *z,
-                int32_t cap) {
-  int32_t common = 0;
-  while (common < cap && a[common] == z[common]) ++common;
-  if (common == 0) return 0;
-  const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
-  if (c.num_coll_elems > 0 && !cand) return 0;
+// This form looks at every character of the head.
+int32_t mb_head_scan(const multi_t *t, const int32_t *cand, const unsigned char *a, int32_t common) {
   const int32_t reach = cand ? vls::coll::elem_longest(cand) : 0;
   const unsigned char *f = t->root->flags;
   int32_t good = 0, since = reach;  // characters since the last that may start an element
@@ -800,6 +795,52 @@ int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char
       ++since;
   }
   return good;
+}
+
+// The character at `p` (of at most `room` bytes), walked as before.
+inline vl_wchar char_at(const multi_t *t, const unsigned char *p, int32_t room) {
+  const unsigned char *f = t->root->flags;
+  if (f && f[*p] == VL_MULTI_COMPLETE) return *p;
+  return vls::tree::walk(t, vls::tree::Counted{p, room}).value;
+}
+
+// This form finds the characters' starts first and then looks back from
+// the end for elements, as far as they can reach; a head where elements
+// chain back further than the last kRing characters is scanned in full.
+int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char *a, const unsigned char *z,
+                int32_t cap) {
+  int32_t common = 0;
+  while (common < cap && a[common] == z[common]) ++common;
+  if (common == 0) return 0;
+  const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
+  if (c.num_coll_elems > 0 && !cand) return 0;
+  constexpr int32_t kRing = 64;
+  int32_t start[kRing];
+  const unsigned char *f = t->root->flags;
+  int32_t m = 0, i = 0;  // m whole characters end at byte i
+  while (i < common) {
+    int32_t len = 1;
+    if (!f || f[a[i]] != VL_MULTI_COMPLETE) {
+      const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{a + i, common - i});
+      if (!w.ok()) break;
+      len = w.bytes;
+    }
+    start[m & (kRing - 1)] = i;
+    ++m;
+    i += len;
+  }
+  if (!cand) return i;
+  const int32_t reach = vls::coll::elem_longest(cand);
+  int32_t k = m, at = i;
+  for (int32_t ch = m - 1; ch >= 0 && ch + reach > k; --ch) {
+    if (ch < m - kRing) return mb_head_scan(t, cand, a, common);
+    const int32_t pos = start[ch & (kRing - 1)];
+    if (starts_elem(cand, char_at(t, a + pos, common - pos))) {
+      k = ch;
+      at = pos;
+    }
+  }
+  return at;
 }
 
 // Digits of a key field for values up to `limit` (as write_weight counts).
