@@ -245,6 +245,142 @@ int dectoint(const decimal_t *d, int *target) {
 
 /* ---- doubles ------------------------------------------------------------------- */
 
+namespace {
+
+// The decimal exponent and digits of one std::to_chars scientific text.
+int split_scientific(const char *p, const char *end, char *digits, int *exp10) {
+  int n = 0;
+  for (; p < end && *p != 'e'; ++p)
+    if (*p >= '0' && *p <= '9') digits[n++] = *p;
+  int e = 0;
+  if (p < end) {
+    const bool minus = p[1] == '-';
+    for (const char *q = p + 2; q < end; ++q) e = e * 10 + (*q - '0');
+    if (minus) e = -e;
+  }
+  *exp10 = e;
+  return n;
+}
+
+// `ndigit` significant digits of the positive finite `value`, correctly
+// rounded (ties away from zero, as "%.*e" rounds the exact binary value),
+// into `text` with a terminator, and the exponent of the first digit: what
+// ecvt promises, without its inexact scaling (glibc's ecvt makes 1e100
+// 9.99999999999999e99).
+//
+// The shortest text that reads back as the value lies within half a binary
+// unit of it, and no text of fewer digits lies in that interval unless it
+// is the shortest one itself. So a rounding boundary of ndigit digits (a
+// text of ndigit + 1 digits ending in 5) cannot fall between the value and
+// its shortest text unless it is that text: rounding the shortest text
+// gives the rounding of the exact value, save where the shortest text is
+// that boundary, a tie that only the exact value decides.
+// Powers of ten up to 10^27, each exact in the 64-bit significand of a
+// long double (5^27 < 2^64), their reciprocals correctly rounded, and the
+// same powers as integers up to 10^15.
+constexpr int kExactPow = 27;
+struct PowerTables {
+  long double up[kExactPow + 1], down[kExactPow + 1];
+  uint64_t whole[16];
+};
+constexpr PowerTables kPow10 = [] {
+  PowerTables t{};
+  long double v = 1;
+  for (int i = 0; i <= kExactPow; ++i, v *= 10) {
+    t.up[i] = v;
+    t.down[i] = 1 / v;
+  }
+  uint64_t w = 1;
+  for (int i = 0; i < 16; ++i, w *= 10) t.whole[i] = w;
+  return t;
+}();
+
+// value * 10^k with at most three roundings of a long double, for |k| up
+// to twice kExactPow.
+inline __attribute__((always_inline)) long double scaled(double value, int k) {
+  const bool up = k >= 0;
+  const int m = up ? k : -k;
+  const int first = m > kExactPow ? kExactPow : m;
+  const long double *p = up ? kPow10.up : kPow10.down;
+  long double y = value * p[first];
+  if (m > first) y *= p[m - first];
+  return y;
+}
+
+// The common case in a few multiplications: the value scaled by an exact
+// power of ten (or two) to ndigit digits before the point, in long double.
+// Three roundings leave it within 2^-62 of the truth, relative, so the digits
+// are certain unless the part after the point lies that close to one half;
+// then, and outside the scales it covers, the answer is left to the exact
+// path. Gives the ndigit digits as one integer, or 0.
+uint64_t ndigits_fast(double value, int ndigit, int *exp10) {
+  if (ndigit < 7 || ndigit > 15) return 0;  // four to eight pairs of digits
+  uint64_t bits;
+  memcpy(&bits, &value, sizeof bits);
+  const int e2 = static_cast<int>((bits >> 52) & 0x7FF) - 1022;  // value in [2^(e2-1), 2^e2), for normal values
+  int e10 = ((e2 - 1) * 78913) >> 18;                           // floor((e2 - 1) * log10(2)): at or one below
+  int k = ndigit - 1 - e10;
+  if (k > 2 * kExactPow || k < -2 * kExactPow + 1) return 0;
+  long double y = scaled(value, k);
+  if (y >= kPow10.up[ndigit]) {
+    ++e10;
+    y = scaled(value, --k);
+  }
+  if (y < kPow10.up[ndigit - 1] || y >= kPow10.up[ndigit]) return 0;
+  // The nearest integer: added to 2^63 it fills the 64-bit significand
+  // of an x87 long double, which then holds 2^63 + q in its low eight
+  // bytes. Safe away from the ties only.
+  static_assert(LDBL_MANT_DIG == 64, "the x87 extended format");
+  const long double big = y + 0x1p63L;
+  const long double off = y - (big - 0x1p63L);
+  const long double guard = y * 0x1p-58L;
+  if (off > 0.5L - guard || off < -0.5L + guard) return 0;
+  uint64_t q;
+  memcpy(&q, &big, sizeof q);
+  q -= uint64_t{1} << 63;
+  if (q == kPow10.whole[ndigit]) {  // 9.99... rounded to 10.0...
+    q /= 10;
+    ++e10;
+  }
+  *exp10 = e10;
+  return q;
+}
+
+int ndigits_of(double value, int ndigit, char *text, int *exp10) {
+  char formatted[40];
+  std::to_chars_result done = std::to_chars(formatted, formatted + sizeof formatted, value,
+                                            std::chars_format::scientific);
+  char digits[24];
+  int n = split_scientific(formatted, done.ptr, digits, exp10);
+  const bool tie = n == ndigit + 1 && digits[ndigit] == '5';
+  if (tie || value < DBL_MIN) {
+    // The exact value decides (and subnormals hold fewer digits than
+    // the argument of the shortest form supposes).
+    done = std::to_chars(formatted, formatted + sizeof formatted, value, std::chars_format::scientific,
+                         ndigit - 1);
+    n = split_scientific(formatted, done.ptr, digits, exp10);
+  } else if (n > ndigit) {
+    const bool up = digits[ndigit] >= '5';
+    n = ndigit;
+    if (up) {
+      int i = n - 1;
+      while (i >= 0 && digits[i] == '9') digits[i--] = '0';
+      if (i >= 0) {
+        ++digits[i];
+      } else {  // 9.99... became 10.0...: one more place before the point
+        digits[0] = '1';
+        ++*exp10;
+      }
+    }
+  }
+  memcpy(text, digits, static_cast<size_t>(n));
+  while (n < ndigit) text[n++] = '0';  // the shortest text, filled to ndigit digits as "%.*e" writes them
+  text[n] = '\0';
+  return n;
+}
+
+}  // namespace
+
 int deccvfd(double value, decimal_t *result, int ndigit) {
   static const unsigned char null_double[8] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
   if (memcmp(&value, null_double, sizeof value) == 0) {
@@ -262,42 +398,49 @@ int deccvfd(double value, decimal_t *result, int ndigit) {
   }
   result->digit_count = 0;
   result->sign = DEC_NULL_SIGN;
-  /* ndigit significant digits, correctly rounded, and the position of the
-   * decimal point: what ecvt promises.  The digits come from the exact
-   * binary value through printf, because glibc's ecvt scales by inexact
-   * powers of ten first (1e100 would become 9.99999999999999e99). */
+  /* ndigit significant digits of the exact binary value, correctly
+   * rounded, and the position of the decimal point: what ecvt promises
+   * (glibc's own ecvt scales by inexact powers of ten first, and 1e100
+   * would become 9.99999999999999e99). */
   if (ndigit < 1) ndigit = 1;
   if (ndigit > 17) ndigit = 17;
-  char formatted[40];
-  // The digits come from std::to_chars, exact like "%.*e" and without the
-  // printf machinery. When the shortest text that reads back as the value
-  // has no more than ndigit digits it is already the correctly rounded
-  // result (the value lies within half a binary unit of it, far inside half
-  // a step of ndigit digits); otherwise round the exact value to ndigit.
-  std::to_chars_result done = std::to_chars(formatted, formatted + sizeof formatted - 1, fabs(value),
-                                            std::chars_format::scientific);
-  int shortest = 0;
-  for (const char *q = formatted; q < done.ptr && *q != 'e'; ++q) shortest += *q >= '0' && *q <= '9';
-  if (shortest > ndigit || fabs(value) < DBL_MIN)  // (subnormals hold fewer digits than that argument needs)
-    done = std::to_chars(formatted, formatted + sizeof formatted - 1, fabs(value), std::chars_format::scientific,
-                         ndigit - 1);
-  *done.ptr = '\0';
-  char text[24];
-  int n = 0;
-  const char *p = formatted;
-  for (; *p != '\0' && *p != 'e'; ++p)
-    if (*p >= '0' && *p <= '9') text[n++] = *p;
-  while (n < ndigit) text[n++] = '0';  // the shortest text, filled to ndigit digits as "%.*e" writes them
-  text[n] = '\0';
   int exp10 = 0;
-  if (*p == 'e') {
-    const bool minus = p[1] == '-';
-    for (const char *q = p + 2; *q >= '0' && *q <= '9'; ++q) exp10 = exp10 * 10 + (*q - '0');
-    if (minus) exp10 = -exp10;
+  const bool negative = signbit(value);
+  int count;
+  if (uint64_t q = fabs(value) >= DBL_MIN ? ndigits_fast(fabs(value), ndigit, &exp10) : 0) {
+    // The digits straight into pairs: a first pair of one digit when the
+    // point falls after an odd number of them, a last one filled with 0.
+    int places = ndigit + ((exp10 + 1) & 1);
+    if (places & 1) {
+      q *= 10;
+      ++places;
+    }
+    count = places >> 1;  // 4 to 8 pairs: the last four, and those before them
+    const auto four = [](unsigned char *d, uint32_t v) {  // v below 10^8: halves in parallel
+      const uint32_t a = v / 10000, b = v % 10000;
+      d[0] = (unsigned char)(a / 100);
+      d[1] = (unsigned char)(a % 100);
+      d[2] = (unsigned char)(b / 100);
+      d[3] = (unsigned char)(b % 100);
+    };
+    unsigned char head[4];
+    four(head, (uint32_t)(q / 100000000u));
+    four(result->digits + count - 4, (uint32_t)(q % 100000000u));
+    for (int i = 0; i < count - 4; ++i) result->digits[i] = head[8 - count + i];
+    // What decload would do with these: the first pair is never 0, the
+    // exponent of a value of this scale is in range, only 0 pairs at the
+    // end go.
+    while (result->digits[count - 1] == 0) --count;
+    result->digit_count = (int16_t)count;
+    result->sign = negative ? DEC_NEGATIVE : DEC_POSITIVE;
+    result->exponent = (int16_t)((exp10 + 2) >> 1);
+    return 0;
+  } else {
+    char text[24];
+    ndigits_of(fabs(value), ndigit, text, &exp10);
+    count = dec2to1(text, result->digits, (exp10 + 1) & 1);
   }
   const int decpt = exp10 + 1;
-  const bool negative = signbit(value);
-  const int count = dec2to1(text, result->digits, decpt & 1);
   result->digit_count = (int16_t)count;
   return decload(result, negative ? 0 : 1, (decpt + 1) >> 1, result->digits, count);
 }

@@ -217,8 +217,12 @@ def make_cases(rng, count):
         x = float("%de%d" % (rng.randint(-10 ** rng.randint(1, 15), 10 ** 15), rng.randint(-140, 110)))
         f = float("%de%d" % (rng.randint(-10 ** 7, 10 ** 7), rng.randint(-40, 30)))
         f = struct.unpack("<f", struct.pack("<f", f))[0]
+        # and any double of the decimal range, all 17 digits (ties of 16 digits are rare but exact here)
+        y = struct.unpack("<d", struct.pack("<Q", rng.getrandbits(64)))[0]
+        y = y if 1e-120 < abs(y) < 1e120 else float("%de%d" % (rng.randint(-10 ** 16, 10 ** 16), rng.randint(-30, 30)))
+        t = float("%d.5e%d" % (rng.randint(10 ** 13, 10 ** 14), rng.randint(-5, 5)))  # a 16-digit tie, mostly inexact
         cases += [("load", rng.choice([0, 1, 1, -1]), rng.randint(-70, 70), digits), ("cvlong", v), ("cvdbl", x),
-                  ("cvflt", f)]
+                  ("cvflt", f), ("cvdbl", y), ("cvflt", y), ("cvdbl", t)]
     return [(" ".join(map(fmt, c)), fmt(OPS[c[0]](*c[1:]))) for c in cases]
 
 
