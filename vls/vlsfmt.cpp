@@ -11,6 +11,7 @@
 // past it the call fails with 14 instead.
 #include <vls/vlsfmt.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -21,6 +22,7 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlswide.h"
 
 namespace {
 
@@ -28,25 +30,20 @@ using vls::fail;
 
 constexpr int32_t kTextBytes = 112;     // the float writer's text buffers
 constexpr int32_t kStringStack = 128;   // a multibyte string argument up to this many bytes stays on the stack
-constexpr int32_t kOutStack = 127;      // wide output of the multibyte wrapper
-constexpr int32_t kFormatStack = 31;    // wide format of the multibyte wrapper
+constexpr int32_t kOutStack = 512;      // wide output of the multibyte wrapper
+constexpr int32_t kFormatStack = 256;   // wide format of the multibyte wrapper
 
-inline bool bridged(const vl_locale_t *h) { return _vlu_active(h, VL_LC_CTYPE); }
-
-// Display columns, with the single-byte class table read directly. A
-// character that has no display width (not printable) counts one column,
-// as vl_mbwidth counts a one-byte control character, and leaves vl_errno
-// as it was.
+// Display columns, with the locale's tables read directly. A character
+// that has no display width (not printable) counts one column, as
+// vl_mbwidth counts a one-byte control character, and leaves vl_errno as
+// it was.
 class Cols {
  public:
-  explicit Cols(vl_locale_t *h) : h_(h), table_(bridged(h) ? nullptr : h->class_table) {}
+  explicit Cols(vl_locale_t *h) : h_(h), quick_(h) {}
   int of(vl_wchar v) {
-    if (table_ && v <= 0xFFu) {
-      const uint16_t m = table_[v];
-      if (!(m & VL_CT_PRINT)) return v ? 1 : 0;
-      if (!fw_known_) fw_ = vl_ctype(h_, "full_width"), fw_known_ = true;
-      return (m & fw_) ? 2 : 1;
-    }
+    if (const int q = quick_.quick(v)) return q;
+    uint16_t m;
+    if (quick_.table_mask(v, &m)) return v ? 1 : 0;  // in the class table, not printable
     const uint32_t saved = h_->vl_errno;
     const int w = vl_wcwidth(h_, v);
     if (w >= 0) return w;
@@ -62,9 +59,7 @@ class Cols {
 
  private:
   vl_locale_t *h_;
-  const uint16_t *table_;
-  uint32_t fw_ = 0;
-  bool fw_known_ = false;
+  vls::Columns quick_;
 };
 
 // A numeric string of the locale in wide form. `ok` is false when the
@@ -76,20 +71,49 @@ struct LStr {
 };
 
 constexpr vl_wchar kEmpty[1] = {0};
+constexpr LStr kNoText = {kEmpty, 0, true};
+
+// A short copy of wide characters.
+inline void copy_chars(vl_wchar *to, const vl_wchar *from, int32_t n) {
+  for (int32_t i = 0; i < n; ++i) to[i] = from[i];
+}
 
 LStr lstr(vl_locale_t *h, const vl_string_pair &p) {
-  if (p.wc) return {p.wc, vl_wcslen(p.wc), true};
+  if (p.wc) {
+    int32_t n = 0;
+    while (p.wc[n]) ++n;
+    return {p.wc, n, true};
+  }
   if (!p.mb || vl_ismbsterm(h, p.mb)) return {kEmpty, 0, true};
   return {kEmpty, 0, false};
 }
 
-struct NumStrs {
-  LStr dp, sep, pos, neg;
-  explicit NumStrs(vl_locale_t *h)
-      : dp(lstr(h, h->nmm.decimal_point)),
-        sep(lstr(h, h->nmm.thousands_sep)),
-        pos(lstr(h, h->nmm.num_positive_sign)),
-        neg(lstr(h, h->nmm.num_negative_sign)) {}
+// The numeric strings, each looked at when first needed.
+class NumStrs {
+ public:
+  explicit NumStrs(vl_locale_t *h) : h_(h) {}
+  const LStr &dp() { return get(0, h_->nmm.decimal_point); }
+  const LStr &sep() { return get(1, h_->nmm.thousands_sep); }
+  const LStr &pos() { return get(2, h_->nmm.num_positive_sign); }
+  const LStr &neg() { return get(3, h_->nmm.num_negative_sign); }
+
+ private:
+  const LStr &get(int i, const vl_string_pair &p) {
+    if (!(known_ & (1u << i))) s_[i] = lstr(h_, p), known_ |= 1u << i;
+    return s_[i];
+  }
+  vl_locale_t *h_;
+  LStr s_[4];
+  unsigned known_ = 0;
+};
+
+// What one call of the engine learns once: the columns helper and the
+// numeric strings.
+struct Ctx {
+  vl_locale_t *h;
+  Cols cols;
+  NumStrs ns;
+  explicit Ctx(vl_locale_t *handle) : h(handle), cols(handle), ns(handle) {}
 };
 
 // ---- group planning and separators ---------------------------------------------
@@ -148,10 +172,10 @@ bool separate(const int32_t *g, const LStr &sep, vl_wchar *&p, const vl_wchar *l
   if (mode == VL_GROUP_BACKWARD) {
     if (p - lo < sep.len) return false;
     p -= sep.len;
-    memcpy(p, sep.w, sizeof(vl_wchar) * static_cast<size_t>(sep.len));
+    copy_chars(p, sep.w, sep.len);
   } else {
     if (hi - p < sep.len) return false;
-    memcpy(p, sep.w, sizeof(vl_wchar) * static_cast<size_t>(sep.len));
+    copy_chars(p, sep.w, sep.len);
     p += sep.len;
   }
   const int32_t c = group_count(g);
@@ -170,70 +194,103 @@ bool separate(const int32_t *g, const LStr &sep, vl_wchar *&p, const vl_wchar *l
 // The sign of a number written backwards, ending at p: the negative sign,
 // the positive sign with the plus flag, with only the space flag as many
 // blanks as the positive sign has characters.
-void sign_backward(const NumStrs &ns, bool negative, uint32_t flags, vl_wchar *&p) {
+void sign_backward(NumStrs &ns, bool negative, uint32_t flags, vl_wchar *&p) {
   if (negative) {
-    p -= ns.neg.len;
-    memcpy(p, ns.neg.w, sizeof(vl_wchar) * static_cast<size_t>(ns.neg.len));
+    const LStr &s = ns.neg();
+    p -= s.len;
+    copy_chars(p, s.w, s.len);
   } else if (flags & VL_FMT_PLUS) {
-    p -= ns.pos.len;
-    memcpy(p, ns.pos.w, sizeof(vl_wchar) * static_cast<size_t>(ns.pos.len));
+    const LStr &s = ns.pos();
+    p -= s.len;
+    copy_chars(p, s.w, s.len);
   } else if (flags & VL_FMT_SPACE) {
-    for (int32_t i = 0; i < ns.pos.len; ++i) *--p = ' ';
+    for (int32_t i = 0; i < ns.pos().len; ++i) *--p = ' ';
   }
 }
 
 // ---- integers ---------------------------------------------------------------------
 
-int put_integer(vl_locale_t *h, uint64_t magnitude, bool negative, int32_t base, int32_t *count, int32_t size,
-                vl_wchar **out, const vl_wchar *end, int32_t width, int32_t precision, uint32_t flags) {
-  if (base > 36 || base < 2) return fail(h, VL_EBADARG);
-  Cols cols(h);
-  // Digits from the right, and their columns.
-  vl_wchar digits[64];
+// The digits of a magnitude from the right into `digits`; their count.
+int32_t integer_digits(uint64_t magnitude, int32_t base, bool upper, char *digits) {
+  const char letter = upper ? 'A' : 'a';
   int32_t d = 0;
-  int64_t W = 0;
-  const vl_wchar letter = (flags & VL_FMT_UPPER) ? 'A' : 'a';
+  if (base == 10) {
+    if (magnitude <= UINT32_MAX) {
+      uint32_t v = static_cast<uint32_t>(magnitude);
+      do digits[d++] = static_cast<char>('0' + v % 10), v /= 10;
+      while (v);
+    } else {
+      do digits[d++] = static_cast<char>('0' + magnitude % 10), magnitude /= 10;
+      while (magnitude);
+    }
+    return d;
+  }
+  if ((base & (base - 1)) == 0) {
+    const int shift = __builtin_ctz(static_cast<unsigned>(base));
+    const uint64_t mask = static_cast<uint64_t>(base) - 1;
+    do {
+      const unsigned v = static_cast<unsigned>(magnitude & mask);
+      digits[d++] = static_cast<char>(v < 10 ? '0' + v : letter + (v - 10));
+      magnitude >>= shift;
+    } while (magnitude);
+    return d;
+  }
   do {
     const unsigned v = static_cast<unsigned>(magnitude % static_cast<uint64_t>(base));
-    digits[d] = v < 10 ? '0' + v : letter + (v - 10);
-    W += cols.of(digits[d++]);
+    digits[d++] = static_cast<char>(v < 10 ? '0' + v : letter + (v - 10));
     magnitude /= static_cast<uint64_t>(base);
   } while (magnitude);
+  return d;
+}
+
+int put_integer(Ctx &cx, uint64_t magnitude, bool negative, int32_t base, int32_t *count, int32_t size,
+                vl_wchar **out, const vl_wchar *end, int32_t width, int32_t precision, uint32_t flags) {
+  vl_locale_t *h = cx.h;
+  if (base > 36 || base < 2) return fail(h, VL_EBADARG);
+  Cols &cols = cx.cols;
+  NumStrs &ns = cx.ns;
+  char digits[64];
+  const int32_t d = integer_digits(magnitude, base, (flags & VL_FMT_UPPER) != 0, digits);
+  // The display width W counts only against a width, and for the octal
+  // alternate form's precision: every text has at least one column, so
+  // without a width it never leads to padding.
+  const bool octal_alt = base == 8 && (flags & VL_FMT_ALT);
+  const bool measure = width >= 1 || octal_alt;
+  int64_t W = 0;
+  if (measure)
+    for (int32_t i = 0; i < d; ++i) W += cols.of(static_cast<unsigned char>(digits[i]));
   const vl_wchar pad = (flags & VL_FMT_ZERO) ? '0' : ' ';
-  const int zero_cols = cols.of('0');
+  const int zero_cols = measure ? cols.of('0') : 1;
   int64_t prec = precision;
-  if (base == 8 && (flags & VL_FMT_ALT) && prec <= W) prec = W + zero_cols;
-  const NumStrs ns(h);
+  if (octal_alt && prec <= W) prec = W + zero_cols;
   const int32_t *g = h->nmm.grouping;
   Groups gr;
   if (flags & VL_FMT_GROUP) plan_groups(g, gr, d, VL_GROUP_BACKWARD);
   const int64_t s = gr.separators;
-  if (s > 0 && !ns.sep.ok) return fail(h, VL_EILSEQ);
+  const LStr &sep = s > 0 ? ns.sep() : kNoText;
+  if (s > 0 && !sep.ok) return fail(h, VL_EILSEQ);
   const bool signs = negative || (flags & (VL_FMT_PLUS | VL_FMT_SPACE));
-  if (signs && !(negative ? ns.neg.ok : ns.pos.ok)) return fail(h, VL_EILSEQ);
+  if (signs && !(negative ? ns.neg().ok : ns.pos().ok)) return fail(h, VL_EILSEQ);
   const int64_t z = d < prec ? prec - d : 0;
-  W += z * zero_cols;
-  int64_t T = d + z + s * ns.sep.len;
-  if (s > 0) W += s * cols.of(ns.sep.w, ns.sep.len);
-  if (negative) {
-    T += ns.neg.len;
-    W += cols.of(ns.neg.w, ns.neg.len);
-  } else if (flags & (VL_FMT_PLUS | VL_FMT_SPACE)) {
-    // The positive sign's columns over the negative sign's length.
-    T += ns.pos.len;
-    W += cols.of(ns.pos.w, ns.neg.len);
-  }
+  int64_t T = d + z + s * sep.len;
+  if (negative) T += ns.neg().len;
+  else if (flags & (VL_FMT_PLUS | VL_FMT_SPACE)) T += ns.pos().len;
   const bool prefix = base == 16 && (flags & VL_FMT_ALT);
-  if (prefix) {
-    T += 2;
-    W += cols.of('x') + zero_cols;
-  }
+  if (prefix) T += 2;
   int64_t pads = 0;
-  if (W <= width) {
-    int pad_cols = cols.of(pad);
-    if (pad_cols < 1) pad_cols = 1;
-    pads = (width - W + pad_cols / 2) / pad_cols;
-    T += pads;
+  if (width >= 1) {
+    W += z * zero_cols;
+    if (s > 0) W += s * cols.of(sep.w, sep.len);
+    if (negative) W += cols.of(ns.neg().w, ns.neg().len);
+    // The positive sign's columns over the negative sign's length.
+    else if (flags & (VL_FMT_PLUS | VL_FMT_SPACE)) W += cols.of(ns.pos().w, ns.neg().len);
+    if (prefix) W += cols.of('x') + zero_cols;
+    if (W <= width) {
+      int pad_cols = cols.of(pad);
+      if (pad_cols < 1) pad_cols = 1;
+      pads = (width - W + pad_cols / 2) / pad_cols;
+      T += pads;
+    }
   }
   if (T + *count > size || T > end - *out) return fail(h, VL_E2BIG);
 
@@ -242,10 +299,13 @@ int put_integer(vl_locale_t *h, uint64_t magnitude, bool negative, int32_t base,
   const bool left_alone = (flags & VL_FMT_LEFT) && !(flags & VL_FMT_ZERO);
   if (left_alone)
     for (int64_t i = 0; i < pads; ++i) *--p = pad;
-  for (int32_t i = 0; i < d; ++i) {
-    *--p = digits[i];
-    if (gr.separators > 0 && !separate(g, ns.sep, p, start, end, gr, VL_GROUP_BACKWARD))
-      return fail(h, VL_E2BIG);
+  if (gr.separators > 0) {
+    for (int32_t i = 0; i < d; ++i) {
+      *--p = static_cast<unsigned char>(digits[i]);
+      if (gr.separators > 0 && !separate(g, sep, p, start, end, gr, VL_GROUP_BACKWARD)) return fail(h, VL_E2BIG);
+    }
+  } else {
+    for (int32_t i = 0; i < d; ++i) *--p = static_cast<unsigned char>(digits[i]);
   }
   for (int64_t i = 0; i < z; ++i) *--p = '0';
   if (prefix) *--p = (flags & VL_FMT_UPPER) ? 'X' : 'x', *--p = '0';
@@ -299,48 +359,115 @@ void c_format(char *f, size_t size, uint32_t flags, int64_t width, int32_t preci
   else snprintf(f, size, "%s%c", head, letter);
 }
 
-int put_float(vl_locale_t *h, double value, int32_t *count, int32_t size, vl_wchar **out, const vl_wchar *end,
+// The digits of the integer part as counted by dividing by ten while the
+// value is at least 1.0. Away from the powers of ten the divisions cannot
+// be off by a step, and the digits of the integer part give the count
+// straight away; near them the divisions run.
+int32_t integer_part_digits(double value) {
+  static constexpr double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                      1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  if (value < 1.0) return 0;
+  if (value < 1e15) {
+    const uint64_t i = static_cast<uint64_t>(value);
+    int32_t k = 1;
+    for (uint64_t p = 10; i >= p; p *= 10) ++k;
+    if (value >= kPow10[k - 1] * (1 + 1e-13) && value <= kPow10[k] * (1 - 1e-13)) return k;
+  }
+  int32_t n = 0;
+  for (double v = value; v >= 1.0; v /= 10) ++n;
+  return n;
+}
+
+// The text the C library prints for a value that is not negative with
+// "%" [-] [0] [width] [.precision] letter in the C locale, without the
+// alternate form: the digits made once, padded to a width on demand.
+class FloatText {
+ public:
+  // False when the digits alone do not fit the text buffer.
+  bool make(double value, int32_t precision, char letter) {
+    const std::chars_format form = (letter == 'f')               ? std::chars_format::fixed
+                                   : (letter == 'e' || letter == 'E') ? std::chars_format::scientific
+                                                                      : std::chars_format::general;
+    const auto r = std::to_chars(core_, core_ + kTextBytes - 1, value, form, precision < 0 ? 6 : precision);
+    if (r.ec != std::errc()) return false;
+    n_ = static_cast<int32_t>(r.ptr - core_);
+    if (letter == 'E' || letter == 'G')
+      for (int32_t i = 0; i < n_; ++i)
+        if (core_[i] == 'e') core_[i] = 'E';
+    return n_ < kTextBytes;
+  }
+  // The text padded to `width` (when at least 1) into kTextBytes bytes; false
+  // when it does not fit.
+  bool padded(char *text, int64_t width, uint32_t flags) const {
+    const int64_t pads = width > n_ ? width - n_ : 0;
+    if (n_ + pads >= kTextBytes) return false;
+    char *q = text;
+    if (!(flags & VL_FMT_LEFT)) q = static_cast<char *>(memset(q, (flags & VL_FMT_ZERO) ? '0' : ' ', pads)) + pads;
+    memcpy(q, core_, static_cast<size_t>(n_));
+    q += n_;
+    if (flags & VL_FMT_LEFT) q = static_cast<char *>(memset(q, ' ', pads)) + pads;
+    *q = 0;
+    return true;
+  }
+
+ private:
+  char core_[kTextBytes];
+  int32_t n_ = 0;
+};
+
+int put_float(Ctx &cx, double value, int32_t *count, int32_t size, vl_wchar **out, const vl_wchar *end,
               int32_t width, int32_t precision, uint32_t flags, vl_wchar conversion) {
+  vl_locale_t *h = cx.h;
   if (width >= 100) return fail(h, VL_E2BIG);
   const bool negative = value < 0;  // negative zero is not negative
   value = std::fabs(value);
   const char letter = static_cast<char>(conversion);
-  Cols cols(h);
-  const NumStrs ns(h);
+  Cols &cols = cx.cols;
+  NumStrs &ns = cx.ns;
   const int32_t *g = h->nmm.grouping;
   Groups gr;
-  if (letter == 'f' && (flags & VL_FMT_GROUP)) {
-    int32_t n = 0;
-    for (double v = value; v >= 1.0; v /= 10) ++n;
-    plan_groups(g, gr, n, VL_GROUP_FORWARD);
-  }
-  const int32_t M = ns.neg.len > ns.pos.len ? ns.neg.len : ns.pos.len;
+  if (letter == 'f' && (flags & VL_FMT_GROUP)) plan_groups(g, gr, integer_part_digits(value), VL_GROUP_FORWARD);
+  const int32_t M = ns.neg().len > ns.pos().len ? ns.neg().len : ns.pos().len;
   int64_t w = width;
-  if (negative) w -= cols.of(ns.neg.w, ns.neg.len);
-  else if (flags & VL_FMT_PLUS) w -= cols.of(ns.pos.w, ns.pos.len);
-  else if (flags & VL_FMT_SPACE) w -= M;
-  if (gr.separators > 0) w -= static_cast<int64_t>(gr.separators) * cols.of(ns.sep.w, ns.sep.len);
+  if (w >= 1) {  // below 1 no width is printed whatever is taken off
+    if (negative) w -= cols.of(ns.neg().w, ns.neg().len);
+    else if (flags & VL_FMT_PLUS) w -= cols.of(ns.pos().w, ns.pos().len);
+    else if (flags & VL_FMT_SPACE) w -= M;
+    if (gr.separators > 0) w -= static_cast<int64_t>(gr.separators) * cols.of(ns.sep().w, ns.sep().len);
+  }
   // Precision beyond the text buffer: %e and %f cannot fit, and %g prints
   // no digit past the 767th that a double holds.
   if (precision >= kTextBytes && (letter != 'g' && letter != 'G')) return fail(h, VL_E2BIG);
   if (precision > 800 && !(flags & VL_FMT_ALT)) precision = 800;
   if (precision >= kTextBytes && (flags & VL_FMT_ALT)) return fail(h, VL_E2BIG);
 
-  char format[40], text[kTextBytes];
-  c_format(format, sizeof format, flags, w, precision, letter);
+  char text[kTextBytes];
+  // The alternate form and long precisions are left to the C library; the
+  // common forms make their digits once.
+  const bool own = !(flags & VL_FMT_ALT) && precision <= 40;
+  FloatText ft;
+  if (own && !ft.make(value, precision, letter)) return fail(h, VL_E2BIG);
+  char format[40];
+  auto print = [&](int64_t field) {
+    if (own) return ft.padded(text, field, flags);
+    c_format(format, sizeof format, flags, field, precision, letter);
+    return c_text(text, format, value);
+  };
   if (w >= 1) {
     // A decimal point of more than one column: narrow the field so that
     // the columns come out right.
-    if (!c_text(text, format, value)) return fail(h, VL_E2BIG);
-    const int dp_cols = cols.of(ns.dp.w, ns.dp.len);
+    if (!print(w)) return fail(h, VL_E2BIG);
+    const int dp_cols = cols.of(ns.dp().w, ns.dp().len);
     int64_t measured = 0;
     for (const char *q = text; *q; ++q) measured += *q == '.' ? dp_cols : cols.of(static_cast<unsigned char>(*q));
     if (measured > w) {
       w = 2 * w - measured;
-      c_format(format, sizeof format, flags, w, precision, letter);
+      if (!print(w)) return fail(h, VL_E2BIG);
     }
+  } else if (!print(w)) {
+    return fail(h, VL_E2BIG);
   }
-  if (!c_text(text, format, value)) return fail(h, VL_E2BIG);
+  const LStr &dp = ns.dp();
 
   vl_wchar *p = *out;
   auto put = [&](vl_wchar c) {
@@ -363,7 +490,7 @@ int put_float(vl_locale_t *h, double value, int32_t *count, int32_t size, vl_wch
   while (*t == ' ')
     if (!put(*t++)) return done(VL_E2BIG);
   if (negative || (flags & (VL_FMT_PLUS | VL_FMT_SPACE))) {
-    const LStr *sign = negative ? &ns.neg : (flags & VL_FMT_PLUS) ? &ns.pos : nullptr;
+    const LStr *sign = negative ? &ns.neg() : (flags & VL_FMT_PLUS) ? &ns.pos() : nullptr;
     if (sign && !sign->ok) return done(VL_EILSEQ);
     const int32_t blanks = sign ? M - sign->len : M;
     for (int32_t i = 0; i < blanks; ++i)
@@ -373,29 +500,29 @@ int put_float(vl_locale_t *h, double value, int32_t *count, int32_t size, vl_wch
   for (; digit(*t); ++t) {
     if (!put(*t)) return done(VL_E2BIG);
     if (gr.separators > 0) {
-      if (!ns.sep.ok) return done(VL_EILSEQ);
+      if (!ns.sep().ok) return done(VL_EILSEQ);
       if (gr.before_next == 1) {
         if (*count >= size) return done(VL_E2BIG);
-        *count += ns.sep.len;
+        *count += ns.sep().len;
       }
-      if (!separate(g, ns.sep, p, *out, end, gr, VL_GROUP_FORWARD)) return done(VL_E2BIG);
+      if (!separate(g, ns.sep(), p, *out, end, gr, VL_GROUP_FORWARD)) return done(VL_E2BIG);
     }
   }
   if (*t == '.') {
     ++t;
-    if (size < static_cast<int64_t>(*count) + ns.dp.len) return done(VL_E2BIG);
-    if (!ns.dp.ok) return done(VL_EILSEQ);
-    if (end - p < ns.dp.len) return done(VL_E2BIG);
-    memcpy(p, ns.dp.w, sizeof(vl_wchar) * static_cast<size_t>(ns.dp.len));
-    p += ns.dp.len;
-    *count += ns.dp.len;
+    if (size < static_cast<int64_t>(*count) + dp.len) return done(VL_E2BIG);
+    if (!dp.ok) return done(VL_EILSEQ);
+    if (end - p < dp.len) return done(VL_E2BIG);
+    copy_chars(p, dp.w, dp.len);
+    p += dp.len;
+    *count += dp.len;
   }
   for (; digit(*t); ++t)
     if (!put(*t)) return done(VL_E2BIG);
   if (*t == 'e' || *t == 'E') {
     if (!put(*t++)) return done(VL_E2BIG);
     if (*t == '+' || *t == '-') {
-      const LStr &sign = *t++ == '+' ? ns.pos : ns.neg;
+      const LStr &sign = *t++ == '+' ? ns.pos() : ns.neg();
       if (!sign.ok) return done(VL_EILSEQ);
       if (!put_str(sign)) return done(VL_E2BIG);
     }
@@ -478,19 +605,7 @@ int put_string(vl_locale_t *h, const vl_wchar *s, int32_t *count, int32_t size, 
 
 // ---- the directive scanner ------------------------------------------------------------
 
-// A character of the locale's digit class. With the single-byte class
-// table a value above 255 is error 1 and no digit.
-bool is_digit(vl_locale_t *h, vl_wchar c) {
-  if (!c) return false;
-  if (const uint16_t *ct = h->class_table) {
-    if (c > 0xFFu) {
-      vls::set_error(h, VL_EILSEQ);
-      return false;
-    }
-    return (ct[c] & VL_CT_DIGIT) != 0;
-  }
-  return _vl_im_iswctype(h, c, VL_CT_DIGIT) != 0;
-}
+using vls::is_digit;
 
 // A run of digits, each worth its code less that of '0'; held at INT32_MAX.
 int32_t read_number(vl_locale_t *h, const vl_wchar *&p) {
@@ -530,6 +645,7 @@ int engine(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, 
   if (!out || !format) return fail(h, VL_EBADPTR);
   vl_fmt_state st;
   _vl_init_format_state(&st);
+  Ctx cx(h);
   int32_t count = 1;
   vl_wchar *p = out;
   const vl_wchar *const end = out + (size > 0 ? size : 0);
@@ -588,7 +704,7 @@ int engine(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, 
         if (inf == 2) rc = put_special(h, "Inf", true, st.width, st.flags, p, end);
         else if (inf == 1) rc = put_special(h, "-Inf", false, st.width, st.flags, p, end);
         else if (CheckForNaN(v)) rc = put_special(h, "NaN", true, st.width, st.flags, p, end);
-        else rc = put_float(h, v, &count, size, &p, end, st.width, st.precision, st.flags, conversion);
+        else rc = put_float(cx, v, &count, size, &p, end, st.width, st.precision, st.flags, conversion);
         if (rc) return -1;
         continue;
       }
@@ -641,7 +757,7 @@ int engine(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, 
     uint64_t magnitude;
     int_argument(ap, st, is_signed, &magnitude);
     st.base = base;
-    if (put_integer(h, magnitude, st.negative != 0, base, &count, size, &p, end, st.width, st.precision, st.flags))
+    if (put_integer(cx, magnitude, st.negative != 0, base, &count, size, &p, end, st.width, st.precision, st.flags))
       return -1;
   }
   if (p >= end) return fail(h, VL_E2BIG);
@@ -731,13 +847,15 @@ VLS_API int _vl_scan_format_modifiers(vl_locale_t *h, const vl_wchar **format, v
 
 VLS_API int _vl_format_decimalull(vl_locale_t *h, uint64_t magnitude, int32_t negative, int32_t base, int32_t *count,
                                   int32_t size, vl_wchar **out, int32_t width, int32_t precision, uint32_t flags) {
-  return put_integer(h, magnitude, negative != 0, base, count, size, out, room_end(*out, *count, size), width,
+  Ctx cx(h);
+  return put_integer(cx, magnitude, negative != 0, base, count, size, out, room_end(*out, *count, size), width,
                      precision, flags);
 }
 
 VLS_API int _vl_format_decimal(vl_locale_t *h, uint32_t magnitude, int32_t negative, int32_t base, int32_t *count,
                                int32_t size, vl_wchar **out, int32_t width, int32_t precision, uint32_t flags) {
-  return put_integer(h, magnitude, negative != 0, base, count, size, out, room_end(*out, *count, size), width,
+  Ctx cx(h);
+  return put_integer(cx, magnitude, negative != 0, base, count, size, out, room_end(*out, *count, size), width,
                      precision, flags);
 }
 
@@ -783,55 +901,47 @@ VLS_API int _vl_get_mbstring(vl_locale_t *h, char *out, const vl_wchar *wide, in
   if (!out || !wide) return fail(h, VL_EBADPTR);
   const int32_t min = vl_mb_loc_min(h);
   int64_t written = 0;
-  for (; *wide; ++wide) {
-    char one[8];
-    int len;
-    if (h->single_byte) {
-      one[0] = static_cast<char>(*wide);
-      len = 1;
-    } else if ((len = vl_full_wctomb(h, one, *wide)) < 0) {
-      return fail(h, VL_EILSEQ);
+  if (h->single_byte) {
+    for (; *wide; ++wide) {
+      if (written + 1 + min > size) return fail(h, VL_E2BIG);
+      out[written++] = static_cast<char>(*wide);
     }
-    if (written + len + min > size) return fail(h, VL_E2BIG);
-    memcpy(out + written, one, static_cast<size_t>(len));
-    written += len;
+  } else {
+    const vls::Narrow narrow(h);
+    for (; *wide; ++wide) {
+      const vl_wchar v = *wide;
+      if (narrow.direct(v)) {  // one byte, the value itself
+        if (written + 1 + min > size) return fail(h, VL_E2BIG);
+        out[written++] = static_cast<char>(v);
+        continue;
+      }
+      char one[8];
+      const int len = narrow.put(one, v);
+      if (len < 0) return fail(h, VL_EILSEQ);
+      if (written + len + min > size) return fail(h, VL_E2BIG);
+      memcpy(out + written, one, static_cast<size_t>(len));
+      written += len;
+    }
   }
   if (written + min > size) return fail(h, VL_E2BIG);
-  vl_mbsterm(h, out + written);
+  vls::terminate(out + written, min);
   return static_cast<int>(written);
 }
 
 VLS_API int vl_mbsprintf1(vl_locale_t *h, char *out, int32_t size, const char *format, va_list args) {
   if (!out || !format) return fail(h, VL_EBADPTR);
-  vl_wchar wide_out[kOutStack];
-  vls::HostPtr<vl_wchar> out_heap;
-  vl_wchar *wout = wide_out;
-  if (static_cast<int64_t>(size) + 1 > kOutStack) {
-    out_heap.reset(vls::alloc_array<vl_wchar>(static_cast<size_t>(size) + 1));
-    if (!out_heap) return fail(h, VL_ENOMEM);
-    wout = out_heap.get();
-  }
-  int32_t length;
-  if (h->single_byte) {
-    length = static_cast<int32_t>(strlen(format));
-  } else {
-    const int bytes = vl_mbsbytes(h, format);
-    if (bytes <= 0) return -1;  // the measure stored why
-    length = bytes - vl_mb_loc_min(h);
-  }
-  vl_wchar wide_format[kFormatStack];
-  vls::HostPtr<vl_wchar> format_heap;
-  vl_wchar *wfmt = wide_format;
-  if (length + 1 > kFormatStack) {
-    format_heap.reset(vls::alloc_array<vl_wchar>(static_cast<size_t>(length) + 1));
-    if (!format_heap) return fail(h, VL_ENOMEM);
-    wfmt = format_heap.get();
-  }
   if (!h->mbstowcs_fn) return fail(h, VL_EILSEQ);
-  if (h->mbstowcs_fn(h, wfmt, format, length + 1) < 0) return -1;
-  wfmt[length] = 0;
-  if (vl_wcsfnum1(h, wout, size, wfmt, args) < 0) return -1;
-  return _vl_get_mbstring(h, out, wout, size);
+  vls::WideArg<kFormatStack> wfmt;
+  if (wfmt.widen(h, format) != 0) return -1;
+  vl_wchar wide_out[kOutStack];
+  if (static_cast<int64_t>(size) + 1 <= kOutStack) {
+    if (vl_wcsfnum1(h, wide_out, size, wfmt.get(), args) < 0) return -1;
+    return _vl_get_mbstring(h, out, wide_out, size);
+  }
+  vls::HostPtr<vl_wchar> out_heap(vls::alloc_array<vl_wchar>(static_cast<size_t>(size) + 1));
+  if (!out_heap) return fail(h, VL_ENOMEM);
+  if (vl_wcsfnum1(h, out_heap.get(), size, wfmt.get(), args) < 0) return -1;
+  return _vl_get_mbstring(h, out, out_heap.get(), size);
 }
 
 VLS_API int vl_mbsfnum(vl_locale_t *h, char *out, int32_t size, const char *format, ...) {

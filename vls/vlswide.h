@@ -1,0 +1,198 @@
+// The formatters' shared character helpers: a caller's multibyte text in
+// wide form, wide characters back to bytes, display columns, and class
+// tests. Each gives the same answers as the general services it stands
+// for, with the common characters answered from the locale's tables inline.
+// Not installed.
+#ifndef VLS_VLSWIDE_H
+#define VLS_VLSWIDE_H
+
+#include <cstdint>
+#include <cstring>
+
+#include <vls/vls.h>
+#include <vls/vlsctype.h>
+#include <vls/vlsmbwc.h>
+#include <vls/vlsvlu.h>
+
+#include "vlsint.h"
+#include "vlswalk.h"
+
+namespace vls {
+
+// The root flags of a locale's own LC_CTYPE tree whose shortest character
+// is one byte: there a byte below 0x80 flagged complete is a character
+// whose value is the byte. Null for a bridged locale or another tree.
+inline const unsigned char *direct_bytes(const vl_locale_t *h) {
+  if (_vlu_active(h, VL_LC_CTYPE)) return nullptr;
+  const multi_t *t = h->ctype.ctype_tree;
+  if (!t || !t->root || t->min_length != 1) return nullptr;
+  return t->root->flags;
+}
+
+// A character of the class `mask`. With the single-byte class table a
+// value above 255 is error 1 and in no class.
+inline bool in_class(vl_locale_t *h, vl_wchar c, uint32_t mask) {
+  if (const uint16_t *ct = h->class_table) {
+    if (c > 0xFFu) {
+      set_error(h, VL_EILSEQ);
+      return false;
+    }
+    return (ct[c] & mask) != 0;
+  }
+  if (c < 0x80u)
+    if (const unsigned char *f = direct_bytes(h); f && f[c] == VL_MULTI_COMPLETE) {
+      const multi_t *t = h->ctype.ctype_tree;
+      return (tree::u16(tree::row(t, t->root, c)) & mask) != 0;
+    }
+  return _vl_im_iswctype(h, c, mask) != 0;
+}
+// The terminator is in no class.
+inline bool is_digit(vl_locale_t *h, vl_wchar c) { return c && in_class(h, c, VL_CT_DIGIT); }
+
+// A caller's multibyte text widened through the handle's slot: on the
+// stack while it has fewer than N characters, on the host heap beyond.
+template <int32_t N>
+class WideArg {
+ public:
+  WideArg() = default;
+  WideArg(const WideArg &) = delete;
+  WideArg &operator=(const WideArg &) = delete;
+
+  // 0; -1 when the conversion into the stack area fails; -2 when a longer
+  // text does not measure, finds no heap (error 3) or does not convert.
+  // The slot stores why a conversion failed. The slot must be set.
+  int widen(vl_locale_t *h, const char *s) {
+    if (widen_direct(h, s)) return 0;
+    const int got = h->mbstowcs_fn(h, local_, s, N);
+    if (got < 0) return -1;
+    if (got < N) {
+      local_[got] = 0;
+      return 0;
+    }
+    // Characters are never more than the bytes, the terminator included.
+    const int32_t bytes = h->single_byte ? static_cast<int32_t>(strlen(s)) + 1 : vl_mbsbytes(h, s);
+    if (bytes <= 0) return -2;
+    heap_ = alloc_array<vl_wchar>(static_cast<size_t>(bytes));
+    if (!heap_) {
+      set_error(h, VL_ENOMEM);
+      return -2;
+    }
+    const int n = h->mbstowcs_fn(h, heap_, s, bytes);
+    if (n < 0) return -2;
+    heap_[n < bytes ? n : bytes - 1] = 0;
+    text_ = heap_;
+    return 0;
+  }
+  ~WideArg() {
+    if (heap_) _vl_free_ptr(heap_);
+  }
+  const vl_wchar *get() const { return text_; }
+
+ private:
+  // A short text whose bytes each are a character of the value of the
+  // byte, as both of the library's own conversions take them, is widened
+  // here. False leaves the text to the handle's slot.
+  bool widen_direct(vl_locale_t *h, const char *s) {
+    const unsigned char *f;
+    if (h->mbstowcs_fn == _vl_is_mbstowcs) f = nullptr;
+    else if (h->mbstowcs_fn != _vl_im_mbstowcs || !(f = direct_bytes(h))) return false;
+    const unsigned char *b = reinterpret_cast<const unsigned char *>(s);
+    for (int32_t i = 0; i < N; ++i) {
+      const unsigned c = b[i];
+      if (f && (c >= 0x80u || f[c] != VL_MULTI_COMPLETE)) return false;
+      local_[i] = c;
+      if (!c) return true;
+    }
+    return false;
+  }
+  vl_wchar local_[N];
+  vl_wchar *heap_ = nullptr;
+  vl_wchar *text_ = local_;
+};
+
+// Stores the locale's terminator of `min` zero bytes.
+inline void terminate(char *at, int32_t min) {
+  if (min == 1) *at = 0;
+  else if (min > 0) memset(at, 0, static_cast<size_t>(min));
+}
+
+// Wide characters to bytes, as vl_wclen and vl_full_wctomb give them.
+class Narrow {
+ public:
+  explicit Narrow(vl_locale_t *h) : h_(h), direct_(h->single_byte ? nullptr : direct_bytes(h)) {}
+  int length(vl_wchar v) const {
+    if (h_->single_byte || direct(v)) return 1;
+    char scratch[16];
+    return vl_full_wctomb(h_, scratch, v);
+  }
+  // Writes the bytes of v (at most four); their count, or -1 with the
+  // error stored.
+  int put(char *out, vl_wchar v) const {
+    if (direct(v)) {
+      *out = static_cast<char>(v);
+      return 1;
+    }
+    return vl_full_wctomb(h_, out, v);
+  }
+  // v is one byte of its own value in a multibyte locale.
+  bool direct(vl_wchar v) const { return direct_ && v < 0x80u && direct_[v] == VL_MULTI_COMPLETE; }
+
+ private:
+  vl_locale_t *h_;
+  const unsigned char *direct_;
+};
+
+// Display columns of the printable characters that the locale's tables
+// hold; for anything else the caller asks vl_wcwidth, which then answers
+// (and stores its errors) as always.
+class Columns {
+ public:
+  explicit Columns(vl_locale_t *h)
+      : h_(h),
+        table_(_vlu_active(h, VL_LC_CTYPE) ? nullptr : h->class_table),
+        direct_(table_ ? nullptr : direct_bytes(h)) {}
+  // 1 or 2 for a printable character answered from the tables, 0 when
+  // the tables cannot tell.
+  int quick(vl_wchar v) {
+    uint16_t m;
+    if (table_) {
+      if (v > 0xFFu) return 0;
+      m = table_[v];
+    } else if (direct_ && v < 0x80u && direct_[v] == VL_MULTI_COMPLETE) {
+      const multi_t *t = h_->ctype.ctype_tree;
+      m = tree::u16(tree::row(t, t->root, v));
+    } else {
+      return 0;
+    }
+    if (!(m & VL_CT_PRINT)) return 0;
+    return (m & full_width()) ? 2 : 1;
+  }
+  // vl_wcwidth of v.
+  int of(vl_wchar v) {
+    if (!v) return 0;
+    const int q = quick(v);
+    return q ? q : vl_wcwidth(h_, v);
+  }
+  // The class mask of a printable single-byte character, when the class
+  // table answers for v; false otherwise.
+  bool table_mask(vl_wchar v, uint16_t *m) const {
+    if (!table_ || v > 0xFFu) return false;
+    *m = table_[v];
+    return true;
+  }
+  uint32_t full_width() {
+    if (!fw_known_) fw_ = vl_ctype(h_, "full_width"), fw_known_ = true;
+    return fw_;
+  }
+
+ private:
+  vl_locale_t *h_;
+  const uint16_t *table_;
+  const unsigned char *direct_;
+  uint32_t fw_ = 0;
+  bool fw_known_ = false;
+};
+
+}  // namespace vls
+
+#endif
