@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include <vls/decimal.h>
 #include <vls/libvls.h>
 #include <vls/vlsenv.h>
 #include <vls/vlsinit.h>
@@ -26,12 +27,17 @@ struct Scenario {
   const char *after;       // "NAME=value" the process environment reads afterwards, or null
   const char *date;        // the date format, or null
   bool conversions;        // csc_ab and csc_ba are open
+  const char *db_text = nullptr, *client_text = nullptr;  // csc_ab turns the one into the other
+  const char *decimal = nullptr;                           // dectoasc of -1234.5 in the client locale
 };
 
 const Scenario kScenarios[] = {
     {"nothing set", {}, 1, 0, "en_us/0333.lco", "en_US.819", "CLIENT_LOCALE=en_US.8859-1", "%m/%d/%iY", false},
     {"client locale", {{"CLIENT_LOCALE", "ja_JP.ujis"}}, 1, 0, "ja_jp/e007.lco", "ja_JP.57351", "DB_LOCALE=ja_JP.57351", nullptr, false},
-    {"client and database", {{"CLIENT_LOCALE", "ja_JP.ujis"}, {"DB_LOCALE", "ja_JP.sjis"}}, 1, 0, "ja_jp/e007.lco", "ja_JP.57351", nullptr, nullptr, true},
+    {"client and database", {{"CLIENT_LOCALE", "ja_JP.ujis"}, {"DB_LOCALE", "ja_JP.sjis"}}, 1, 0, "ja_jp/e007.lco", "ja_JP.57351", nullptr, nullptr, true,
+     "\x93\xFA\x96\x7B", "\xC6\xFC\xCB\xDC", "-1234.5"},  // Shift_JIS to EUC-JP
+    {"KOI8-R client, CP1251 database", {{"CLIENT_LOCALE", "ru_RU.koi-8"}, {"DB_LOCALE", "ru_RU.cp1251"}}, 1, 0, "ru_ru/e026.lco", "ru_RU.57382", nullptr, nullptr, true,
+     "\xEF\xF0\xE8\xE2\xE5\xF2 1", "\xD0\xD2\xC9\xD7\xC5\xD4 1", "-1234,5"},  // CP1251 to KOI8-R
     {"client text too long", {{"CLIENT_LOCALE", "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"}}, 1, VL_INIT_BADLOCALE, nullptr, nullptr, nullptr, nullptr, false},
     {"unknown client locale", {{"CLIENT_LOCALE", "xx_YY.8859-1"}}, 1, VL_INIT_BADLOCALE, nullptr, nullptr, nullptr, nullptr, false},
     {"DBDATE", {{"DBDATE", "MDY4/"}}, 1, 0, "en_us/0333.lco", nullptr, nullptr, "%m/%d/%iY", false},
@@ -67,6 +73,21 @@ void run(void *arg) {
   }
   if (s.date) expect(!strcmp(vls_env.date_format, s.date), "date format", vls_env.date_format);
   expect((vls_env.csc_ab && vls_env.csc_ba) == s.conversions, "conversions", vls_env.csc_ab ? "open" : "none");
+  if (s.db_text && vls_env.csc_ab) {
+    char out[64] = {};
+    const char *in = s.db_text;
+    char *o = out;
+    int32_t il = static_cast<int32_t>(strlen(in)), ol = sizeof out - 1, flag = 0;
+    const int r = vl_miconv(vls_env.csc_ab, &in, &il, &o, &ol, &flag);
+    expect(r == 0 && !strcmp(out, s.client_text), "database text", out);
+  }
+  if (s.decimal) {
+    decimal_t d;
+    char text[32] = {};
+    const int r = deccvasc(s.decimal, static_cast<int>(strlen(s.decimal)), &d);
+    expect(r == 0 && dectoasc(&d, text, sizeof text - 1, -1) == 0, "decimal", std::to_string(r));
+    expect(!strncmp(text, s.decimal, strlen(s.decimal)), "decimal text", text);
+  }
   if (rc == 0) expect(initvls(s.mode) == 0 && (vls_env.init_mask & s.mode), "second call", "");
   _exit(bad);
 }
