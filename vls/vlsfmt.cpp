@@ -385,6 +385,7 @@ class FloatText {
  public:
   // False when the digits alone do not fit the text buffer.
   bool make(double value, int32_t precision, char letter) {
+    if (letter == 'f' && (n_ = vls::fixed_text(value, precision < 0 ? 6 : precision, core_)) > 0) return true;
     const std::chars_format form = (letter == 'f')               ? std::chars_format::fixed
                                    : (letter == 'e' || letter == 'E') ? std::chars_format::scientific
                                                                       : std::chars_format::general;

@@ -2,6 +2,8 @@
 // language, and parsing money text back by matching every layout the
 // locale allows. Both directions lay out the value through a position mask
 // built from the cs_precedes, sign_posn and sep_by_space fields.
+#include <charconv>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -16,12 +18,15 @@
 #include <iterator>
 
 #include "vlsint.h"
+#include "vlswide.h"
 
 namespace {
 
 constexpr int kText = 256;       // the formatter's intermediates
 constexpr int kWidthLimit = 100;  // characters of a symbol or sign measured
 constexpr int kLongText = 127;    // symbol and sign texts longer go through the heap
+constexpr int32_t kArgStack = 256;  // wide characters of a caller's text kept on the stack
+constexpr int32_t kOutStack = 512;  // wide characters of output kept on the stack
 
 int fail(vl_locale_t *h, uint32_t code) { return vls::fail(h, code); }
 
@@ -31,43 +36,39 @@ size_t wlen(const vl_wchar *s) {
   return n;
 }
 
-// A class test; with the single-byte class table a value above 255 is
-// error 1 and in no class.
-bool in_class(vl_locale_t *h, vl_wchar c, uint32_t mask) {
-  if (const uint16_t *ct = h->class_table) {
-    if (c > 0xFFu) {
-      vls::set_error(h, VL_EILSEQ);
-      return false;
-    }
-    return (ct[c] & mask) != 0;
-  }
-  return _vl_im_iswctype(h, c, mask) != 0;
-}
-bool is_digit(vl_locale_t *h, vl_wchar c) { return c && in_class(h, c, VL_CT_DIGIT); }
-bool is_space(vl_locale_t *h, vl_wchar c) { return c && in_class(h, c, VL_CT_SPACE); }
-bool is_blank(vl_locale_t *h, vl_wchar c) { return c && in_class(h, c, VL_CT_BLANK); }
+using vls::is_digit;
+bool is_space(vl_locale_t *h, vl_wchar c) { return c && vls::in_class(h, c, VL_CT_SPACE); }
+bool is_blank(vl_locale_t *h, vl_wchar c) { return c && vls::in_class(h, c, VL_CT_BLANK); }
 bool low_byte_is(vl_wchar c, char k) { return (c & 0xFFu) == static_cast<unsigned char>(k); }
 
-// Display columns of at most `limit` characters of a text.
-int columns(vl_locale_t *h, const vl_wchar *s, size_t limit = SIZE_MAX) {
-  int n = 0;
-  for (size_t i = 0; s && s[i] && i < limit; ++i) {
-    const int w = vl_wcwidth(h, s[i]);
-    n += w > 0 ? w : 0;
-  }
-  return n;
+// Display columns of at most `limit` characters of a text; a character
+// with no width counts none.
+int columns(vls::Columns &cw, const vl_wchar *s, size_t limit = SIZE_MAX) {
+  return s ? cw.sum(s, limit) : 0;
 }
 
 // A bounded wide text of the formatter.
 struct Text {
   vl_wchar c[kText * 2];
   int n = 0;
+  Text() = default;
+  // Copies hold the characters in use only.
+  Text(const Text &o) : n(o.n) { memcpy(c, o.c, sizeof(vl_wchar) * static_cast<size_t>(n)); }
+  Text &operator=(const Text &o) {
+    n = o.n;
+    memcpy(c, o.c, sizeof(vl_wchar) * static_cast<size_t>(n));
+    return *this;
+  }
   void clear() { n = 0; }
   void put(vl_wchar v) {
     if (n < kText * 2 - 1) c[n++] = v;
   }
   void append(const vl_wchar *s, int count) {
-    for (int i = 0; i < count; ++i) put(s[i]);
+    const int room = kText * 2 - 1 - n;
+    if (count > room) count = room;
+    if (count <= 0) return;
+    memcpy(c + n, s, sizeof(vl_wchar) * static_cast<size_t>(count));
+    n += count;
   }
   void append(const Text &t) { append(t.c, t.n); }
   const vl_wchar *z() {
@@ -174,18 +175,28 @@ constexpr MaskRow kAfter[] = {
     {32, {kNumber, kSign, kBlank, kSymbol}},
 };
 
+// The rows of both tables by cs_precedes and key.
+struct MaskIndex {
+  const MaskRow *rows[2][50] = {};
+  constexpr MaskIndex() {
+    for (const MaskRow &r : kAfter) rows[0][r.key] = &r;
+    for (const MaskRow &r : kBefore) rows[1][r.key] = &r;
+  }
+};
+constexpr MaskIndex kMaskIndex;
+
 // The mask of the number's first character being blank: a code-5 blank
 // directly ahead of the number is then left out.
 bool blank_before_number(const int32_t *mask, int i) { return mask[i] == kBlank && mask[i + 1] == kNumber; }
 
-int before_width(vl_locale_t *h, const int32_t *mask, const vl_wchar *symbol, const vl_wchar *sign,
+int before_width(vl_locale_t *h, vls::Columns &cw, const int32_t *mask, const vl_wchar *symbol, const vl_wchar *sign,
                  const vl_wchar *number) {
   int n = 0;
   for (int i = 0; mask[i] != kEnd && mask[i] != kNumber; ++i) {
     switch (mask[i]) {
       case kOpen: ++n; break;
-      case kSymbol: n += symbol ? columns(h, symbol, kWidthLimit) : 0; break;
-      case kSign: n += sign ? columns(h, sign, kWidthLimit) : 0; break;
+      case kSymbol: n += symbol ? columns(cw, symbol, kWidthLimit) : 0; break;
+      case kSign: n += sign ? columns(cw, sign, kWidthLimit) : 0; break;
       case kBlank: n += (blank_before_number(mask, i) && number && is_blank(h, number[0])) ? 0 : 1; break;
       default: break;
     }
@@ -193,15 +204,15 @@ int before_width(vl_locale_t *h, const int32_t *mask, const vl_wchar *symbol, co
   return n;
 }
 
-int after_width(vl_locale_t *h, const int32_t *mask, const vl_wchar *symbol, const vl_wchar *sign) {
+int after_width(vls::Columns &cw, const int32_t *mask, const vl_wchar *symbol, const vl_wchar *sign) {
   int n = 0;
   bool behind = false;
   for (int i = 0; mask[i] != kEnd; ++i) {
     if (mask[i] == kNumber) behind = true;
     if (mask[i] == kClose) ++n;  // wherever it stands
     if (!behind) continue;
-    if (mask[i] == kSymbol) n += symbol ? columns(h, symbol, kWidthLimit) : 0;
-    if (mask[i] == kSign) n += sign ? columns(h, sign, kWidthLimit) : 0;
+    if (mask[i] == kSymbol) n += symbol ? columns(cw, symbol, kWidthLimit) : 0;
+    if (mask[i] == kSign) n += sign ? columns(cw, sign, kWidthLimit) : 0;
     if (mask[i] == kBlank) ++n;
   }
   return n;
@@ -210,7 +221,7 @@ int after_width(vl_locale_t *h, const int32_t *mask, const vl_wchar *symbol, con
 // Lays out one value: the elements ahead of the number gather in a scratch
 // text written when the number comes, lined up to `before` columns; what
 // follows goes straight out, padded to `after` columns.
-void format_money(vl_locale_t *h, Text &out, const int32_t *mask, int before, int after, const vl_wchar *symbol,
+void format_money(vl_locale_t *h, vls::Columns &cw, Text &out, const int32_t *mask, int before, int after, const vl_wchar *symbol,
                   const vl_wchar *sign, const vl_wchar *number) {
   Text scratch;
   bool behind = false;
@@ -220,10 +231,10 @@ void format_money(vl_locale_t *h, Text &out, const int32_t *mask, int before, in
     switch (mask[i]) {
       case kOpen: to.put('('); break;
       case kSymbol:
-        if (symbol) to.append(symbol, static_cast<int>(wlen(symbol))), cols += behind ? columns(h, symbol, kWidthLimit) : 0;
+        if (symbol) to.append(symbol, static_cast<int>(wlen(symbol))), cols += behind ? columns(cw, symbol, kWidthLimit) : 0;
         break;
       case kSign:
-        if (sign) to.append(sign, static_cast<int>(wlen(sign))), cols += behind ? columns(h, sign, kWidthLimit) : 0;
+        if (sign) to.append(sign, static_cast<int>(wlen(sign))), cols += behind ? columns(cw, sign, kWidthLimit) : 0;
         break;
       case kClose:
         to.put(')');
@@ -240,7 +251,7 @@ void format_money(vl_locale_t *h, Text &out, const int32_t *mask, int before, in
       case kNumber: {
         if (!number) return;
         if (before >= 0)
-          for (int k = columns(h, scratch.z()); k < before; ++k) out.put(' ');
+          for (int k = columns(cw, scratch.z()); k < before; ++k) out.put(' ');
         if (out.n + scratch.n < kText) out.append(scratch);
         const int n = static_cast<int>(wlen(number));
         out.append(number, n < kText - 1 ? n : kText - 1);
@@ -311,7 +322,15 @@ void read_directive(vl_locale_t *h, const vl_wchar *&p, Directive &d, Layout &la
 // rounded at the right precision, grouped and filled.
 bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, Text &out) {
   char text[kText];
-  if (snprintf(text, sizeof text, "%f", value) >= static_cast<int>(sizeof text)) return false;
+  if (const int n = vls::fixed_text(value, 6, text)) {  // the digits "%f" gives, made directly
+    text[n] = 0;
+  } else if (std::isfinite(value)) {
+    const auto r = std::to_chars(text, text + sizeof text - 1, value, std::chars_format::fixed, 6);
+    if (r.ec != std::errc()) return false;
+    *r.ptr = 0;
+  } else if (snprintf(text, sizeof text, "%f", value) >= static_cast<int>(sizeof text)) {
+    return false;
+  }
   const char *p = text;
   if (*p == '-') ++p;
   char left[kText + 2], right[kText + 2];
@@ -332,13 +351,9 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
   const vl_wchar *point = h->nmm.mon_decimal_point.wc;
   const int plen = static_cast<int>(wlen(point));
   if (rp != 0 && num.n + plen < kText) num.append(point, plen);
-  // The count of digits for grouping takes one off for the point, whatever
-  // its length; the separators go in where the digits need them.
-  const int digits = rp != 0 ? num.n - 1 : num.n;
-  if (!d.no_group) {
-    group_count(h, digits);
-    add_groups(h, num, rp);
-  }
+  // The separators go in where the digits need them (the point, whatever
+  // its length, stays behind them).
+  if (!d.no_group) add_groups(h, num, rp);
   Text filled;
   if (d.left_precision >= 0) {
     int fill = d.left_precision + (d.no_group ? 0 : group_count(h, d.left_precision)) - num.n + (rp != 0 ? 1 : 0);
@@ -366,16 +381,11 @@ extern "C" {
 VLS_API int mon_mask(int32_t *mask, int32_t cs_precedes, int32_t sign_posn, int32_t sep_by_space) {
   for (int i = 0; i < 7; ++i) mask[i] = kEnd;
   if (cs_precedes != 0 && cs_precedes != 1) return -1;
-  const int key = sign_posn * 10 + sep_by_space;
-  if (sign_posn < 0 || sep_by_space < 0 || sep_by_space > 9) return -1;
-  const MaskRow *rows = cs_precedes ? kBefore : kAfter;
-  const size_t n = cs_precedes ? sizeof kBefore / sizeof *kBefore : sizeof kAfter / sizeof *kAfter;
-  for (size_t i = 0; i < n; ++i) {
-    if (rows[i].key != key) continue;
-    for (int k = 0; k < 6; ++k) mask[k] = rows[i].codes[k];
-    return 0;
-  }
-  return -1;
+  if (sign_posn < 0 || sign_posn > 4 || sep_by_space < 0 || sep_by_space > 9) return -1;
+  const MaskRow *row = kMaskIndex.rows[cs_precedes][sign_posn * 10 + sep_by_space];
+  if (!row) return -1;
+  for (int k = 0; k < 6; ++k) mask[k] = row->codes[k];
+  return 0;
 }
 
 VLS_API int vl_wcsfmon1(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, va_list args) {
@@ -383,6 +393,7 @@ VLS_API int vl_wcsfmon1(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wc
   if (!out || !format) return fail(h, VL_EBADPTR);
   const vl_nmm_block &m = h->nmm;
   Layout lay{m.p_cs_precedes, m.n_cs_precedes, m.p_sep_by_space, m.n_sep_by_space, m.p_sign_posn, m.n_sign_posn};
+  vls::Columns cw(h);
   int32_t count = 0;
   if (size < 1) return fail(h, VL_E2BIG);
   for (const vl_wchar *p = format; *p;) {
@@ -411,10 +422,10 @@ VLS_API int vl_wcsfmon1(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wc
     const vl_wchar *num = number.z();
     int before = -1, after = -1;
     if (d.left_precision >= 0) {
-      const int bp = before_width(h, pos, symbol, m.positive_sign.wc, num);
-      const int bn = before_width(h, neg, symbol, m.negative_sign.wc, num);
-      const int ap = after_width(h, pos, symbol, m.positive_sign.wc);
-      const int an = after_width(h, neg, symbol, m.negative_sign.wc);
+      const int bp = before_width(h, cw, pos, symbol, m.positive_sign.wc, num);
+      const int bn = before_width(h, cw, neg, symbol, m.negative_sign.wc, num);
+      const int ap = after_width(cw, pos, symbol, m.positive_sign.wc);
+      const int an = after_width(cw, neg, symbol, m.negative_sign.wc);
       before = bp > bn ? bp : bn;
       after = ap > an ? ap : an;
     }
@@ -423,9 +434,9 @@ VLS_API int vl_wcsfmon1(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wc
     note_long(h, symbol);
     note_long(h, sign);
     Text result;
-    format_money(h, result, positive ? pos : neg, before, after, symbol, sign, num);
+    format_money(h, cw, result, positive ? pos : neg, before, after, symbol, sign, num);
     Text field;
-    const int blanks = d.width - columns(h, result.z());
+    const int blanks = d.width - columns(cw, result.z());
     if (blanks > 0 && blanks + result.n < kText) {
       if (!d.left)
         for (int k = 0; k < blanks; ++k) field.put(' ');
@@ -454,19 +465,22 @@ VLS_API int vl_wcsfmon(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wch
 VLS_API int vl_mbsfmon(vl_locale_t *h, char *out, int32_t size, const char *format, ...) {
   if (!h) return -1;
   if (!out || !format) return fail(h, VL_EBADPTR);
-  const int32_t flen = static_cast<int32_t>(strlen(format));
-  vls::HostPtr<vl_wchar> wfmt(vls::alloc_array<vl_wchar>(static_cast<size_t>(flen) + 1));
-  vls::HostPtr<vl_wchar> wout(vls::alloc_array<vl_wchar>(static_cast<size_t>(size > 0 ? size : 0) + 1));
-  if (!wfmt || !wout) return fail(h, VL_ENOMEM);
-  const int n = h->mbstowcs_fn(h, wfmt.get(), format, flen + 1);
-  if (n < 0) return -1;
-  wfmt[static_cast<size_t>(n < flen ? n : flen)] = 0;
+  vls::WideArg<kArgStack> wfmt;
+  if (wfmt.widen(h, format) != 0) return -1;
+  vl_wchar local[kOutStack];
+  vls::HostPtr<vl_wchar> heap;
+  vl_wchar *wout = local;
+  if (static_cast<int64_t>(size) + 1 > kOutStack) {
+    heap.reset(vls::alloc_array<vl_wchar>(static_cast<size_t>(size > 0 ? size : 0) + 1));
+    if (!heap) return fail(h, VL_ENOMEM);
+    wout = heap.get();
+  }
   va_list ap;
   va_start(ap, format);
-  const int r = vl_wcsfmon1(h, wout.get(), size, wfmt.get(), ap);
+  const int r = vl_wcsfmon1(h, wout, size, wfmt.get(), ap);
   va_end(ap);
   if (r < 0) return -1;
-  return _vl_get_mbstring(h, out, wout.get(), size);
+  return _vl_get_mbstring(h, out, wout, size);
 }
 
 // ---- parser ------------------------------------------------------------------------------
@@ -703,23 +717,14 @@ VLS_API const char *vl_mbspmon(vl_locale_t *h, const char *input, const char *fo
     vls::set_error(h, VL_EBADPTR);
     return nullptr;
   }
-  const int32_t ilen = static_cast<int32_t>(strlen(input)), flen = static_cast<int32_t>(strlen(format));
-  vls::HostPtr<vl_wchar> win(vls::alloc_array<vl_wchar>(static_cast<size_t>(ilen) + 1));
-  vls::HostPtr<vl_wchar> wfmt(vls::alloc_array<vl_wchar>(static_cast<size_t>(flen) + 1));
-  if (!win || !wfmt) {
-    vls::set_error(h, VL_ENOMEM);
-    return nullptr;
-  }
-  const int ni = h->mbstowcs_fn(h, win.get(), input, ilen + 1);
-  const int nf = h->mbstowcs_fn(h, wfmt.get(), format, flen + 1);
-  if (ni < 0 || nf < 0) return nullptr;
-  win[static_cast<size_t>(ni < ilen ? ni : ilen)] = 0;
-  wfmt[static_cast<size_t>(nf < flen ? nf : flen)] = 0;
+  vls::WideArg<kArgStack> win, wfmt;
+  if (win.widen(h, input) != 0 || wfmt.widen(h, format) != 0) return nullptr;
   va_list ap;
   va_start(ap, format);
   const vl_wchar *stop = vl_wcspmon1(h, win.get(), wfmt.get(), ap);
   va_end(ap);
   if (!stop) return nullptr;
+  const int32_t ilen = static_cast<int32_t>(strlen(input));
   // As many characters of the multibyte input as the parser consumed.
   const char *p = input;
   for (long k = stop - win.get(); k > 0 && *p; --k) {

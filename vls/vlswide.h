@@ -1,11 +1,12 @@
-// The formatters' shared character helpers: a caller's multibyte text in
-// wide form, wide characters back to bytes, display columns, and class
-// tests. Each gives the same answers as the general services it stands
+// The formatters' shared helpers: a caller's multibyte text in wide form,
+// wide characters back to bytes, display columns, class tests, and the
+// fixed-point text of a double. Each gives the same answers as the general services it stands
 // for, with the common characters answered from the locale's tables inline.
 // Not installed.
 #ifndef VLS_VLSWIDE_H
 #define VLS_VLSWIDE_H
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -173,6 +174,16 @@ class Columns {
     const int q = quick(v);
     return q ? q : vl_wcwidth(h_, v);
   }
+  // The columns of at most `limit` characters of a text, a character with
+  // no width counting none.
+  int sum(const vl_wchar *s, size_t limit) {
+    int n = 0;
+    for (size_t i = 0; s[i] && i < limit; ++i) {
+      const int w = of(s[i]);
+      n += w > 0 ? w : 0;
+    }
+    return n;
+  }
   // The class mask of a printable single-byte character, when the class
   // table answers for v; false otherwise.
   bool table_mask(vl_wchar v, uint16_t *m) const {
@@ -192,6 +203,54 @@ class Columns {
   uint32_t fw_ = 0;
   bool fw_known_ = false;
 };
+
+// The text the C library prints for a finite value by "%.<p>f" in the C
+// locale, for a magnitude below 2^32 and p from 0 to 9: the exact binary
+// value scaled by 10^p (below 2^83, held in two words) and rounded half to
+// even. Its length, or 0 when the value is outside that range.
+inline int fixed_text(double value, int p, char *out) {
+  static constexpr uint64_t kPow10[] = {1,      10,      100,      1000,      10000,
+                                        100000, 1000000, 10000000, 100000000, 1000000000};
+  const double a = std::fabs(value);
+  if (!(a < 4294967296.0) || p < 0 || p > 9) return 0;
+  uint64_t bits;
+  memcpy(&bits, &a, sizeof bits);
+  const int biased = static_cast<int>(bits >> 52);
+  uint64_t m = bits & ((uint64_t{1} << 52) - 1);
+  if (biased) m |= uint64_t{1} << 52;
+  const int shift = biased ? 1075 - biased : 1074;  // a = m / 2^shift, shift at least 21
+  const uint64_t b = kPow10[p];
+  const uint64_t low = (m & 0xFFFFFFFFu) * b, high = (m >> 32) * b;  // n = high * 2^32 + low
+  const uint64_t n0 = low + (high << 32);
+  const uint64_t n1 = (high >> 32) + (n0 < low ? 1 : 0);
+  // Bit k of n, and whether n has a bit set below bit k.
+  auto bit = [&](int k) { return k < 64 ? (n0 >> k) & 1 : k < 128 ? (n1 >> (k - 64)) & 1 : 0; };
+  auto below = [&](int k) {
+    if (k <= 0) return false;
+    if (k < 64) return (n0 & ((uint64_t{1} << k) - 1)) != 0;
+    if (n0) return true;
+    return k - 64 < 64 ? (n1 & ((uint64_t{1} << (k - 64)) - 1)) != 0 : n1 != 0;
+  };
+  uint64_t q = 0;
+  if (shift <= 90) {  // n is below 2^83: farther down it rounds to 0
+    q = shift < 64 ? (n0 >> shift) | (shift ? n1 << (64 - shift) : 0) : n1 >> (shift - 64);
+    if (bit(shift - 1) && (below(shift - 1) || (q & 1))) ++q;
+  }
+  char *o = out;
+  if (std::signbit(value)) *o++ = '-';
+  uint64_t ip = q / b, fp = q % b;
+  char digits[24];
+  int k = 0;
+  do digits[k++] = static_cast<char>('0' + ip % 10), ip /= 10;
+  while (ip);
+  while (k) *o++ = digits[--k];
+  if (p > 0) {
+    *o++ = '.';
+    for (int i = p - 1; i >= 0; --i) o[i] = static_cast<char>('0' + fp % 10), fp /= 10;
+    o += p;
+  }
+  return static_cast<int>(o - out);
+}
 
 }  // namespace vls
 
