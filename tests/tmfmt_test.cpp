@@ -218,8 +218,8 @@ const Case kCases[] = {
     {FX, "%OB", {}, "", VL_EBADFORMAT},
     {FX, "%Oy", ymd(1920, 1, 1), "", VL_EBADARG},
     {FX, "%.2000000000Oj", {}, "", VL_E2BIG},
-    // radix 3 without eras; a Gregorian date in a Hebrew-calendar locale
-    {LOOP, "%OH|%Oy|%Oe|%B", {}, "yxx|y|  yz|March", 0},
+    // radix 3 without eras; 5 March 2001 is 10 Adar 5761 in a Hebrew-calendar locale (Adar: the seventh name)
+    {LOOP, "%OH|%Oy|%Oe|%B", {}, "yxx|zxzy| yxy|July", 0},
     {LOOP, "%c", {}, "", VL_EBADFORMAT},  // a format that names itself ends
     {LOOP, "%p", {}, "", 0},              // an empty result is 0 too ...
     {LOOP, "ab%X", {}, "", 0},            // ... and fails as a nested format
