@@ -169,6 +169,8 @@ TEST(Localedef, BadInputFailsCleanly) {
       {"copy loop", "LC_TIME\ncopy \"src\"\nEND LC_TIME\n", cm, "copy loop"},
       {"wrong count", "LC_TIME\nabday \"a\";\"b\"\nEND LC_TIME\n", cm, "src:2: abday expects 7 strings"},
       {"bad era", "LC_TIME\nera \"+:1:2000//01//01\"\nEND LC_TIME\n", cm, "src:2: an era needs six fields"},
+      {"unknown calendar", "LC_TIME\ncalendar julian\nEND LC_TIME\n", cm, "src:2: unknown calendar \"julian\""},
+      {"months of the calendar", "LC_TIME\ncalendar hebrew\nmon \"a\";\"b\"\nEND LC_TIME\n", cm, "src:3: mon expects 13 strings"},
       {"text outside", "hello\n", cm, "src:1: unexpected text outside a category"},
       {"stray END", "LC_NUMERIC\nEND LC_TIME\n", cm, "src:2: END LC_TIME inside LC_NUMERIC"},
       {"twice", "LC_NUMERIC\nEND LC_NUMERIC\nLC_NUMERIC\nEND LC_NUMERIC\n", cm, "src:3: LC_NUMERIC is defined twice"},
