@@ -243,6 +243,31 @@ int32_t integer_digits(uint64_t magnitude, int32_t base, bool upper, char *digit
   return d;
 }
 
+// The plain case of the integer writer: base 10, no width, sign, group or
+// alternate form, so that the text is the precision's zeros and the
+// digits. False when the directive is not that plain.
+bool put_plain_decimal(vl_locale_t *h, uint64_t magnitude, bool negative, int32_t base, int32_t *count,
+                       int32_t size, vl_wchar **out, const vl_wchar *end, int32_t width, int32_t precision,
+                       uint32_t flags, int *rc) {
+  if (base != 10 || negative || width >= 1 || (flags & (VL_FMT_GROUP | VL_FMT_PLUS | VL_FMT_SPACE | VL_FMT_ALT)))
+    return false;
+  char digits[24];
+  const int32_t d = integer_digits(magnitude, 10, false, digits);
+  const int64_t z = d < precision ? int64_t{precision} - d : 0;
+  const int64_t T = d + z;
+  if (T + *count > size || T > end - *out) {
+    *rc = fail(h, VL_E2BIG);
+    return true;
+  }
+  vl_wchar *p = *out;
+  for (int64_t i = 0; i < z; ++i) *p++ = '0';
+  for (int32_t i = d - 1; i >= 0; --i) *p++ = static_cast<unsigned char>(digits[i]);
+  *out = p;
+  *count += static_cast<int32_t>(T);
+  *rc = 0;
+  return true;
+}
+
 int put_integer(Ctx &cx, uint64_t magnitude, bool negative, int32_t base, int32_t *count, int32_t size,
                 vl_wchar **out, const vl_wchar *end, int32_t width, int32_t precision, uint32_t flags) {
   vl_locale_t *h = cx.h;
@@ -855,6 +880,10 @@ VLS_API int _vl_format_decimalull(vl_locale_t *h, uint64_t magnitude, int32_t ne
 
 VLS_API int _vl_format_decimal(vl_locale_t *h, uint32_t magnitude, int32_t negative, int32_t base, int32_t *count,
                                int32_t size, vl_wchar **out, int32_t width, int32_t precision, uint32_t flags) {
+  int rc;
+  if (put_plain_decimal(h, magnitude, negative != 0, base, count, size, out, room_end(*out, *count, size), width,
+                        precision, flags, &rc))
+    return rc;
   Ctx cx(h);
   return put_integer(cx, magnitude, negative != 0, base, count, size, out, room_end(*out, *count, size), width,
                      precision, flags);

@@ -20,6 +20,7 @@
 #include <vls/vlsmbwc.h>
 
 #include "vlsint.h"
+#include "vlswide.h"
 
 // The records are words in a fixed order, the same in both builds.
 static_assert(sizeof(vl_tm) == 12 * 4 && offsetof(vl_tm, year) == 6 * 4 && offsetof(vl_tm, spare) == 9 * 4);
@@ -676,6 +677,15 @@ struct Engine {
 // here those letters are directives, so the format is moved back to them.
 void unread_length(const vl_fmt_state &st, const vl_wchar *&f) { f -= st.long_level + st.short_level; }
 
+// A letter behind '%' that is no length letter and no digit of the
+// locale: the scanner would read nothing of it (no position, flag, width,
+// precision or length) and leave the directive state as it starts.
+inline bool plain_directive(vl_locale_t *h, vl_wchar c) {
+  if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'))) return false;
+  if (c == 'l' || c == 'L' || c == 'h' || c == 'H') return false;
+  return !vls::is_digit(h, c);
+}
+
 int run(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, const vl_alt_tm *alt,
         int32_t *max_chars, int32_t *max_bytes, int32_t date_flag, int depth, const Maxima *mx) {
   if (!h) return 0;
@@ -711,14 +721,18 @@ int run(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, con
       continue;
     }
     ++f;
-    vl_fmt_state st;
-    _vl_init_format_state(&st);
-    if (_vl_scan_format_modifiers(h, &f, &st, nullptr, nullptr) != 0) return 0;
-    unread_length(st, f);
-    e.width = st.width;
-    e.precision = st.precision;
-    e.left = st.justify == VL_FMT_JUSTIFY_LEFT;
-    e.fill = st.pad;
+    if (plain_directive(h, *f)) {
+      e.width = 0, e.precision = -1, e.left = false, e.fill = ' ';
+    } else {
+      vl_fmt_state st;
+      _vl_init_format_state(&st);
+      if (_vl_scan_format_modifiers(h, &f, &st, nullptr, nullptr) != 0) return 0;
+      unread_length(st, f);
+      e.width = st.width;
+      e.precision = st.precision;
+      e.left = st.justify == VL_FMT_JUSTIFY_LEFT;
+      e.fill = st.pad;
+    }
     if (*f == 'E' && h->time.era_count < 1) ++f;
     if (*f == 'O' && h->time.alt_digits_count <= 0) ++f;
     const vl_wchar c = *f;
@@ -736,12 +750,6 @@ int run(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, con
   }
   *e.cur = 0;
   return e.count;
-}
-
-// The bytes of a caller's multibyte text, its terminator included; 0 or
-// below when it does not measure.
-int32_t text_bytes(vl_locale_t *h, const char *s) {
-  return h->single_byte ? static_cast<int32_t>(strlen(s)) + 1 : vl_mbsbytes(h, s);
 }
 
 }  // namespace
@@ -836,24 +844,11 @@ VLS_API int vl_mbsftime1(vl_locale_t *h, char *out, int32_t size, const char *fo
     vls::set_error(h, VL_EBADPTR);
     return 0;
   }
-  // The format in wide form: on the stack while short.
-  vl_wchar format_stack[kStack];
-  vls::HostPtr<vl_wchar> format_heap;
-  const vl_wchar *wide_format = format_stack;
-  const int got = h->mbstowcs_fn(h, format_stack, format, kStack);
-  if (got < 0) return -1;
-  if (got >= kStack) {
-    const int32_t bytes = text_bytes(h, format);
-    if (bytes <= 0) return 0;
-    format_heap.reset(vls::alloc_array<vl_wchar>(static_cast<size_t>(bytes)));
-    if (!format_heap) {
-      vls::set_error(h, VL_ENOMEM);
-      return 0;
-    }
-    if (h->mbstowcs_fn(h, format_heap.get(), format, bytes) < 0) return 0;
-    format_heap[static_cast<size_t>(bytes) - 1] = 0;
-    wide_format = format_heap.get();
-  }
+  // The format in wide form: on the stack while short. A failure to
+  // convert there gives -1; a longer format that fails gives 0.
+  vls::WideArg<kStack> wfmt;
+  if (const int rc = wfmt.widen(h, format); rc != 0) return rc == -1 ? -1 : 0;
+  const vl_wchar *wide_format = wfmt.get();
   if (max_chars || max_bytes) return vl_wcsftime1(h, nullptr, 0, wide_format, alt, max_chars, max_bytes, date_flag);
   if (!out) {
     vls::set_error(h, VL_EBADPTR);
@@ -877,9 +872,11 @@ VLS_API int vl_mbsftime1(vl_locale_t *h, char *out, int32_t size, const char *fo
     written = _vl_is_wcstombs(h, out, wide_out, size);
   } else {
     // The text and its terminator must fit whole.
-    int64_t bytes = vl_mb_loc_min(h);
+    const vls::Narrow narrow(h);
+    const int32_t min = vl_mb_loc_min(h);
+    int64_t bytes = min;
     for (int i = 0; i < n; ++i) {
-      const int len = vl_wclen(h, wide_out[i]);
+      const int len = narrow.length(wide_out[i]);
       if (len < 0) return 0;
       bytes += len;
     }
@@ -887,7 +884,18 @@ VLS_API int vl_mbsftime1(vl_locale_t *h, char *out, int32_t size, const char *fo
       vls::set_error(h, VL_E2BIG);
       return 0;
     }
-    written = vl_full_wcstombs(h, out, wide_out, size);
+    if (vls::direct_bytes(h)) {
+      // The locale's own tree: each character as vl_full_wcstombs writes it.
+      written = 0;
+      for (int i = 0; i < n; ++i) {
+        const int len = narrow.put(out + written, wide_out[i]);
+        if (len < 0) return 0;
+        written += len;
+      }
+      vls::terminate(out + written, min);
+    } else {
+      written = vl_full_wcstombs(h, out, wide_out, size);
+    }
   }
   return written < 0 ? 0 : written;
 }
