@@ -680,16 +680,51 @@ std::string messages_section(const Keywords &kw, const Encoder &enc) {
          one_string(kw, "nostr", enc);
 }
 
+// A date field of an era, yyyy/mm/dd, with its year made astronomical:
+// the sources count the years before the common era from -1 (1 BC) with
+// no year 0, the formatter's year arithmetic runs through 0. So -543 (the
+// start of the Buddhist era) is written -542, and 2024 is its year 2567.
+std::vector<CharRef> astronomical(std::vector<CharRef> field) {
+  auto plain = [](const CharRef &c, char ch) { return c.ucs == static_cast<uint32_t>(ch) && c.bytes.empty(); };
+  if (field.empty() || !plain(field[0], '-')) return field;
+  size_t end = 1;
+  long year = 0;
+  while (end < field.size() && field[end].ucs >= '0' && field[end].ucs <= '9' && field[end].bytes.empty() &&
+         year < 100000000)
+    year = year * 10 + static_cast<long>(field[end++].ucs - '0');
+  if (end == 1) return field;  // "-*": no date
+  std::vector<CharRef> out;
+  const std::string text = std::to_string(1 - year);
+  for (char ch : text) {
+    CharRef c;
+    c.ucs = static_cast<unsigned char>(ch);
+    out.push_back(c);
+  }
+  out.insert(out.end(), field.begin() + static_cast<long>(end), field.end());
+  return out;
+}
+
 // An era of the source, direction:offset:start:end:name:format, becomes
-// direction:offset:start:end:name:name2:format with the name repeated.
+// direction:offset:start:end:name:name2:format with the name repeated and
+// the years of its dates astronomical.
 std::vector<CharRef> era_string(const std::vector<CharRef> &in, const Statement &st) {
   std::vector<size_t> colons;
   for (size_t i = 0; i < in.size() && colons.size() < 5; ++i)
     if (in[i].ucs == ':' && in[i].bytes.empty()) colons.push_back(i);
   if (colons.size() < 5) throw Error(st.file, st.line, "an era needs six fields separated by \":\"");
-  std::vector<CharRef> out(in.begin(), in.begin() + static_cast<long>(colons[4]) + 1);
-  out.insert(out.end(), in.begin() + static_cast<long>(colons[3]) + 1, in.begin() + static_cast<long>(colons[4]) + 1);
-  out.insert(out.end(), in.begin() + static_cast<long>(colons[4]) + 1, in.end());
+  auto part = [&](size_t from, size_t to) {
+    return std::vector<CharRef>(in.begin() + static_cast<long>(from), in.begin() + static_cast<long>(to));
+  };
+  std::vector<CharRef> out = part(0, colons[1] + 1);
+  for (int f : {1, 2}) {
+    const std::vector<CharRef> date = astronomical(part(colons[f] + 1, colons[f + 1]));
+    out.insert(out.end(), date.begin(), date.end());
+    out.push_back(in[colons[f + 1]]);
+  }
+  const std::vector<CharRef> names = part(colons[3] + 1, colons[4] + 1), rest = part(colons[4] + 1, in.size());
+  out.insert(out.end(), names.begin(), names.end());
+  out.insert(out.end(), names.begin(), names.end());
+  out.insert(out.end(), rest.begin(), rest.end());
   return out;
 }
 
