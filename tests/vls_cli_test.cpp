@@ -2,6 +2,7 @@
 // against the standard tools where they do the same job (iconv(1) on the
 // shipped pairs, sort(1) under the C library's build of the same locale).
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,8 +52,11 @@ Result run(const std::vector<std::string> &argv, const std::string &input = "",
   return r;
 }
 
-Result vls(std::vector<std::string> args, const std::string &input = "", const std::vector<std::string> &env = {}) {
+// The program in the C locale of the C library, so that its text comes in
+// the locale's own bytes unless `env` names another terminal codeset.
+Result vls(std::vector<std::string> args, const std::string &input = "", std::vector<std::string> env = {}) {
   args.insert(args.begin(), VLS_CLI);
+  env.insert(env.begin(), "LC_ALL=C");
   return run(args, input, env);
 }
 
@@ -88,14 +92,25 @@ const Case kCases[] = {
     {{"compile", "bogus"}, "", 2, nullptr, "unknown compiler 'bogus'"},
     {{"sort", "-L", "en_US.8859-1", "--help"}, "", 0, nullptr, ""},
     // data errors: 1, the input named
-    {{"locale", "-L", "xx_YY.nothing", "decimal_point"}, "", 1, nullptr, "xx_YY.nothing: cannot load"},
-    {{"iconv", "-f", "utf8", "-t", "nocodeset"}, "", 1, nullptr, "cannot convert from utf8 to nocodeset"},
+    {{"sort", "-L", "--help"}, "", 0, nullptr, ""},
+    {{"date", "-L", "-h"}, "", 0, nullptr, ""},
+    {{"locale", "-h"}, "", 0, nullptr, ""},
+    // data errors: 1, the input named and the reason in words
+    {{"locale", "-L", "xx_YY.nothing", "decimal_point"}, "", 1, nullptr,
+     "cannot load the locale 'xx_YY.nothing': the registry"},
+    {{"locale", "-L", "de_DE.UTF-8", "charmap"}, "", 1, nullptr, "it is not shipped (no file "},
+    {{"locale", "-L", "de_DE.UTF-8", "charmap"}, "", 1, nullptr, "(shipped for de_DE: de_DE.8859-1)"},
+    {{"locale", "-L", "de_AT", "charmap"}, "", 1, nullptr, "none is shipped for de_AT"},
+    {{"locale", "-L", "garbage", "charmap"}, "", 1, nullptr, "not a locale name"},
+    {{"locale", "-L", "de_de/0334.lco", "charmap"}, "", 1, nullptr, "de_de/0334.lco (below "},
+    {{"iconv", "-f", "utf8", "-t", "nocodeset"}, "", 1, nullptr, "the registry knows no codeset 'nocodeset'"},
+    {{"iconv", "-f", "UTF-8", "-t", "ISO-8859-3"}, "", 1, nullptr, "no such conversion is shipped"},
     {{"iconv", "-f", "UTF-8", "-t", "ISO-8859-1"}, "ab\xff" "cd", 1, "ab",
      "standard input: illegal input sequence at position 2"},
     {{"iconv", "-c", "-f", "UTF-8", "-t", "ISO-8859-1"}, "ab\xff" "cd", 0, "abcd", ""},
     {{"iconv", "-f", "SHIFT_JIS", "-t", "UTF-8"}, "ab\x82", 1, "ab", "incomplete character"},
-    {{"iconv", "-f", "utf8", "-t", "sjis", "/nonexistent/x"}, "", 1, "", "/nonexistent/x: No such file"},
-    {{"sort", "-L", "en_US.utf8"}, "ok\nbad\xff\n", 1, nullptr, "standard input: byte 6: no sort key"},
+    {{"iconv", "-f", "utf8", "-t", "sjis", "/nonexistent/x"}, "", 1, "", "cannot read /nonexistent/x: No such file"},
+    {{"sort", "-L", "en_US.utf8"}, "ok\nbad\xff\n", 1, nullptr, "standard input: byte 6: no sort key for the line: "},
     {{"printf", "-L", "en_US.8859-1", "%d", "12x"}, "", 1, nullptr, "'12x' is not an integer"},
     {{"money", "-L", "en_US.8859-1", "--parse", "%n", "$1.00 extra"}, "", 1, nullptr, "byte 5: text after"},
     {{"decimal", "1 / 0"}, "", 1, nullptr, "'1 / 0': byte 4: division by zero"},
@@ -136,7 +151,64 @@ TEST(Cli, StatusesAndMessages) {
     } else if (c.status == 0) {
       EXPECT_EQ(r.err, "");
     }
+    // Reasons in words, never a bare number.
+    for (const char *bare : {"(error ", "error 8", "(status "}) EXPECT_EQ(r.err.find(bare), std::string::npos) << r.err;
   }
+}
+
+// The usual names of locales and codesets, and a bare language, name the
+// shipped locales; the text comes in the terminal's codeset (UTF-8 here),
+// and in the locale's own with --raw.
+TEST(Cli, UsualNamesAndTheTerminalCodeset) {
+  struct Row {
+    const char *name, *glibc_codeset, *tuesday;
+  };
+  const Row kRows[] = {
+      {"de_DE.ISO-8859-1", "ISO-8859-1", "Dienstag"}, {"de_DE", "ISO-8859-1", "Dienstag"},
+      {"de_DE.iso88591", "ISO-8859-1", "Dienstag"},   {"ru_RU.KOI8-R", "KOI8-R", "Вторник"},
+      {"ru_RU.koi8r", "KOI8-R", "Вторник"},           {"ru_RU.CP1251", "CP1251", "Вторник"},
+      {"ru_RU", "ISO-8859-5", "Вторник"},             {"ja_JP.EUC-JP", "EUC-JP", "火曜日"},
+      {"ja_JP.eucJP", "EUC-JP", "火曜日"},             {"ja_JP", "EUC-JP", "火曜日"},
+      {"ja_JP.SHIFT_JIS", "SHIFT_JIS", "火曜日"},      {"en_US.UTF-8", "UTF-8", "Tuesday"},
+      {"el_GR.ISO-8859-7", "ISO-8859-7", "Τρίτη"},    {"th_TH.TIS-620", "TIS-620", "อังคาร"},
+      {"ko_KR.EUC-KR", "EUC-KR", "화요일"},            {"zh_CN.GB2312", "GB2312", "星期二"},
+  };
+  for (const Row &row : kRows) {
+    SCOPED_TRACE(row.name);
+    const std::vector<std::string> args = {"date", "-L", row.name, "-d", "2024-03-05", "+%A"};
+    const Result term = vls(args, "", {"LC_ALL=C.UTF-8"});
+    EXPECT_EQ(term.status, 0) << term.err;
+    EXPECT_EQ(term.out, std::string(row.tuesday) + "\n");
+    std::vector<std::string> raw = args;
+    raw.push_back("--raw");
+    EXPECT_EQ(vls(raw, "", {"LC_ALL=C.UTF-8"}).out, glibc_iconv("UTF-8", row.glibc_codeset, term.out));
+    EXPECT_EQ(vls(args).out, glibc_iconv("UTF-8", row.glibc_codeset, term.out));  // C: the locale's bytes
+  }
+  // Operands typed in the terminal's codeset reach the locale in its own.
+  EXPECT_EQ(vls({"printf", "-L", "de_DE", "%s|%'d\\n", "Größe", "1234567"}, "", {"LC_ALL=C.UTF-8"}).out,
+            "Größe|1.234.567\n");
+  const Result lacks = vls({"printf", "-L", "de_DE", "%s", "日本"}, "", {"LC_ALL=C.UTF-8"});
+  EXPECT_EQ(lacks.status, 1);
+  EXPECT_NE(lacks.err.find("a character that the locale's codeset 8859-1 lacks"), std::string::npos) << lacks.err;
+  // Codeset names of conversions.
+  EXPECT_EQ(vls({"iconv", "-f", "Shift_JIS", "-t", "eucJP"}, glibc_iconv("UTF-8", "SHIFT_JIS", "漢字")).out,
+            glibc_iconv("UTF-8", "EUC-JP", "漢字"));
+}
+
+// With KELVANIXDIR unset the program reads the compiled tree beside it:
+// a copy of the program in <dir>/tools/vls sees <dir>/kelvanix alone.
+TEST(Cli, FindsTheTreeBesideItself) {
+  vlstest::TempDir dir;
+  const std::string tree = std::string(VLS_CLI).substr(0, std::string(VLS_CLI).rfind("/tools/")) + "/kelvanix";
+  dir.write("kelvanix/vls/cm3/registry", vlstest::read_file(tree + "/vls/cm3/registry"));
+  dir.write("kelvanix/vls/lc11/de_de/0333.lco", vlstest::read_file(tree + "/vls/lc11/de_de/0333.lco"));
+  const std::string copy = dir.write("tools/vls/vls", vlstest::read_file(VLS_CLI));
+  ASSERT_EQ(chmod(copy.c_str(), 0755), 0);
+  const Result r = run({copy, "locale", "-a"}, "", {"KELVANIXDIR"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "de_DE.8859-1\n");
+  EXPECT_NE(run({copy, "env", "KELVANIXDIR"}, "", {"KELVANIXDIR"}).out.find("(found beside this program)"),
+            std::string::npos);
 }
 
 TEST(Cli, EveryVerbHasHelp) {

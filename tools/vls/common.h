@@ -1,4 +1,5 @@
-// Shared pieces of the vls verbs: options, the locale, messages.
+// Shared pieces of the vls verbs: options, the locale, messages, and the
+// text written to the terminal.
 #pragma once
 #include <cstdio>
 #include <string>
@@ -10,11 +11,13 @@ namespace vlscli {
 
 enum { kOk = 0, kDataError = 1, kUsageError = 2 };
 
-// A verb's parsed command line: -L NAME and --help are common to all.
+// A verb's parsed command line: -L NAME, --raw and --help (-h) are common
+// to all.
 struct Args {
   const char *verb = "";
   const char *locale = nullptr;  // -L
   bool help = false;
+  bool raw = false;                     // --raw: the locale's own bytes
   std::vector<std::string> flags;       // short options seen ("-r", "-f" ...), with values in values
   std::vector<std::string> values;      // value of each flag ("" for none)
   std::vector<std::string> operands;
@@ -33,18 +36,54 @@ bool parse(const char *verb, int argc, char **argv, int first, const char *with_
 void error(const char *verb, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 int usage_error(const char *verb, const char *usage, const char *fmt, ...) __attribute__((format(printf, 3, 4)));
 
-// The locale of a verb: -L NAME (a specification or a file name), else the
-// client's settings through start-up. Null after an error message.
+// A library error number in a few words ("no such file", "the date's month
+// is out of range" ...), and a start-up status likewise.
+const char *reason(uint32_t err);
+const char *init_reason(int status);
+
+// The library's name of a codeset given by any of its usual names
+// ("ISO-8859-1", "iso88591", "EUC-JP", "eucJP", "Shift_JIS", "UTF-8"):
+// "8859-1", "ujis", "sjis", "utf8". Other names come back in lower case.
+std::string library_codeset(const char *name);
+
+// The locale of a verb: -L NAME (a specification, a bare language such as
+// de_DE, or a file name), else the client's settings through start-up.
+// Null after an error message that says what failed and why.
 vl_locale_t *open_locale(const char *verb, const char *name);
 void close_locale(vl_locale_t *h);
+
+// A shipped locale: its specification with the library's codeset name, and
+// its file below vls/lc11.
+struct Shipped {
+  std::string spec;     // ll_TT.codeset[@modifier]
+  std::string codeset;  // registry name
+  std::string file;     // ll_tt/xxxx[mmmm].lco
+};
+std::vector<Shipped> shipped_locales();
+
+// Text for people goes out in the terminal's codeset: the codeset of the
+// user's environment (LC_ALL, LC_CTYPE, LANG) when the library ships a
+// conversion to it from the locale's codeset, else the locale's own bytes.
+// With `raw`, always the locale's own bytes.
+void terminal_open(vl_locale_t *h, bool raw);
+// Writes text of the locale's codeset to standard output (a character
+// that the terminal's codeset lacks becomes "?").
+void put(const char *text, size_t n);
+inline void put(const std::string &s) { put(s.data(), s.size()); }
+// Text typed in the terminal's codeset (an operand), in the locale's
+// codeset. False when a character of it is not in the locale's codeset.
+bool from_terminal(const std::string &in, std::string *out);
+void terminal_close();
 
 // Reads a whole stream or file ("-" is standard input). False after a
 // message naming the file.
 bool read_all(const char *verb, const char *path, std::string *out);
 
 const char *kelvanixdir();
-// KELVANIXDIR was unset and points at the build tree's data.
-extern bool kelvanixdir_built_in;
+// Where KELVANIXDIR came from when it was not set: null when it was set.
+extern const char *kelvanixdir_found;
+// Sets KELVANIXDIR, when unset, to the compiled tree beside the program.
+void find_kelvanixdir();
 
 int verb_locale(int argc, char **argv);
 int verb_iconv(int argc, char **argv);

@@ -38,7 +38,8 @@ int verb_date(int argc, char **argv) {
   if (a.help) {
     printf("usage: %s\n"
            "  prints the date (default now) by FORMAT, or by the locale's date and time format;\n"
-           "  the directives are the locale's (%%c %%x %%X %%A %%B %%E... %%O...)\n",
+           "  the directives are the locale's (%%c %%x %%X %%A %%B %%E... %%O...)\n"
+           "  --raw  the locale's own bytes, not the terminal's codeset\n",
            kUsage);
     return kOk;
   }
@@ -59,7 +60,16 @@ int verb_date(int argc, char **argv) {
   }
   vl_locale_t *h = open_locale("date", a.locale);
   if (!h) return kDataError;
-  std::string fmt = format ? format : vl_nl_langinfo(h, VL_D_T_FMT);
+  terminal_open(h, a.raw);
+  std::string given;
+  if (format && !from_terminal(format, &given)) {
+    error("date", "FORMAT '%s': a character that the locale's codeset %s lacks", format,
+          vl_nl_langinfo(h, VL_CODESET));
+    terminal_close();
+    close_locale(h);
+    return kDataError;
+  }
+  std::string fmt = format ? given : vl_nl_langinfo(h, VL_D_T_FMT);
   if (fmt.empty()) fmt = "%x %X";
   vl_tm tm = {};
   tm.sec = t.tm_sec, tm.min = t.tm_min, tm.hour = t.tm_hour, tm.mday = t.tm_mday, tm.mon = t.tm_mon;
@@ -78,12 +88,12 @@ int verb_date(int argc, char **argv) {
   }
   int status = kOk;
   if (n < 0 || (n == 0 && h->vl_errno != 0)) {
-    error("date", "cannot format by '%s' (error %u)", fmt.c_str(), static_cast<unsigned>(h->vl_errno));
+    error("date", "cannot format the date by '%s': %s", fmt.c_str(), reason(h->vl_errno));
     status = kDataError;
   } else {
-    fwrite(out, 1, static_cast<size_t>(n), stdout);
-    fputc('\n', stdout);
+    put(std::string(out, static_cast<size_t>(n)) + "\n");
   }
+  terminal_close();
   close_locale(h);
   return status;
 }

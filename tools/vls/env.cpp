@@ -41,7 +41,7 @@ bool file_value(const std::string &path, const char *name, std::string *value) {
 // The source of a setting's value.
 const char *source_of(const char *name) {
   std::string v;
-  if (kelvanixdir_built_in && strcmp(name, "KELVANIXDIR") == 0) return "default: the data this program was built with";
+  if (kelvanixdir_found && strcmp(name, "KELVANIXDIR") == 0) return kelvanixdir_found;
   if (getenv(name)) return "environment";
   const char *home = ggethomepath();
   if (home && file_value(std::string(home) + "/.kelvanix", name, &v)) return "user file ~/.kelvanix";

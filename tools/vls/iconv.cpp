@@ -18,30 +18,11 @@ const char kUsage[] = "vls iconv -f FROM -t TO [-c] [-o FILE] [FILE...] | vls ic
 
 constexpr size_t kPiece = 4096;
 
-// The C library's names of the shipped codesets, to the library's names.
-const struct {
-  const char *alias;
-  const char *name;
-} kAliases[] = {{"ISO-8859-1", "8859-1"}, {"ISO-8859-2", "8859-2"}, {"ISO-8859-5", "8859-5"},
-                {"KOI8-R", "koi-8"},      {"CP1251", "cp1251"},     {"ISO-8859-7", "8859-7"},
-                {"ISO-8859-8", "8859-8"}, {"ISO-8859-9", "8859-9"}, {"TIS-620", "thai620"},
-                {"SHIFT_JIS", "sjis"},    {"SJIS", "sjis"},         {"EUC-JP", "ujis"},
-                {"EUC-KR", "ksc"},        {"GB2312", "gb"},         {"BIG5", "big5"},
-                {"UTF-8", "utf8"},        {"UCS-2LE", "unicode"},   {"ISO-2022-KR", "iso-2022-kr"}};
-
-std::string library_name(const char *name) {
-  for (const auto &a : kAliases)
-    if (strcasecmp(name, a.alias) == 0) return a.name;
-  std::string s(name);
-  for (char &c : s) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-  return s;
-}
-
 int list_pairs() {
   const std::string dir = std::string(kelvanixdir()) + "/vls/cv9";
   DIR *d = opendir(dir.c_str());
   if (!d) {
-    error("iconv", "%s: %s", dir.c_str(), strerror(errno));
+    error("iconv", "cannot list the conversions in %s: %s", dir.c_str(), strerror(errno));
     return kDataError;
   }
   std::vector<std::string> lines;
@@ -71,7 +52,7 @@ int convert_stream(Converter &c, const char *path) {
   const bool std_in = strcmp(path, "-") == 0;
   FILE *in = std_in ? stdin : fopen(path, "rb");
   if (!in) {
-    error("iconv", "%s: %s", path, strerror(errno));
+    error("iconv", "cannot read %s: %s", path, strerror(errno));
     return kDataError;
   }
   const char *label = std_in ? "standard input" : path;
@@ -121,7 +102,7 @@ int convert_stream(Converter &c, const char *path) {
         continue;
       }
       if (last && static_cast<int32_t>(pending.size()) < c.cv->source_max_len && c.cv->vl_errno == VL_EINVAL)
-        error("iconv", "%s: incomplete character or shift sequence at end of buffer", label);
+        error("iconv", "%s: incomplete character or shift sequence at end of buffer (byte %lld)", label, consumed);
       else
         error("iconv", "%s: illegal input sequence at position %lld", label, consumed);
       if (!std_in) fclose(in);
@@ -155,14 +136,22 @@ int verb_iconv(int argc, char **argv) {
   if (!from || !to) return usage_error("iconv", kUsage, "-f and -t are needed");
   Converter c;
   c.skip_invalid = a.has("-c");
-  const std::string f = library_name(from), t = library_name(to);
+  const std::string f = library_codeset(from), t = library_codeset(to);
   if (f != t) {
     if (vl_iconv_open(&c.cv, f.c_str(), t.c_str()) != 0) {
       // Perhaps locale specifications (ja_JP.sjis) rather than codeset names.
       conv_object *cv = nullptr;
       const int rc = vl_cv_load(&cv, from, to, nullptr, nullptr);
       if (rc < 0) {
-        error("iconv", "cannot convert from %s to %s: no such conversion is shipped", from, to);
+        struct { uint32_t vl_errno; } scratch{0};
+        const bool known_from = vl_lc_spec2cs_num(&scratch, f.c_str(), nullptr) != VL_CS_NONE;
+        const bool known_to = vl_lc_spec2cs_num(&scratch, t.c_str(), nullptr) != VL_CS_NONE;
+        if (!known_from || !known_to)
+          error("iconv", "cannot convert from %s to %s: the registry knows no codeset '%s' (vls iconv -l lists the "
+                "conversions)", from, to, known_from ? to : from);
+        else
+          error("iconv", "cannot convert from %s to %s: no such conversion is shipped (vls iconv -l lists them)",
+                from, to);
         return kDataError;
       }
       c.cv = cv;  // null when both name the same codeset
@@ -171,7 +160,7 @@ int verb_iconv(int argc, char **argv) {
   const char *out_path = a.value("-o");
   c.out = out_path ? fopen(out_path, "wb") : stdout;
   if (!c.out) {
-    error("iconv", "%s: %s", out_path, strerror(errno));
+    error("iconv", "cannot write %s: %s", out_path, strerror(errno));
     if (c.cv) vl_cv_unload(c.cv);
     return kDataError;
   }

@@ -1,7 +1,5 @@
 // vls locale: the shipped locales and codesets, and what a locale holds, in
 // the layout of the C library's locale program.
-#include <dirent.h>
-
 #include <algorithm>
 #include <cctype>
 #include <climits>
@@ -15,62 +13,6 @@ namespace vlscli {
 namespace {
 
 const char kUsage[] = "vls locale [-L NAME] [-a | -m | -k KEYWORD... | CATEGORY...]";
-
-// Codeset number -> the registry's first name for it. The names "c" and
-// "posix" stand for the whole C locale, not a codeset, and are passed over.
-std::map<unsigned, std::string> registry_names() {
-  std::map<unsigned, std::string> names;
-  const std::string path = std::string(kelvanixdir()) + "/vls/cm3/registry";
-  FILE *f = fopen(path.c_str(), "r");
-  if (!f) return names;
-  char line[512];
-  while (fgets(line, sizeof line, f)) {
-    char name[64];
-    unsigned number;
-    if (line[0] == '#' || sscanf(line, "%63s %u", name, &number) != 2) continue;
-    for (char *p = name; *p; ++p) *p = static_cast<char>(tolower(static_cast<unsigned char>(*p)));
-    if (strcmp(name, "c") == 0 || strcmp(name, "posix") == 0) continue;
-    names.emplace(number, name);
-  }
-  fclose(f);
-  return names;
-}
-
-struct Shipped {
-  std::string spec;     // ll_TT.codeset[@modifier]
-  std::string codeset;  // registry name
-};
-
-std::vector<Shipped> shipped_locales() {
-  std::vector<Shipped> out;
-  const auto names = registry_names();
-  const std::string root = std::string(kelvanixdir()) + "/vls/lc11";
-  DIR *d = opendir(root.c_str());
-  if (!d) return out;
-  while (dirent *e = readdir(d)) {
-    if (e->d_name[0] == '.') continue;
-    DIR *sub = opendir((root + "/" + e->d_name).c_str());
-    if (!sub) continue;
-    while (dirent *f = readdir(sub)) {
-      const size_t n = strlen(f->d_name);
-      if (n < 5 || strcmp(f->d_name + n - 4, ".lco") != 0) continue;
-      const std::string fname = std::string(e->d_name) + "/" + f->d_name;
-      char lt[8] = {}, cs[8] = {}, mod[8] = {};
-      struct { uint32_t vl_errno; } scratch{0};
-      if (vl_lc_fname2lc_pieces(&scratch, fname.c_str(), lt, cs, mod) != 0) continue;
-      const unsigned number = static_cast<unsigned>(strtoul(cs, nullptr, 10));
-      const auto it = names.find(number);
-      Shipped s;
-      s.codeset = it != names.end() ? it->second : cs;
-      s.spec = std::string(lt) + "." + s.codeset + (mod[0] ? std::string("@") + mod : "");
-      out.push_back(s);
-    }
-    closedir(sub);
-  }
-  closedir(d);
-  std::sort(out.begin(), out.end(), [](const Shipped &a, const Shipped &b) { return a.spec < b.spec; });
-  return out;
-}
 
 enum Kind { kString, kNumber, kGroups, kList };
 
@@ -199,9 +141,9 @@ void print_keyword(vl_locale_t *h, const Keyword &k, bool with_name) {
       break;
   }
   if (with_name)
-    printf(quoted ? "%s=\"%s\"\n" : "%s=%s\n", k.name, value.c_str());
+    put(std::string(k.name) + (quoted ? "=\"" + value + "\"\n" : "=" + value + "\n"));
   else
-    printf("%s\n", value.c_str());
+    put(value + "\n");
 }
 
 }  // namespace
@@ -215,7 +157,8 @@ int verb_locale(int argc, char **argv) {
            "  -m          the codesets of the shipped locales\n"
            "  -k NAME...  keywords (or every keyword of a category) as name=\"value\"\n"
            "  NAME...     the values alone\n"
-           "  (none)      the locale of each category\n",
+           "  (none)      the locale of each category\n"
+           "  --raw       the values in the locale's own codeset, not the terminal's\n",
            kUsage);
     return kOk;
   }
@@ -245,6 +188,7 @@ int verb_locale(int argc, char **argv) {
   }
   vl_locale_t *h = open_locale("locale", a.locale);
   if (!h) return kDataError;
+  terminal_open(h, a.raw);
   if (a.operands.empty()) {
     for (const auto &c : kCategories) {
       char name[512];
@@ -261,6 +205,7 @@ int verb_locale(int argc, char **argv) {
         if (k.category == c.category) print_keyword(h, k, keys);
     }
   }
+  terminal_close();
   close_locale(h);
   return kOk;
 }

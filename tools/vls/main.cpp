@@ -32,7 +32,10 @@ const char kUsage[] =
     "  date [-d DATE] [+FORMAT]                          a date in the locale's words\n"
     "  env [KEY...]                                      settings and where they come from\n"
     "  compile locale|cvo ARGS...                        the locale and conversion compilers\n"
-    "common option: -L NAME (locale specification or .lco file name)\n";
+    "common options: -L NAME  a locale: de_DE, de_DE.ISO-8859-1, ja_JP.eucJP, de_DE.8859-1 or a file\n"
+    "                         such as de_de/0333.lco (default: the client's settings, vls env)\n"
+    "                --raw    write the locale's own bytes, not the terminal's codeset\n"
+    "The compiled locales are read from $KELVANIXDIR, else from the tree beside this program.\n";
 
 // The directory of this program.
 std::string self_dir() {
@@ -48,7 +51,7 @@ std::string self_dir() {
 
 int verb_compile(int argc, char **argv) {
   const char *usage = "vls compile locale ARGS... | vls compile cvo ARGS...";
-  if (argc < 3 || strcmp(argv[2], "--help") == 0) {
+  if (argc < 3 || strcmp(argv[2], "--help") == 0 || strcmp(argv[2], "-h") == 0) {
     if (argc < 3) return usage_error("compile", usage, "which compiler: locale or cvo");
     printf("usage: %s\n  forwards ARGS to vls-localedef or vls-cvodef (see their --help)\n", usage);
     return kOk;
@@ -82,21 +85,14 @@ int verb_compile(int argc, char **argv) {
 
 }  // namespace
 
-namespace vlscli {
-bool kelvanixdir_built_in = false;
-}
-
 int main(int argc, char **argv) {
-  if (!getenv("KELVANIXDIR")) {
-    setenv("KELVANIXDIR", VLS_DEFAULT_KELVANIXDIR, 1);
-    kelvanixdir_built_in = true;
-  }
+  find_kelvanixdir();
   if (argc < 2) {
     fputs(kUsage, stderr);
     return kUsageError;
   }
   const char *verb = argv[1];
-  if (strcmp(verb, "--help") == 0 || strcmp(verb, "help") == 0) {
+  if (strcmp(verb, "--help") == 0 || strcmp(verb, "-h") == 0 || strcmp(verb, "help") == 0) {
     fputs(kUsage, stdout);
     return kOk;
   }

@@ -104,6 +104,21 @@ bool to_double(const char *s, double *v) {
   return errno == 0 && end != s && *end == '\0';
 }
 
+// The operands, typed in the terminal's codeset, in the locale's. False
+// after a message naming the one that does not fit.
+bool operands_to_locale(const char *verb, vl_locale_t *h, std::vector<std::string> *ops) {
+  for (size_t i = 0; i < ops->size(); ++i) {
+    std::string text;
+    if (!from_terminal((*ops)[i], &text)) {
+      error(verb, "'%s': a character that the locale's codeset %s lacks", (*ops)[i].c_str(),
+            vl_nl_langinfo(h, VL_CODESET));
+      return false;
+    }
+    (*ops)[i] = text;
+  }
+  return true;
+}
+
 }  // namespace
 
 int verb_printf(int argc, char **argv) {
@@ -131,6 +146,14 @@ int verb_printf(int argc, char **argv) {
   }
   vl_locale_t *h = open_locale("printf", a.locale);
   if (!h) return kDataError;
+  terminal_open(h, a.raw);
+  if (!operands_to_locale("printf", h, &a.operands)) {
+    terminal_close();
+    close_locale(h);
+    return kDataError;
+  }
+  pieces.clear();
+  split_format(unescape(a.operands[0]), &pieces, &bad);
   size_t arg = 1;
   int status = kOk;
   std::string out;
@@ -170,15 +193,16 @@ int verb_printf(int argc, char **argv) {
         break;
       }
       if (n < 0) {
-        error("printf", "cannot format '%s'%s%s (error %u)", p.text.c_str(), value ? " with " : "",
-              value ? value : "", static_cast<unsigned>(h->vl_errno));
+        error("printf", "cannot format '%s'%s%s: %s", p.text.c_str(), value ? " with " : "", value ? value : "",
+              reason(h->vl_errno));
         status = kDataError;
         break;
       }
       out.append(buf, static_cast<size_t>(n));
     }
   } while (status == kOk && directives && arg < a.operands.size());
-  fwrite(out.data(), 1, out.size(), stdout);
+  put(out);
+  terminal_close();
   close_locale(h);
   return status;
 }
@@ -205,6 +229,12 @@ int verb_money(int argc, char **argv) {
   if (directives != 1) return usage_error("money", kMoneyUsage, "FORMAT must have exactly one directive");
   vl_locale_t *h = open_locale("money", a.locale);
   if (!h) return kDataError;
+  terminal_open(h, a.raw);
+  if (!operands_to_locale("money", h, &a.operands)) {
+    terminal_close();
+    close_locale(h);
+    return kDataError;
+  }
   int status = kOk;
   const char *format = a.operands[0].c_str();
   for (size_t i = 1; i < a.operands.size() && status == kOk; ++i) {
@@ -214,13 +244,15 @@ int verb_money(int argc, char **argv) {
       double v = 0;
       const char *end = vl_mbspmon(h, value, format, &v);
       if (!end) {
-        error("money", "'%s': not money by '%s' (error %u)", value, format, static_cast<unsigned>(h->vl_errno));
+        error("money", "'%s': not money by '%s': %s", value, format, reason(h->vl_errno));
         status = kDataError;
       } else if (*end) {
         error("money", "'%s': byte %td: text after the amount", value, end - value);
         status = kDataError;
       } else {
-        printf("%.15g\n", v);
+        char number[64];
+        snprintf(number, sizeof number, "%.15g\n", v);
+        put(number);
       }
       continue;
     }
@@ -233,13 +265,13 @@ int verb_money(int argc, char **argv) {
     char buf[1024];
     const int n = vl_mbsfmon(h, buf, sizeof buf, format, v);
     if (n < 0) {
-      error("money", "cannot format %s by '%s' (error %u)", value, format, static_cast<unsigned>(h->vl_errno));
+      error("money", "cannot format %s by '%s': %s", value, format, reason(h->vl_errno));
       status = kDataError;
       break;
     }
-    fwrite(buf, 1, static_cast<size_t>(n), stdout);
-    fputc('\n', stdout);
+    put(std::string(buf, static_cast<size_t>(n)) + "\n");
   }
+  terminal_close();
   close_locale(h);
   return status;
 }
@@ -284,7 +316,7 @@ int verb_decimal(int argc, char **argv) {
   // The decimal point of the text conversions is the client's.
   const int init = chkvlsinit();
   if (init < 0) {
-    error("decimal", "the client's settings cannot be used (status %d)", init);
+    error("decimal", "starting from the client's settings (vls env shows them): %s", init_reason(init));
     return kDataError;
   }
   decimal_t acc{};

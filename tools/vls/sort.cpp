@@ -62,7 +62,8 @@ int verb_sort(int argc, char **argv) {
   if (a.help) {
     printf("usage: %s\n"
            "  lines of the FILEs (or standard input) in the locale's collation order, stable\n"
-           "  -r  reverse   -u  one line of each run of equal keys   -f  fold case first\n",
+           "  -r  reverse   -u  one line of each run of equal keys   -f  fold case first\n"
+           "  Lines are read and written as they are, in the locale's codeset.\n",
            kUsage);
     return kOk;
   }
@@ -91,13 +92,12 @@ int verb_sort(int argc, char **argv) {
         error("sort", "%s: byte %zu: a NUL byte in a line", label, at + l.text.find('\0'));
         status = kDataError;
       } else if (fold_case && !fold(h, l.text, &folded)) {
-        error("sort", "%s: byte %zu: cannot fold the case of the line (error %u)", label, at,
-              static_cast<unsigned>(h->vl_errno));
+        error("sort", "%s: byte %zu: cannot fold the case of the line: %s", label, at, reason(h->vl_errno));
         status = kDataError;
       } else if (!make_key(h, fold_case ? folded : l.text, &l.key)) {
         const unsigned err = h->vl_errno;
-        error("sort", "%s: byte %zu: no sort key for the line (error %u)", label, at + first_invalid(h, l.text),
-              err);
+        error("sort", "%s: byte %zu: no sort key for the line: %s", label, at + first_invalid(h, l.text),
+              reason(err));
         status = kDataError;
       }
       lines.push_back(std::move(l));
