@@ -318,6 +318,28 @@ TEST_P(Oracle, Money) {
       ASSERT_GE(m, 0) << format << " " << v;
       EXPECT_EQ(hex(std::string(ours, n)), hex(std::string(theirs, m))) << format << " " << v << " [" << ours << "] [" << theirs << "]";
     }
+  // Every layout the locale's fields allow, both signs: the parser reads
+  // back what the formatter wrote, to its last digit, and stops at its end.
+  vl_locale_t *l = h;
+  for (int cs = 0; cs < 2; ++cs)
+    for (int posn = 0; posn < 5; ++posn)
+      for (int sep = 0; sep < 3; ++sep)
+        for (double v : {1234567.25, -1234.5, 0.75, -7.0}) {
+          l->nmm.p_cs_precedes = l->nmm.n_cs_precedes = static_cast<char>(cs);
+          l->nmm.p_sign_posn = static_cast<char>(posn ? posn : 1), l->nmm.n_sign_posn = static_cast<char>(posn);
+          l->nmm.p_sep_by_space = l->nmm.n_sep_by_space = static_cast<char>(sep);
+          char text[256];
+          const int n = vl_mbsfmon(l, text, sizeof text - 1, "%n", v);
+          ASSERT_GT(n, 0) << cs << posn << sep << " " << v;
+          strcpy(text + n, "|");
+          double got = 0;
+          const char *end = vl_mbspmon(l, text, "%-'n", &got);
+          ASSERT_NE(end, nullptr) << text << ": " << l->vl_errno;
+          const int fd = l->nmm.frac_digits >= 0 && l->nmm.frac_digits <= 2 ? l->nmm.frac_digits : 2;
+          const double unit = std::pow(10.0, fd), want = std::copysign(std::floor(std::fabs(v) * unit + 0.5), v) / unit;
+          EXPECT_EQ(std::lround(got * 100), std::lround(want * 100)) << text;  // the printed digits, half up (D8)
+          EXPECT_STREQ(end, "|") << text;
+        }
 }
 
 // Numbers against snprintf with the same directive under uselocale(g),
