@@ -13,7 +13,11 @@
  *   cvlong|cvint n, cvdbl|cvflt x -> status|record            st A length -> bytes
  *   tolong|toint A -> status|value
  *   cvt A ndigit mode, fcvt|ecvt A ndigit -> text|decpt|sign ("-": none; -999: not set)
- *   kvx A ndigit mode size, kfcvt|kecvt A ndigit size -> status|text|decpt|sign */
+ *   kvx A ndigit mode size, kfcvt|kecvt A ndigit size -> status|text|decpt|sign
+ * Text in the client's conventions (start-up runs on first use):
+ *   asc length TEXT -> status|record  (TEXT is the rest of the line, "%XX" a byte; "####" follows it)
+ *   toasc|dbltoasc A length right -> status|[field]    todbl A -> status|%.17g ("nulld": all ones)
+ *   toflt A -> status|%.9g            lconv -> decimal point|thousands separator */
 #ifndef VLS_TEST_DECOPS_H
 #define VLS_TEST_DECOPS_H
 
@@ -24,6 +28,7 @@
 #include <string>
 
 #include <vls/decimal.h>
+#include <vls/vlsinit.h>
 
 namespace decops {
 
@@ -70,6 +75,37 @@ inline std::string digits(const char *text, const int &decpt, const int &sign) {
   return std::string(text ? text : "-") + "|" + std::to_string(decpt) + "|" + std::to_string(sign);
 }
 
+// "%XX" escapes to bytes; the length.
+inline int unescape(const char *s, char *out) {
+  int n = 0;
+  for (; *s && *s != '\n'; ++s) {
+    if (*s == '%' && s[1] && s[2]) {
+      const char hex[3] = {s[1], s[2], 0};
+      out[n++] = (char)strtol(hex, nullptr, 16), s += 2;
+    } else {
+      out[n++] = *s;
+    }
+  }
+  return n;
+}
+
+// A fixed field and whether anything was written past it.
+template <typename F>
+std::string field_of(F f, const decimal_t &d, int length, int right) {
+  static char out[1024];
+  memset(out, '#', sizeof out);
+  const int st = f(&d, out, length, right);
+  for (int i = length; i < length + 16; ++i)
+    if (out[i] != '#') return "written past the field";
+  return std::to_string(st) + "|[" + std::string(out, (size_t)length) + "]";
+}
+
+inline std::string real(int status, double v, int prec) {
+  char t[64];
+  snprintf(t, sizeof t, "%d|%.*g", status, prec, v);
+  return t;
+}
+
 inline std::string run(const char *line) {
   char op[16] = "", t[4][256] = {}, buf[512] = "-";
   sscanf(line, "%15s %255s %255s %255s %255s", op, t[0], t[1], t[2], t[3]);
@@ -112,6 +148,25 @@ inline std::string run(const char *line) {
   if (o == "kvx") return st = kvx_deccvt(&a, n2, &decpt, &sign, n3, buf, n4), res(st, digits(buf, decpt, sign));
   if (o == "kfcvt") return st = kvx_decfcvt(&a, n2, &decpt, &sign, buf, n3), res(st, digits(buf, decpt, sign));
   if (o == "kecvt") return st = kvx_dececvt(&a, n2, &decpt, &sign, buf, n3), res(st, digits(buf, decpt, sign));
+  if (o == "asc") {
+    static char in[4096];
+    const char *rest = line + strspn(line, " ");
+    rest += strcspn(rest, " "), rest += strspn(rest, " "), rest += strcspn(rest, " ");
+    const int n = unescape(*rest ? rest + 1 : rest, in);
+    memcpy(in + n, "####", 5);
+    r = rec("+3:7.7");  // overwritten whatever happens
+    return st = deccvasc(in, n1, &r), res(st, r);
+  }
+  if (o == "toasc") return field_of(dectoasc, a, n2, n3);
+  if (o == "dbltoasc") return field_of(dbltoasc, a, n2, n3);
+  if (o == "todbl") {
+    memset(&x, 0x55, sizeof x), st = dectodbl(&a, &x);
+    unsigned char all[sizeof x];
+    memset(all, 0xFF, sizeof all);
+    return memcmp(&x, all, sizeof x) ? real(st, x, 17) : std::to_string(st) + "|nulld";
+  }
+  if (o == "toflt") return f = 5, st = dectoflt(&a, &f), real(st, f, 9);
+  if (o == "lconv") return chkvlsinit(), rmoninit(), std::string(g_lconv.decimal_point) + "|" + g_lconv.thousands_sep;
   return "unknown operation";
 }
 
