@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 """Reference model of the decimal record, checked against Python's decimal module wherever the exact
-result fits a record, then against the library: decmodel.py --driver PATH [--seed N] [--count N]"""
-import decimal, random, struct, subprocess, sys
+result fits a record, then against the library: decmodel.py --driver PATH [--kelvanix DIR] [--seed N] [--count N]
+(with the shipped locales under DIR, also the text conversions in the client's conventions)"""
+import ctypes, decimal, os, random, re, struct, subprocess, sys, tempfile
 from collections import namedtuple
 from decimal import Decimal
 
-NULL, OVERFLOW, UNDERFLOW, DIVZERO, NOFIT = 0xFFFF, -1200, -1201, -1202, -1273
+NULL, OVERFLOW, UNDERFLOW, DIVZERO, NOFIT, BADNUM = 0xFFFF, -1200, -1201, -1202, -1273, -1213
 CTX = decimal.Context(prec=400, Emin=-999999, Emax=999999)
 decimal.setcontext(CTX)
 R = namedtuple("R", "sign exp digits")
+DIGITS = tuple("0123456789")
 NUL, ZERO = R(NULL, 0, ()), R(1, -64, ())
 
 
@@ -188,6 +190,91 @@ def kvx(d, nd, mode, size):  # into a caller's buffer of `size` bytes, which kee
     return (0, t, dp, sg) if 0 < len(t) + 1 <= size else (NOFIT, "-", dp, sg)
 
 
+# ---- text in the client's conventions: `point` and `sep` are its decimal point and thousands separator
+
+def deccvasc(text, length, point, sep):
+    t = (text + "####")[:max(length, 0)].split("\0")[0]  # the driver puts "####" after the text
+    p, n = len(t) - len(t.lstrip(" ")), len(t)
+    if p == n: return 0, NUL
+    neg = t[p] == "-"
+    p += t[p] in "+-"
+    at = lambda s: s and t.startswith(s, p)
+    if not (t[p:p + 1] in DIGITS or at(point)): return BADNUM, ZERO
+    ended = lambda q: t[q:].lstrip(" ")[:1] in ("", "\n")
+    if at("0x") or at("0X"):  # 32 bits of hexadecimal, through deccvlong
+        h = re.match(r"[0-9a-fA-F]*", t[p + 2:]).group()
+        if not ended(p + 2 + len(h)): return BADNUM, ZERO
+        v = (-1 if neg else 1) * int(h or "0", 16) & 0xFFFFFFFF
+        return deccvlong(v - (v >> 31 << 32))
+    digits, points, e10 = "", 0, 0
+    while True:
+        if at(point):
+            points += 1
+            if points > 1: return BADNUM, ZERO
+            p += len(point)
+        elif at(sep):
+            if points and sep != " ": return BADNUM, ZERO
+            p += len(sep)
+        elif t[p:p + 1] == "0" and not digits: e10, p = e10 - (points > 0), p + 1
+        elif t[p:p + 1] in DIGITS:  # past 32 digits: dropped, not rounded
+            digits, e10, p = (digits + t[p])[:32], e10 + (points == 0), p + 1
+        else: break
+    if t[p:p + 1] in ("e", "E"):
+        m = re.match(r"[-+]?(\d*)", t[p + 1:])
+        e10, p = e10 + (int(m.group()) if m.group(1) else 0), p + 1 + len(m.group())
+        if not -128 <= e10 <= 126: return BADNUM, ZERO
+    if not ended(p): return BADNUM, ZERO
+    s = ("0" * (e10 & 1) + digits)[:32]  # pairs from the parity; a half pair takes a 0
+    s += "0" * (len(s) & 1)
+    st, r = decload(int(not neg), (e10 + 1) >> 1, [int(s[i:i + 2]) for i in range(0, len(s), 2)], len(s) // 2)
+    return st, ZERO if st else r  # a failure of the load too leaves the zero record
+
+
+def decimals(d):  # what a negative `right` becomes
+    n = len(d.digits)
+    return 1 if not n else max(1, (n - d.exp) * 2 - (d.digits[-1] % 10 == 0))
+
+
+def dectoexp(d, length, dp, sg, point):  # d.ddde-xx, or None when the overhead alone fills the field
+    e = dp - 1
+    over = 4 + (e < 0) + sg + (not -99 <= e <= 99)
+    if over >= length: return None
+    t, dp, _ = deccvt(d, length - over, 0)
+    t = t[0] + t[1:].rstrip("0")
+    x = dp - 1
+    return "-" * sg + t[0] + (point + t[1:] if t[1:] else "") + "e" + "-" * (x < 0) + \
+        (str(abs(x) // 100 % 10) if abs(x) > 99 else "") + "%02d" % (abs(x) % 100)
+
+
+def toasc(d, length, right, point, plain=False):  # dectoasc; dbltoasc when plain
+    if d.sign == NULL: return 0, "[%s]" % (" " * length)
+    right = decimals(d) if right < 0 else right
+    while True:
+        t, dp, sg = deccvt(d, right, 2)
+        width = sg + right + 1 + (right >= 1) + max(dp - 1, 0)
+        if width <= length: break
+        excess = width - length
+        if dp < -3 or -right >= dp or excess > right and not (right and excess - 1 == right):
+            out = dectoexp(d, length, dp, sg, point)
+            return (-1, "[%s]" % ("*" * length)) if out is None else (0, "[%s]" % out[:length].ljust(length))
+        right = right - excess if excess <= right else 0  # dropping the point saves the last byte
+    out = "-" * (sg and (plain or d != ZERO))
+    if plain and dp <= 0: t = t.rstrip("0") or "00"
+    out, t = (out + t[:dp], t[dp:]) if dp > 0 else (out + "0", t)
+    if right >= 1:
+        zeros = max(-dp, 0) if plain else min(max(-dp, 0), right)
+        out += point + "0" * zeros + (t if plain else t[:right - zeros])
+    return 0, "[%s]" % out[:length].ljust(length)
+
+
+def dectodbl(d, digits=17):  # through text: "0.dd" and an exponent, "dd.dd", or "dd" and an exponent
+    if d.sign == NULL: return 0, "nulld" if digits == 17 else "-nan"
+    n, e, t = len(d.digits), d.exp, "".join("%02d" % x for x in d.digits)
+    t, x = ("0." + t, e * 2) if e < 1 else (t[:2 * e] + "." + t[2 * e:], 0) if e < n else (t, (e - n) * 2)
+    v = float("-" * (d.sign == 0) + t + ("E%d" % x if x else ""))
+    return 0, "%.*g" % (digits, v if digits == 17 else ctypes.c_float(v).value)
+
+
 OPS = dict(add=decadd, sub=decsub, mul=decmul, div=decdiv, cmp=deccmp, round=decround, trunc=dectrunc,
            prec=lambda d: (dec2prec(d), decprec(d)), load=lambda s, e, d: decload(s, e, d, len(d)), st=stdecimal,
            ld=lddecimal, cvlong=deccvlong, tolong=dectolong, toint=dectoint, cvdbl=deccvdbl,
@@ -226,6 +313,57 @@ def make_cases(rng, count):
     return [(" ".join(map(fmt, c)), fmt(OPS[c[0]](*c[1:]))) for c in cases]
 
 
+def rand_text(rng, point, sep):  # numbers in every form, near every bound, and damaged
+    ds = lambda k: "".join(rng.choice("0123456789") for _ in range(k))
+    k = rng.random()
+    if k < 0.06: return rng.choice(["", "   ", point, "-", "+", "e5", "0e200", "1e125", "1e126", "-1e-128", "1e-129",
+                                    ds(130), "1" + "0" * rng.randint(120, 130), "0." + "0" * rng.randint(120, 135) + "7",
+                                    "0x", "-0x80000000", "0x" + "f" * rng.randint(7, 10), "0x10.5", "1.2.3", " \n"])
+    if k < 0.14:
+        return "%s0%s%s%s" % (rng.choice(["", "-", "+", " "]), rng.choice("xX"), "".join(
+            rng.choice("0123456789abcdefABCDEFg") for _ in range(rng.randint(0, 10))), rng.choice(["", " ", "\n1", "x", " 1"]))
+    whole = rng.choice(["", "0", "00", ds(rng.randint(1, 6)), ds(rng.randint(1, 45)), "0" * rng.randint(1, 5) + ds(3)])
+    if sep and rng.random() < 0.2: whole = sep.join(whole[i:i + 3] for i in range(0, len(whole), 3)) + sep * (rng.random() < 0.2)
+    frac = rng.choice(["", ds(rng.randint(1, 8)), "0" * rng.randint(1, 40) + ds(rng.randint(1, 5)), ds(rng.randint(20, 45))])
+    if sep and frac and rng.random() < 0.1: frac = frac[:2] + sep + frac[2:]
+    t = " " * rng.choice([0, 0, 0, 1, 3]) + rng.choice(["", "", "-", "+"]) + whole + (point + frac if rng.random() < 0.6 else "")
+    if rng.random() < 0.3:
+        t += rng.choice("eE") + rng.choice(["", "", "-", "+"]) + str(rng.choice([rng.randint(0, 9), rng.randint(100, 135),
+                                                                         rng.randint(0, 300)]))[:rng.randint(0, 3)]
+    t += rng.choice(["", "", "", " ", "  ", "\n", "\nxy", "x", " 1", "-", point, ".", ",", "\t", "e"])
+    if rng.random() < 0.1:  # one byte changed
+        i = rng.randrange(len(t) + 1)
+        t = t[:i] + rng.choice(["x", ".", ",", "+", "-", "e", " ", "0", "\t", "\0", "%", "\xb2"]) + t[i + (rng.random() < 0.5):]
+    return t
+
+
+def escape(t): return "".join(c if " " <= c <= "~" and c != "%" else "%%%02X" % ord(c) for c in t)
+
+
+# 1234.5678, -0.04, -0.000123, 0.001234, carries out of the first digit, exponents of 99, 100 and 101 and their negatives
+EDGES = [R(1, 2, (12, 34, 56, 78)), R(0, 0, (4,)), R(0, -1, (1, 23)), R(1, 1, (99, 99, 50)), R(0, 0, (99, 96)),
+         R(1, 50, (10,)), R(1, 51, (1, 99)), R(0, 51, (10, 1)), R(1, -49, (1,)), R(0, -49, (10,)), R(1, -50, (99, 99)),
+         R(1, 63, (99,) * 16), R(0, -64, (1,)), R(1, -1, (12, 34))]
+
+
+def make_text_cases(rng, count, point, sep):
+    cases = [("lconv", "%s|%s" % (point, sep))]
+    for _ in range(count):
+        t = rand_text(rng, point, sep)
+        n = max(0, len(t) + (rng.choice([-3, -2, -1, 1, 2, 5]) if rng.random() < 0.1 else 0))
+        cases.append(("asc %d %s" % (n, escape(t)), fmt(deccvasc(t, n, point, sep))))
+    fields = [(d, n, right) for d in EDGES for n in range(16) for right in (-1, 2)]  # every width of the edges
+    for _ in range(count // 2):
+        d = rand_record(rng)
+        fields.append((d._replace(exp=rng.randint(-3, 4)) if d.digits and rng.random() < 0.3 else d,  # mostly fixed
+                       rng.randint(0, 30), rng.choice([-1, -1, 0, rng.randint(0, 6), rng.randint(0, 40)])))
+    for d, n, right in fields:
+        cases += [("toasc %s %d %d" % (text(d), n, right), fmt(toasc(d, n, right, point))),
+                  ("dbltoasc %s %d %d" % (text(d), n, right), fmt(toasc(d, n, right, point, True))),
+                  ("todbl " + text(d), fmt(dectodbl(d))), ("toflt " + text(d), fmt(dectodbl(d, 9)))]
+    return cases
+
+
 def self_check(rng, count):  # the model against exact arithmetic, wherever the exact result fits a record
     bad = []
     for _ in range(count):
@@ -254,7 +392,20 @@ def self_check(rng, count):  # the model against exact arithmetic, wherever the 
         if t and nd + dp > 0 and (Decimal("0." + t).scaleb(dp) != want or sg != (va < 0)): bad.append(("fcvt", a, nd))
         st, v = dectolong(a)
         if (st == 0 and v != int(va)) or (st != 0 and -2 ** 31 < va < 2 ** 31): bad.append(("tolong", a))
+        v = CTX.scaleb(Decimal(rng.randint(-10 ** rng.randint(1, 30), 10 ** 30)), rng.randint(-140, 140))
+        for t in ("  " + format(v, "f") + " \n", str(v).lower()):  # text of at most 31 digits reads exactly
+            if exact_record(v) and (abs(v) > Decimal("1e-128") or "e" not in t) and deccvasc(
+                    t.replace(".", ","), len(t), ",", "") != (0, exact_record(v)): bad.append(("deccvasc", t))
     return bad
+
+
+def run(driver, cases, env):  # the mismatches, or why the driver failed
+    proc = subprocess.run([driver], input="".join(c + "\n" for c, _ in cases), capture_output=True, text=True,
+                          env=env, encoding="latin-1")
+    got = proc.stdout.splitlines()
+    if proc.returncode != 0 or len(got) != len(cases):
+        return ["driver status %d, %d of %d lines: %s" % (proc.returncode, len(got), len(cases), proc.stderr)]
+    return ["%s\n  model   %s\n  library %s" % (c, w, h) for (c, w), h in zip(cases, got) if w != h]
 
 
 def main():
@@ -262,13 +413,19 @@ def main():
     rng, count = random.Random(int(opt.get("--seed", 20240611))), int(opt.get("--count", 3000))
     bad = self_check(rng, count)
     if bad: return print("model disagrees with exact arithmetic in %d cases: %s" % (len(bad), bad[:20])) or 1
-    cases = make_cases(rng, count)
-    proc = subprocess.run([opt["--driver"]], input="".join(c + "\n" for c, _ in cases), capture_output=True, text=True)
-    got = proc.stdout.splitlines()
-    if proc.returncode != 0 or len(got) != len(cases):
-        return print("driver status %d, %d of %d lines: %s" % (proc.returncode, len(got), len(cases), proc.stderr)) or 1
-    bad = ["%s\n  model   %s\n  library %s" % (c, w, h) for (c, w), h in zip(cases, got) if w != h]
-    print("%d operations, %d mismatches\n%s" % (len(cases), len(bad), "\n".join(bad[:30])))
+    cases, kel = make_cases(rng, count), opt.get("--kelvanix")
+    kel = kel if kel and os.path.exists(os.path.join(kel, "vls/cm3/registry")) else None  # locales not built
+    with tempfile.TemporaryDirectory() as home:  # start-up from KELVANIXDIR alone: the client locale is en_US
+        env = {k: v for k, v in os.environ.items() if k == "PATH" or k.startswith(("LD_", "QEMU_", "ASAN_", "UBSAN_"))}
+        env["HOME"] = home
+        runs = [(env, cases)]
+        if kel:
+            env["KELVANIXDIR"] = kel
+            cases += make_text_cases(rng, count, ".", ",")
+            runs.append((dict(env, DBMONEY=","), make_text_cases(rng, count // 4, ",", ".")))  # the point swapped
+        bad = [b for e, c in runs for b in run(opt["--driver"], c, e)]
+    print("%d operations%s, %d mismatches\n%s" % (sum(len(c) for _, c in runs), "" if kel else
+          " (no locales: text in the client's conventions left out)", len(bad), "\n".join(bad[:30])))
     return 1 if bad else 0
 
 
