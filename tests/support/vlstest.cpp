@@ -1,5 +1,7 @@
 #include "vlstest.h"
 
+#include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,6 +10,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+extern "C" __attribute__((weak)) void __gcov_dump(void);
 
 namespace vlstest {
 
@@ -51,6 +55,17 @@ int in_child(const std::string &dir, void (*body)(void *), void *arg) {
   int status = 0;
   waitpid(pid, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int in_test_child(const std::string &dir, const std::function<void()> &body) {
+  return in_child(dir, [](void *p) {
+    const testing::TestResult *r = testing::UnitTest::GetInstance()->current_test_info()->result();
+    const int before = r->total_part_count();  // earlier rows' failures are in the same test
+    (*static_cast<const std::function<void()> *>(p))();
+    if (__gcov_dump) __gcov_dump();
+    fflush(stdout);
+    _exit(r->total_part_count() > before ? 1 : 0);
+  }, const_cast<std::function<void()> *>(&body));
 }
 
 vl_desc_t desc(std::initializer_list<unsigned> bytes) {

@@ -3,6 +3,7 @@
 #define VLS_TEST_SUPPORT_H
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,9 @@ class EnvVar {
 // Runs `body` in a child process that starts in `dir` (if not empty);
 // gives the child's exit status (or -1 if it did not exit normally).
 int in_child(const std::string &dir, void (*body)(void *), void *arg);
+// Runs `body` in such a child, which exits with 1 when the body added a
+// test failure (0 otherwise) and writes its coverage counts first.
+int in_test_child(const std::string &dir, const std::function<void()> &body);
 
 // Key descriptor from bytes.
 vl_desc_t desc(std::initializer_list<unsigned> bytes);
