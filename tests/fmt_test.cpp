@@ -16,13 +16,11 @@
 #include <vls/vlsmbwc.h>
 
 #include "lcofix.h"
-#include "vlstest.h"
+#include "shipped.h"
 
 using namespace vlstest;
 
 namespace {
-
-const std::string kKelvanix = VLS_TEST_BINARY_DIR "/../kelvanix";  // the build's shipped locales
 
 std::string E(uint32_t err) { return "#" + std::to_string(err); }
 
@@ -31,19 +29,6 @@ std::string E(uint32_t err) { return "#" + std::to_string(err); }
 // sign "++"; "ucs2" has characters of two bytes at least.
 class Fmt : public ::testing::Test {
  protected:
-  // The locale's categories, or null (then SetUp fails).
-  static vl_locale_t *load(const std::string &root, const char *file, std::vector<int> categories = {VL_LC_ALL}) {
-    EnvVar kvx("KELVANIXDIR", root.c_str()), path("VL_PATH", nullptr);
-    vl_locale_t *h = nullptr;
-    vl_create_null_locale_4(&h);
-    for (int category : categories) {
-      char *r = vl_setlocale_4(h, category, file);
-      if (!r) return fprintf(stderr, "%s category %d: error %u\n", file, category, h->vl_errno), vl_lc_unload(h), nullptr;
-      vl_destroystring(r);
-    }
-    h->vl_errno = 0;  // a category alone may leave a codeset mismatch with the null ones
-    return h;
-  }
   static void SetUpTestSuite() {
     dir_ = std::make_unique<TempDir>();
     dir_->write("vls/cm3/registry", "8859-1 819\nujis 57351\nucs2ish 57999\n");
@@ -53,9 +38,10 @@ class Fmt : public ::testing::Test {
     dir_->write("vls/lc11/plus.lco", lco_text(plus));
     dir_->write("vls/lc11/wide.lco", lco_text(wide));
     dir_->write("vls/lc11/ucs2.lco", lco_text(ucs2));
-    en_ = load(kKelvanix, "en_us/0333.lco"), de_ = load(kKelvanix, "de_de/0333.lco");
-    fr_ = load(kKelvanix, "fr_fr/0333.lco"), ja_ = load(kKelvanix, "ja_jp/e007.lco");
-    plus_ = load(dir_->path(), "plus.lco"), wide_ = load(dir_->path(), "wide.lco"), ucs2_ = load(dir_->path(), "ucs2.lco", {VL_LC_CTYPE, VL_LC_NUMERIC});
+    en_ = load_locale(kShipped, "en_us/0333.lco"), de_ = load_locale(kShipped, "de_de/0333.lco");
+    fr_ = load_locale(kShipped, "fr_fr/0333.lco"), ja_ = load_locale(kShipped, "ja_jp/e007.lco");
+    plus_ = load_locale(dir_->path(), "plus.lco"), wide_ = load_locale(dir_->path(), "wide.lco");
+    ucs2_ = load_locale(dir_->path(), "ucs2.lco", {VL_LC_CTYPE, VL_LC_NUMERIC});
   }
   static void TearDownTestSuite() {
     for (vl_locale_t *h : {en_, de_, fr_, ja_, plus_, wide_, ucs2_}) vl_lc_unload(h);
@@ -70,13 +56,6 @@ class Fmt : public ::testing::Test {
   static inline std::unique_ptr<TempDir> dir_;
   static inline vl_locale_t *en_, *de_, *fr_, *ja_, *plus_, *wide_, *ucs2_;
 };
-
-// The format in wide form, made by the locale's own conversion.
-std::vector<vl_wchar> widen(vl_locale_t *h, const std::string &s) {
-  std::vector<vl_wchar> w(s.size() + 1);
-  EXPECT_GE(h->mbstowcs_fn(h, w.data(), s.c_str(), static_cast<int32_t>(w.size())), 0) << s;
-  return w;
-}
 
 // Formats through both multibyte names and both wide names into `size`
 // units. Gives the multibyte text, or "#error"; when that succeeds the wide
@@ -96,12 +75,8 @@ std::string F(vl_locale_t *h, int32_t size, const std::string &format, A... args
   EXPECT_EQ(err, 0u) << format;  // success leaves no error behind
   EXPECT_EQ(std::string(twin.data(), n), std::string(out.data(), n));
   EXPECT_EQ(out[n], 0) << format;
-  std::vector<char> narrow(4 * w.size() + 8);
   EXPECT_GE(wn, 0) << format;
-  if (wn >= 0) {
-    const int bytes = vl_full_wcstombs(h, narrow.data(), w.data(), int32_t(narrow.size()));
-    EXPECT_EQ(std::string(narrow.data(), bytes), std::string(out.data(), n)) << format;
-  }
+  if (wn >= 0) { EXPECT_EQ(narrow(h, w.data()), std::string(out.data(), n)) << format; }
   return std::string(out.data(), n);
 }
 

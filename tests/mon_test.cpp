@@ -9,19 +9,16 @@
 #include <vls/libvls.h>
 #include <vls/vlsmon.h>
 
+#include "shipped.h"
+
 namespace {
+
+using namespace vlstest;
 
 class Mon : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    setenv("KELVANIXDIR", VLS_TEST_BINARY_DIR "/../kelvanix", 1);
-    for (auto &[h, file] : {std::pair{&us_, "en_us/0333.lco"}, std::pair{&de_, "de_de/0333.lco"}}) {
-      ASSERT_EQ(vl_create_null_locale_4(h), 0);
-      char *names = vl_setlocale_4(*h, VL_LC_ALL, file);
-      ASSERT_NE(names, nullptr) << file;
-      vl_destroystring(names);
-    }
-  }
+  static void SetUpTestSuite() { us_ = load_locale(kShipped, "en_us/0333.lco"), de_ = load_locale(kShipped, "de_de/0333.lco"); }
+  void SetUp() override { ASSERT_TRUE(us_ && de_); }
   static void TearDownTestSuite() { vl_lc_unload(us_), vl_lc_unload(de_); }
   static inline vl_locale_t *us_ = nullptr, *de_ = nullptr;
   // Tests change the layout fields; they come back whatever happens.
@@ -39,14 +36,8 @@ std::string fmon(vl_locale_t *h, const char *format, double v, int size = 128) {
 }
 
 TEST_F(Mon, FormatTable) {
-  struct Case {
-    bool de;
-    const char *format;
-    double value;
-    const char *want;
-  } cases[] = {
-      {false, "%n", 1234567.891, "$1,234,567.89"},
-      {false, "%n", -1234.5, "-$1,234.50"},
+  struct Case { bool de; const char *format; double value; const char *want; } cases[] = {
+      {false, "%n", 1234567.891, "$1,234,567.89"}, {false, "%n", -1234.5, "-$1,234.50"},
       {false, "%i", -1234.5, "-USD 1,234.50"},
       {false, "%n", 0.995, "$1.00"},             // rounded on the "%f" text, not the binary value
       {false, "%.0n", 999.5, "$1,000"},          // the carry prefixes a digit before grouping
@@ -54,16 +45,11 @@ TEST_F(Mon, FormatTable) {
       {false, "%.8n", 0.125, "$0.12500000"},     // "%f" gives six digits, then zeros
       {false, "%n", -0.001, "-$0.00"},           // rounds to zero, laid out as negative
       {false, "%n", -0.0, "$0.00"},              // negative zero is not below zero
-      {false, "%(n", -2.0, "($2.00)"},
-      {false, "%!n", 5.0, "5.00"},
-      {false, "%^n", 1234567.0, "$1234567.00"},
+      {false, "%(n", -2.0, "($2.00)"}, {false, "%!n", 5.0, "5.00"}, {false, "%^n", 1234567.0, "$1234567.00"},
       {false, "%=*#5n", 123.45, " $***123.45"},  // fill ahead of the separator a width of 5 would take
       {false, "%#5n", -123.45, "-$   123.45"},    // both layouts feed the alignment
-      {false, "%#5n", 123.45, " $   123.45"},
-      {false, "%12n|", 1.5, "       $1.50|"},
-      {false, "%-12n|", 1.5, "$1.50       |"},
-      {false, "[%%] %n", 1.0, "[%] $1.00"},
-      {false, "%x", 1.0, "error 20"},
+      {false, "%#5n", 123.45, " $   123.45"}, {false, "%12n|", 1.5, "       $1.50|"},
+      {false, "%-12n|", 1.5, "$1.50       |"}, {false, "[%%] %n", 1.0, "[%] $1.00"}, {false, "%x", 1.0, "error 20"},
       {true, "%n", -1234.5, "-1.234,50 EUR"},
       {true, "%!n", 1.0, "1,00 "},                // the blank behind the number stays
       {true, "%i", 1.0, "1,00 EUR "},
@@ -91,10 +77,7 @@ TEST_F(Mon, PlusReplacesParentheses) {
 }
 
 TEST(MonMask, Table) {
-  struct Case {
-    int cs, posn, sep, rc;
-    std::vector<int32_t> mask;
-  } cases[] = {
+  struct Case { int cs, posn, sep, rc; std::vector<int32_t> mask; } cases[] = {
       {1, 0, 1, 0, {1, 2, 5, 3, 6}}, {1, 1, 2, 0, {4, 5, 2, 3}}, {1, 4, 2, 0, {2, 5, 4, 3}},
       {0, 2, 2, 0, {3, 2, 5, 4}},    {0, 3, 1, 0, {3, 5, 4, 2}}, {0, 1, 1, 0, {4, 3, 5, 2}},
       {1, 5, 0, -1, {}},             {2, 1, 0, -1, {}},          {0, 1, 3, -1, {}},
@@ -141,13 +124,10 @@ TEST_F(Mon, ParseTable) {
   } cases[] = {
       {"$12.50 left", "%n", 12.5, " left", 0},
       {"12.50", "%n", 12.5, "", 0},                  // the symbol may be left out
-      {"-$3.25", "%n", -3.25, "", 0},
-      {"$1,234.50", "%'n", 1234.5, "", 0},
+      {"-$3.25", "%n", -3.25, "", 0}, {"$1,234.50", "%'n", 1234.5, "", 0},
       {"$1,234.50", "%n", 1.0, ",234.50", 0},        // no group flag: the number stops at the separator
-      {"x $5.00", "x %n", 5.0, "", 0},
-      {"y $5.00", "x %n", 0, nullptr, VL_EBADFORMAT},
-      {"$5.00", "%q", 0, nullptr, VL_EBADFORMAT},
-      {"$5.00", "%", 0, nullptr, VL_EBADFORMAT},
+      {"x $5.00", "x %n", 5.0, "", 0}, {"y $5.00", "x %n", 0, nullptr, VL_EBADFORMAT},
+      {"$5.00", "%q", 0, nullptr, VL_EBADFORMAT}, {"$5.00", "%", 0, nullptr, VL_EBADFORMAT},
       {"Z5.00", "%%%n", 5.0, "", 0},                 // %% skips any one character
       {"$abc", "%n", 0, nullptr, VL_EBADARG},
       {"$2147483647", "%n", 0, nullptr, VL_EBADARG},  // that value is no value
@@ -158,8 +138,7 @@ TEST_F(Mon, ParseTable) {
     us_->vl_errno = 0;
     const char *end = vl_mbspmon(us_, c.input, c.format, &got);
     if (!c.rest) {
-      EXPECT_EQ(end, nullptr);
-      EXPECT_EQ(us_->vl_errno, c.err);
+      EXPECT_EQ((std::tuple{end, us_->vl_errno}), (std::tuple{nullptr, c.err}));
       continue;
     }
     ASSERT_NE(end, nullptr) << us_->vl_errno;

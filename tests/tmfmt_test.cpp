@@ -17,30 +17,18 @@
 #include <vls/vlsmbwc.h>
 #include <vls/vlstmfmt.h>
 
-#include "lcofix.h"
+#include "shipped.h"
 #include "timefix.h"
-#include "vlstest.h"
 
 using namespace vlstest;
 
 namespace {
-
-const std::string kKelvanix = VLS_TEST_BINARY_DIR "/../kelvanix";  // the build's shipped locales
 
 // Fixture locales (Latin-1): "fx" has two eras and ten one-letter digits
 // a..j; "loop" is a Hebrew-calendar locale with the digits x, y, z, no
 // eras, an empty AM, a t_fmt of only %p and a d_t_fmt that names itself.
 class TmFmt : public ::testing::Test {
  protected:
-  static vl_locale_t *load(const std::string &root, const char *file) {
-    EnvVar kvx("KELVANIXDIR", root.c_str()), path("VL_PATH", nullptr);
-    vl_locale_t *h = nullptr;
-    vl_create_null_locale_4(&h);
-    char *r = vl_setlocale_4(h, VL_LC_ALL, file);
-    if (!r) return fprintf(stderr, "%s: error %u\n", file, h->vl_errno), vl_lc_unload(h), nullptr;
-    vl_destroystring(r);
-    return h;
-  }
   static void SetUpTestSuite() {
     dir_ = std::make_unique<TempDir>();
     dir_->write("vls/cm3/registry", "8859-1 819\n");
@@ -52,8 +40,8 @@ class TmFmt : public ::testing::Test {
     loop.calendar = "hebrew", loop.d_t_fmt = "<%c>", loop.t_fmt = "%p", loop.am_str = "", loop.alt_digits = {"x", "y", "z"};
     dir_->write("vls/lc11/fx.lco", lco_text_with_time(latin, fx));
     dir_->write("vls/lc11/loop.lco", lco_text_with_time(latin, loop));
-    en_ = load(kKelvanix, "en_us/0333.lco"), ja_ = load(kKelvanix, "ja_jp/e007.lco");
-    fx_ = load(dir_->path(), "fx.lco"), loop_ = load(dir_->path(), "loop.lco");
+    en_ = load_locale(kShipped, "en_us/0333.lco"), ja_ = load_locale(kShipped, "ja_jp/e007.lco");
+    fx_ = load_locale(dir_->path(), "fx.lco"), loop_ = load_locale(dir_->path(), "loop.lco");
   }
   static void TearDownTestSuite() {
     for (vl_locale_t *h : {en_, ja_, fx_, loop_}) vl_lc_unload(h);
@@ -83,16 +71,6 @@ vl_alt_tm at(const Mods &mods = {}) {
 Mods ymd(int32_t y, int32_t m, int32_t d, Mods more = {}) {
   more.insert(more.begin(), {{YEAR, y - 1900}, {MON, m - 1}, {MDAY, d}});
   return more;
-}
-
-std::vector<vl_wchar> widen(vl_locale_t *h, const std::string &s) {
-  std::vector<vl_wchar> w(s.size() + 1);
-  EXPECT_GE(h->mbstowcs_fn(h, w.data(), s.c_str(), static_cast<int32_t>(w.size())), 0) << s;
-  return w;
-}
-std::string narrow(vl_locale_t *h, const vl_wchar *w) {
-  std::vector<char> out(4 * (vl_wcslen(w) + 1) + 4);
-  return std::string(out.data(), vl_full_wcstombs(h, out.data(), w, static_cast<int32_t>(out.size())));
 }
 
 struct Result {
@@ -131,14 +109,7 @@ Result F(vl_locale_t *h, const std::string &format, const vl_alt_tm &tm, int32_t
   return r;
 }
 
-struct Case {
-  Loc loc;
-  const char *format;
-  Mods mods;
-  const char *want;
-  uint32_t err;
-  int32_t date_flag = 1;
-};
+struct Case { Loc loc; const char *format; Mods mods; const char *want; uint32_t err; int32_t date_flag = 1; };
 
 const Case kCases[] = {
     // names, numbers, default precisions
@@ -148,75 +119,53 @@ const Case kCases[] = {
     {EN, "%T|%D|%R", {}, "9:5:7|03/05/01|9:5", 0},  // %T and %R keep single digits, %D does not
     {EN, "%%|%n|%t|%m/%d/%iY", {}, "%|\n|\t|03/05/2001", 0},
     {EN, "%F|%F3|%F7|%iF|%iF4|%.8F|%F0", {}, "123456|123|1234567|.12|.1234|12345600|", 0},
-    {EN, "%8F3|%-8F3|%08iF", {}, "     123|123     |00000.12", 0},
-    {EN, "%iF7", {}, "", VL_EBADFORMAT},
+    {EN, "%8F3|%-8F3|%08iF", {}, "     123|123     |00000.12", 0}, {EN, "%iF7", {}, "", VL_EBADFORMAT},
     {EN, "%F", {{FRAC, 5}}, "000005", 0},
     {EN, "%F2", {{FRAC, 123}}, "00", 0},  // the low digits go first
     // width, precision and fill: numbers without a precision stand at the left
     {EN, "%5C|%05C|%5H|%-5H|%.3H|%.H", {}, "20   |00020|   09|   09|009|9", 0},
-    {EN, "%.2A|%8a|%-8a|%08a|%3e", {}, "Mo|     Mon|Mon     |00000Mon| 5  ", 0},
-    {EN, "%.2e|%.1e", {}, "05| 5", 0},
+    {EN, "%.2A|%8a|%-8a|%08a|%3e", {}, "Mo|     Mon|Mon     |00000Mon| 5  ", 0}, {EN, "%.2e|%.1e", {}, "05| 5", 0},
     {EN, "%e", {{MDAY, 15}}, "15", 0},
     {EN, "%1$H|%lH", {}, "", VL_EBADFORMAT},  // the length letters of numbers are directives here
-    {EN, "%1$H|%hh|%Hh", {}, "09|Marh|09h", 0},
-    {EN, "%.-H", {}, "", VL_EMODIFIER},
+    {EN, "%1$H|%hh|%Hh", {}, "09|Marh|09h", 0}, {EN, "%.-H", {}, "", VL_EMODIFIER},
     // locale formats; en_US's d_t_fmt holds %Z
-    {EN, "%x|%X|%r", {{HOUR, 13}}, "03/05/2001|01:05:07 PM|01:05:07 PM", 0},
-    {EN, "%c", {}, "", VL_EBADFORMAT},
+    {EN, "%x|%X|%r", {{HOUR, 13}}, "03/05/2001|01:05:07 PM|01:05:07 PM", 0}, {EN, "%c", {}, "", VL_EBADFORMAT},
     // values at and past their ranges
-    {EN, "%S|%I|%I|%p", {{SEC, 60}, {HOUR, 0}}, "60|12|12|AM", 0},
-    {EN, "%I %p", {{HOUR, 12}}, "12 PM", 0},
-    {EN, "%u %w %a", {{WDAY, 0}}, "07 00 Sun", 0},
-    {EN, "%y", {{YEAR, -1950}}, "-50", 0},
-    {EN, "%Y|%y", {{YEAR, -1850}}, "0050|50", 0},
-    {EN, "%y|%Y", {{YEAR, 6200}}, "00|8100", 0},
-    {EN, "%y", {{YEAR, 8100}}, "00", 0},
-    {EN, "%Y", {{YEAR, 8100}}, "", VL_EFMT_YEAR},
-    {EN, "%iY", {{YEAR, -1901}}, "", VL_EFMT_YEAR},
-    {EN, "%C", {{YEAR, 8100}}, "", VL_EFMT_YEAR},
+    {EN, "%S|%I|%I|%p", {{SEC, 60}, {HOUR, 0}}, "60|12|12|AM", 0}, {EN, "%I %p", {{HOUR, 12}}, "12 PM", 0},
+    {EN, "%u %w %a", {{WDAY, 0}}, "07 00 Sun", 0}, {EN, "%y", {{YEAR, -1950}}, "-50", 0},
+    {EN, "%Y|%y", {{YEAR, -1850}}, "0050|50", 0}, {EN, "%y|%Y", {{YEAR, 6200}}, "00|8100", 0},
+    {EN, "%y", {{YEAR, 8100}}, "00", 0}, {EN, "%Y", {{YEAR, 8100}}, "", VL_EFMT_YEAR},
+    {EN, "%iY", {{YEAR, -1901}}, "", VL_EFMT_YEAR}, {EN, "%C", {{YEAR, 8100}}, "", VL_EFMT_YEAR},
     {EN, "%C", {{YEAR, -1901}}, "", VL_EFMT_YEAR},  // compared unsigned
-    {EN, "%D", {{YEAR, -1901}}, "", VL_EFMT_YEAR},
-    {EN, "%d", {{MDAY, 0}}, "", VL_EFMT_MDAY},
+    {EN, "%D", {{YEAR, -1901}}, "", VL_EFMT_YEAR}, {EN, "%d", {{MDAY, 0}}, "", VL_EFMT_MDAY},
     {EN, "%d|%d", {{MDAY, 0}}, "00|00", 0, 0},  // an interval takes day 0 ...
     {EN, "%d", {{MDAY, -5}}, "-05", 0, 0},
     {EN, "%d", {{MDAY, 100}}, "", VL_EFMT_MDAY, 0},  // ... but not beyond 99
-    {EN, "%e", {{MDAY, 0}}, "", VL_EFMT_MDAY, 0},
-    {EN, "%S", {{SEC, 61}}, "", VL_EFMT_SECOND},
-    {EN, "%M", {{MIN, 60}}, "", VL_EFMT_MINUTE},
-    {EN, "%H", {{HOUR, 24}}, "", VL_EFMT_HOUR},
+    {EN, "%e", {{MDAY, 0}}, "", VL_EFMT_MDAY, 0}, {EN, "%S", {{SEC, 61}}, "", VL_EFMT_SECOND},
+    {EN, "%M", {{MIN, 60}}, "", VL_EFMT_MINUTE}, {EN, "%H", {{HOUR, 24}}, "", VL_EFMT_HOUR},
     {EN, "%p", {{HOUR, 24}}, "", VL_EFMT_HOUR},
     {EN, "%T", {{HOUR, 24}, {SEC, 61}}, "", VL_EFMT_SECOND},  // seconds are tested first
-    {EN, "%R", {{HOUR, 24}, {MIN, 60}}, "", VL_EFMT_HOUR},
-    {EN, "%u", {{WDAY, 7}}, "", VL_EFMT_WDAY},
-    {EN, "%A", {{WDAY, -1}}, "", VL_EFMT_WDAY},
-    {EN, "%j", {{YDAY, 366}}, "", VL_EFMT_YDAY},
-    {EN, "%m", {{MON, 12}}, "", VL_EFMT_MONTH},
-    {EN, "%B", {{INDEX, 12}}, "", VL_EFMT_MONTH},
+    {EN, "%R", {{HOUR, 24}, {MIN, 60}}, "", VL_EFMT_HOUR}, {EN, "%u", {{WDAY, 7}}, "", VL_EFMT_WDAY},
+    {EN, "%A", {{WDAY, -1}}, "", VL_EFMT_WDAY}, {EN, "%j", {{YDAY, 366}}, "", VL_EFMT_YDAY},
+    {EN, "%m", {{MON, 12}}, "", VL_EFMT_MONTH}, {EN, "%B", {{INDEX, 12}}, "", VL_EFMT_MONTH},
     {EN, "%B %b %m", {{INDEX, 4}}, "May May 03", 0},  // names by the index, numbers by the month
     {EN, "%F", {{FRAC, 1000000}}, "", VL_EFMT_FRACTION},
     // directives outside the set (and below "%" or beyond "y")
-    {EN, "%ix", {}, "", VL_EBADFORMAT},
-    {EN, "abc%", {}, "", VL_EBADFORMAT},
-    {EN, "%5%|%2000000000H", {}, "", VL_E2BIG},
+    {EN, "%ix", {}, "", VL_EBADFORMAT}, {EN, "abc%", {}, "", VL_EBADFORMAT}, {EN, "%5%|%2000000000H", {}, "", VL_E2BIG},
     // without eras %E is ignored, without alternative digits %O
     {EN, "%Ey|%Oy|%EY|%OH|%EC", {}, "01|01|2001|09|20", 0},
     // eras: the year less one before the anniversary of the start
     {FX, "%EC%Ey|%Eg|%EY", ymd(1990, 1, 5), "Heisei1|H|Heisei1", 0},
-    {FX, "%EC%Ey|%Ey|%5Ey|", ymd(1990, 1, 8), "Heisei2|2|2    |", 0},
-    {FX, "%EY|%Eg", ymd(1989, 1, 7), "Showa-63|S", 0},
+    {FX, "%EC%Ey|%Ey|%5Ey|", ymd(1990, 1, 8), "Heisei2|2|2    |", 0}, {FX, "%EY|%Eg", ymd(1989, 1, 7), "Showa-63|S", 0},
     {FX, "%Ec|%Ex|%EX", ymd(1989, 1, 8), "Heisei1 09:05|Heisei1|09:05", 0},
     {FX, "%EC", ymd(1926, 12, 24), "", VL_EBADARG},  // no current era
-    {FX, "%Ey", ymd(1990, 13, 5), "", VL_EFMT_MONTH},
-    {FX, "%Ed", {}, "", VL_EBADFORMAT},
-    {FX, "%E", {}, "", VL_EBADFORMAT},
-    {FX, "%c", {}, "Mon Mar  5 09:05:07 2001", 0},
+    {FX, "%Ey", ymd(1990, 13, 5), "", VL_EFMT_MONTH}, {FX, "%Ed", {}, "", VL_EBADFORMAT},
+    {FX, "%E", {}, "", VL_EBADFORMAT}, {FX, "%c", {}, "Mon Mar  5 09:05:07 2001", 0},
     // alternative digits in radix 10; %Oy is the year of the era
     {FX, "%OH|%OM|%OS|%OI|%Od|%Om|%Ou|%Ow", {{HOUR, 23}}, "cd|f|h|bb|f|d|b|b", 0},
     {FX, "%OT|%OR|%OD|%OC|%Oy", ymd(1990, 1, 5), "j:f:h|j:f|b/f/ja|bj|b", 0},
-    {FX, "%Oj|%Oe|%.2OH|%5OH|%-5OH", {}, "age| f|aj|    j|j    ", 0},
-    {FX, "%Oe", {{MDAY, 25}}, "cf", 0},
-    {FX, "%OB", {}, "", VL_EBADFORMAT},
-    {FX, "%Oy", ymd(1920, 1, 1), "", VL_EBADARG},
+    {FX, "%Oj|%Oe|%.2OH|%5OH|%-5OH", {}, "age| f|aj|    j|j    ", 0}, {FX, "%Oe", {{MDAY, 25}}, "cf", 0},
+    {FX, "%OB", {}, "", VL_EBADFORMAT}, {FX, "%Oy", ymd(1920, 1, 1), "", VL_EBADARG},
     {FX, "%.2000000000Oj", {}, "", VL_E2BIG},
     // radix 3 without eras; 5 March 2001 is 10 Adar 5761 in a Hebrew-calendar locale (Adar: the seventh name)
     {LOOP, "%OH|%Oy|%Oe|%B", {}, "yxx|zxzy| yxy|July", 0},
