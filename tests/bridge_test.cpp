@@ -17,9 +17,6 @@
 #include "bridge/tbbridge.h"
 #include "vlstest.h"
 
-// The child leaves by _exit; in a coverage build its counts are written first.
-extern "C" __attribute__((weak)) void __gcov_dump(void);
-
 namespace {
 
 struct Rec { uint32_t vl_errno; };
@@ -299,16 +296,8 @@ TEST(BridgeLoad, Scenarios) {
     if (s.files & kMap) dir.write("vls/etc/locmap", "opaque locale map\n");
     for (int i = 0; i < 12; i += 2)
       std::filesystem::copy_file(libs[i + 1], dir.write(std::string("vls/dll/") + libs[i], ""), kOverwrite);
-    std::pair<const Scenario *, std::string> arg{&s, dir.path()};
-    EXPECT_EQ(vlstest::in_child(dir.path(), [](void *a) {
-      auto *p = static_cast<std::pair<const Scenario *, std::string> *>(a);
-      const testing::TestResult *result = testing::UnitTest::GetInstance()->current_test_info()->result();
-      const int failures = result->total_part_count();  // earlier rows' failures are in the same test
-      RunScenario(*p->first, p->second);
-      if (__gcov_dump) __gcov_dump();
-      fflush(stdout);
-      _exit(result->total_part_count() > failures ? 1 : 0);
-    }, &arg), 0) << "failures in the child process (see above)";
+    EXPECT_EQ(vlstest::in_test_child(dir.path(), [&] { RunScenario(s, dir.path()); }), 0)
+        << "failures in the child process (see above)";
   }
 }
 

@@ -17,8 +17,6 @@
 
 #include "vlstest.h"
 
-extern "C" __attribute__((weak)) void __gcov_dump(void);
-
 namespace {
 
 using Env = std::vector<std::pair<const char *, const char *>>;
@@ -34,25 +32,14 @@ std::string Fresh(const Env &env, const char *sys, const char *user, const std::
   vlstest::TempDir dir;
   if (sys) dir.write("kx/etc/kelvanix.rc", sys);
   if (user) dir.write("home/.kelvanix", user);
-  struct Arg {
-    std::string dir;
-    const Env *env;
-    const std::function<void()> *body;
-  } arg{dir.path(), &env, &body};
-  EXPECT_EQ(vlstest::in_child(dir.path(), [](void *p) {
-    auto *a = static_cast<Arg *>(p);
-    const testing::TestResult *r = testing::UnitTest::GetInstance()->current_test_info()->result();
-    const int before = r->total_part_count();
+  EXPECT_EQ(vlstest::in_test_child(dir.path(), [&] {
     if (!freopen("stderr.txt", "w", stderr)) _exit(9);
     clearenv();
-    setenv("HOME", (a->dir + "/home").c_str(), 1);
-    setenv("KELVANIXDIR", (a->dir + "/kx").c_str(), 1);
-    for (auto [k, v] : *a->env) v ? setenv(k, v, 1) : unsetenv(k);
-    (*a->body)();
-    if (__gcov_dump) __gcov_dump();
-    fflush(stdout);
-    _exit(r->total_part_count() > before ? 1 : 0);
-  }, &arg), code) << "the child failed (see above) or exited otherwise";
+    setenv("HOME", (dir.path() + "/home").c_str(), 1);
+    setenv("KELVANIXDIR", (dir.path() + "/kx").c_str(), 1);
+    for (auto [k, v] : env) v ? setenv(k, v, 1) : unsetenv(k);
+    body();
+  }), code) << "the child failed (see above) or exited otherwise";
   return vlstest::read_file(dir.file("stderr.txt"));
 }
 
@@ -153,15 +140,11 @@ TEST(EnvLookup, EveryRowOfTheTable) {
 // flags of the locale settings it stored; the lines it counted.
 struct FileCase { const char *text; int rc; int32_t flags, lines; };
 const FileCase kFiles[] = {
-    {"DBPATH /a\n", 0, 0, 1},
-    {"NOT_A_KEY x\nDBPATH /a\n", 0, 0, 2},
-    {"DBPATH /a\nNOT_A_KEY x\n", GENV_ETOOLONG, 0, 2},
+    {"DBPATH /a\n", 0, 0, 1}, {"NOT_A_KEY x\nDBPATH /a\n", 0, 0, 2}, {"DBPATH /a\nNOT_A_KEY x\n", GENV_ETOOLONG, 0, 2},
     {"IGNORED x\n", 0, 0, 1},
     {"# c\nLANG fr\nLC_TIME t\nLC_CTYPE c\n", 0, GENV_F_LANG | GENV_F_LC_TIME | GENV_F_LC_CTYPE, 4},
     {"LC_COLLATE a\nLC_MONETARY b\nLC_NUMERIC c\nDBNLS 1\n", 0, GENV_F_LC_COLLATE | GENV_F_LC_MONETARY | GENV_F_LC_NUMERIC | GENV_F_DBNLS, 4},
-    {"DBNLS 2\n", 0, GENV_F_DBNLS, 1},
-    {"DBNLS 3\n", 0, 0, 1},
-    {"LANG\nLC_TIME\n", 0, 0, 2},
+    {"DBNLS 2\n", 0, GENV_F_DBNLS, 1}, {"DBNLS 3\n", 0, 0, 1}, {"LANG\nLC_TIME\n", 0, 0, 2},
     {"\nDBPATH /a\n", GENV_ETOOLONG, 0, 1},  // one line, its name empty
     {"DBPATH /a", 0, 0, 1},
 };
