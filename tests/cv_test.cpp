@@ -103,12 +103,7 @@ class Cv : public ::testing::Test {
   std::vector<conv_object *> opened_;
 };
 
-struct Result {
-  int rc;
-  string out;
-  int32_t consumed, room_left, flag;
-  uint32_t err;
-};
+struct Result { int rc; string out; int32_t consumed, room_left, flag; uint32_t err; };
 
 // Converts `in` (counted, or up to the terminator with -1) into `room` bytes.
 Result convert(conv_object *cv, const string &in, int32_t len, int32_t room, conv_state *st = nullptr,
@@ -143,17 +138,12 @@ TEST_F(Cv, ConvertersTable) {
       {"mb", "a\x81\x40", 3, 4, 0, "a\xE3\x81\x82", 3, 0, 0},    // exactly enough
       {"mb", "ab\0cd"s, -1, 16, 0, "ab\0"s, 3, 0, 0},            // the terminator is converted and ends it
       {"mb", "ab\0cd"s, 5, 16, 0, "ab\0cd"s, 5, 0, 0},           // counted: it is a character like others
-      {"sb", "az\xE9", 3, 16, 0, "AZ\xE9", 3, 0, 0},
-      {"sb", "ab", 2, 1, -1, "A", 1, 0, VL_E2BIG},
-      {"sb", "a\xFF", 2, 16, -1, "A", 1, 0, VL_EILSEQ},
-      {"le2", "A\0\x42\x30\0\0"s, 6, 16, 0, "A\xA4\0"s, 6, 0, 0},
+      {"sb", "az\xE9", 3, 16, 0, "AZ\xE9", 3, 0, 0}, {"sb", "ab", 2, 1, -1, "A", 1, 0, VL_E2BIG},
+      {"sb", "a\xFF", 2, 16, -1, "A", 1, 0, VL_EILSEQ}, {"le2", "A\0\x42\x30\0\0"s, 6, 16, 0, "A\xA4\0"s, 6, 0, 0},
       {"le2", "A\0\x42"s, 3, 16, -1, "A", 2, 0, VL_EINVAL},       // half a unit
-      {"le2", "A\0\x43\x30"s, 4, 16, -1, "A", 2, 0, VL_EILSEQ},
-      {"le2", "A\0\0\0A\0"s, -1, 16, 0, "A\0"s, 4, 0, 0},
-      {"le4", "A\0\0\0\x42\x30\0\0"s, 8, 16, 0, "A\xA4", 8, 0, 0},
-      {"le4", "A\0\0"s, 3, 16, -1, "", 0, 0, VL_EINVAL},
-      {"tole2", "A\xA4", 2, 16, 0, "A\0\x42\x30"s, 2, 0, 0},
-      {"tole2", "AA", 2, 3, -1, "A\0"s, 1, 0, VL_E2BIG},
+      {"le2", "A\0\x43\x30"s, 4, 16, -1, "A", 2, 0, VL_EILSEQ}, {"le2", "A\0\0\0A\0"s, -1, 16, 0, "A\0"s, 4, 0, 0},
+      {"le4", "A\0\0\0\x42\x30\0\0"s, 8, 16, 0, "A\xA4", 8, 0, 0}, {"le4", "A\0\0"s, 3, 16, -1, "", 0, 0, VL_EINVAL},
+      {"tole2", "A\xA4", 2, 16, 0, "A\0\x42\x30"s, 2, 0, 0}, {"tole2", "AA", 2, 3, -1, "A\0"s, 1, 0, VL_E2BIG},
       {"tole4", "A\xA4", 2, 16, 0, "A\0\0\0\x42\x30\0\0"s, 2, 0, 0},
       {"tole4", "AA", 2, 7, -1, "A\0\0\0"s, 1, 0, VL_E2BIG},     // never past the room
       {"sotgt", "a\xB0\xA1\xB0\xA2z", 6, 16, 0, "a\x0E\x30\x21\x30\x22\x0Fz", 6, 0, 0},
@@ -168,10 +158,8 @@ TEST_F(Cv, ConvertersTable) {
     conv_object *cv = open(c.fixture);
     ASSERT_NE(cv, nullptr);
     Result r = convert(cv, c.in, c.len, c.room);
-    EXPECT_EQ(r.rc, c.rc);
-    EXPECT_EQ(r.out, c.out);
-    EXPECT_EQ(r.consumed, c.consumed);
-    EXPECT_EQ(r.flag, c.flag);
+    EXPECT_EQ((std::tuple{r.rc, r.out}), (std::tuple{c.rc, c.out}));
+    EXPECT_EQ((std::tuple{r.consumed, r.flag}), (std::tuple{c.consumed, c.flag}));
     EXPECT_EQ(r.err, c.err);
     if (c.rc == 0) {
       EXPECT_EQ(r.room_left, c.room - int32_t(r.out.size()));
@@ -181,8 +169,7 @@ TEST_F(Cv, ConvertersTable) {
     // takes such a room below zero.)
     if (string(c.fixture) == "tole4" && c.rc) continue;
     Result m = convert(cv, c.in, c.len, c.room, nullptr, true);
-    EXPECT_EQ(m.rc, c.rc);
-    EXPECT_EQ(m.consumed, r.consumed);
+    EXPECT_EQ((std::tuple{m.rc, m.consumed}), (std::tuple{c.rc, r.consumed}));
     if (c.rc == 0) {
       EXPECT_EQ(m.room_left, r.room_left);
     }
@@ -259,12 +246,7 @@ TEST_F(Cv, ReaderRefusesDamagedFiles) {
     return "FILE_TYPE=codeset_conversion_object\nCOMPILER_VERSION=9\n" + l3 + "\n" + extra + good.substr(body);
   };
   const size_t lens = good.find("\n1 3 ") + 1;
-  struct Case {
-    string text;
-    int rc;
-    uint32_t err;
-    const char *message;
-  } cases[] = {
+  struct Case { string text; int rc; uint32_t err; const char *message; } cases[] = {
       {good, 0, 0, "CVO file loaded successfully."},
       {with_line3("N=5", "one\n" + string(127, 'x') + "\n"), 0, 0, nullptr},
       {with_line3("N=5", "one\n" + string(128, 'x') + "\n"), -1, VL_ENOENT, nullptr},  // a header line too long
@@ -398,12 +380,10 @@ TEST_F(Cv, ServicePolicies) {
       {"malloc", mb, text.c_str(), &zero, 0, -1, VL_GCV_BADARG, 0, ""},
       {"reuse", mb, text.c_str(), &four, 0, 5, 0, 0, "a\xE3\x81\x82z"},
       {"reuse", mb, "a\x81\x43", nullptr, 0, -1, VL_GCV_BADTEXT, 0, ""},
-      {"reuse", nullptr, "copy", &four, 0, 0, 0, 0, "copy"},
-      {"len", mb, text.c_str(), &four, 0, 5, 0, 0, ""},
+      {"reuse", nullptr, "copy", &four, 0, 0, 0, 0, "copy"}, {"len", mb, text.c_str(), &four, 0, 5, 0, 0, ""},
       {"len", mb, text.c_str(), nullptr, 0, 6, 0, 0, ""},
       {"len", mb, "a\x81\x43", nullptr, 0, -1, VL_GCV_BADTEXT, 0, ""},
-      {"len", mb, text.c_str(), &zero, 0, -1, VL_GCV_BADARG, 0, ""},
-      {"len", nullptr, "copy", nullptr, 0, 5, 0, 0, ""},
+      {"len", mb, text.c_str(), &zero, 0, -1, VL_GCV_BADARG, 0, ""}, {"len", nullptr, "copy", nullptr, 0, 5, 0, 0, ""},
       {"len", nullptr, "copy", &two, 0, 2, 0, 0, ""},
   };
   for (const Case &c : cases) {
@@ -467,13 +447,7 @@ TEST_F(Cv, BridgeObjects) {
   fn_vlu_cv_close = [](void *cv) { return g_b.closes += cv == &g_b.conv, 0; };
   fn_vlu_iconv_expansion = [](void *) { return 2.5f; };
   pMap = &g_b, unicode_collate = 1;
-  struct Case {
-    int32_t use;
-    int16_t use_status, open_status;
-    int rc;
-    uint32_t err;
-    int32_t bound;
-  } cases[] = {
+  struct Case { int32_t use; int16_t use_status, open_status; int rc; uint32_t err; int32_t bound; } cases[] = {
       {1, 0, 0, 1, 0, 1}, {1, -3, 0, 1, 0, 1}, {1, 4, 0, -1, VL_ENOENT, 0}, {1, 0, 6, -1, VL_ENOENT, 1},
       {0, 0, 0, -1, VL_ENOENT, 0},  // not offered: the file is looked for, and there is none
   };
