@@ -16,9 +16,7 @@ using vlstest::desc;
 
 namespace {
 
-struct ErrRec {
-  uint32_t vl_errno = 0;
-};
+struct ErrRec { uint32_t vl_errno = 0; };
 struct TreeDeleter {
   void operator()(multi_t *t) const { _vl_free_multi(t); }
 };
@@ -184,8 +182,7 @@ TEST(MultiRetrieve, WideValueLengths) {
   EXPECT_EQ(_vl_retrieve_text_multi_limit_nl(U("\x80"), t.get(), -3, &e), nullptr);
   int32_t n = -1;
   EXPECT_EQ(_vl_retrieve_text_multi_limit(U("\x30\x42"), t.get(), 0, &n, &e), nullptr);
-  EXPECT_EQ(n, 0);
-  EXPECT_EQ(e.vl_errno, 7u);
+  EXPECT_EQ((std::tuple{n, e.vl_errno}), (std::tuple{0, 7u}));
 }
 
 TEST(MultiRetrieve, LittleEndianUnitsWalkBackward) {

@@ -72,10 +72,7 @@ TEST(UtilsPathSearch, FourFormsFindTheSameFile) {
     dir.write(f, f);
   dir.write(deep += "f.txt", "deep");
   const std::string kel255 = "/" + std::string(255, 'k'), kel256 = kel255 + "k";
-  const struct {
-    const char *kel, *vl_path, *name, *ver, *want, *where;
-    uint32_t err = 0;
-  } rows[] = {
+  const struct { const char *kel, *vl_path, *name, *ver, *want, *where; uint32_t err = 0; } rows[] = {
       {"$", nullptr, "x.lco", "11", "vls/lc11/x.lco", "$/vls/lc11"},
       {"$", nullptr, "y.lco", "11", "vls/lc/y.lco", "$/vls/lc"},  // the failed first attempt leaves no trace
       {"$", nullptr, "x.lco", "", "vls/lc/x.lco", "$/vls/lc"}, {"$", nullptr, "x.lco", nullptr, "vls/lc/x.lco", "$/vls/lc"},
