@@ -117,7 +117,21 @@ void print_keyword(vl_locale_t *h, const Keyword &k, bool with_name) {
   switch (k.kind) {
     case kString:
       value = k.item >= 1000 ? conv_string(c, k.item) : text(vl_nl_langinfo(h, k.item));
-      if (k.item == VL_ERA || k.item == VL_ALT_DIGITS) std::replace(value.begin(), value.end(), '\n', ';');
+      if (k.item == VL_ERA || k.item == VL_ALT_DIGITS) {
+        // A list of strings: each quoted, joined by ";", and nothing at all
+        // for an empty list, as the C library's locale program writes it.
+        std::string list;
+        size_t at = 0;
+        while (at < value.size()) {
+          size_t end = value.find('\n', at);
+          if (end == std::string::npos) end = value.size();
+          const std::string item = value.substr(at, end - at);
+          list += with_name ? (list.empty() ? "\"" : ";\"") + item + "\"" : (list.empty() ? "" : ";") + item;
+          at = end + 1;
+        }
+        value = list;
+        quoted = false;
+      }
       break;
     case kNumber:
       value = std::to_string(conv_number(c, k.item));

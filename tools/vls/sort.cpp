@@ -13,6 +13,7 @@ const char kUsage[] = "vls sort [-L NAME] [-r] [-u] [-f] [FILE...]";
 struct Line {
   std::string text;
   std::string key;
+  std::string whole_key;  // with -f: the key of the line as it is, for lines whose folded keys tie
 };
 
 // The line folded to upper case by the locale's case mapping.
@@ -94,7 +95,8 @@ int verb_sort(int argc, char **argv) {
       } else if (fold_case && !fold(h, l.text, &folded)) {
         error("sort", "%s: byte %zu: cannot fold the case of the line: %s", label, at, reason(h->vl_errno));
         status = kDataError;
-      } else if (!make_key(h, fold_case ? folded : l.text, &l.key)) {
+      } else if (!make_key(h, fold_case ? folded : l.text, &l.key) ||
+                 (fold_case && !make_key(h, l.text, &l.whole_key))) {
         const unsigned err = h->vl_errno;
         error("sort", "%s: byte %zu: no sort key for the line: %s", label, at + first_invalid(h, l.text),
               reason(err));
@@ -106,9 +108,16 @@ int verb_sort(int argc, char **argv) {
     if (status != kOk) break;
   }
   if (status == kOk) {
-    std::stable_sort(lines.begin(), lines.end(), [reverse](const Line &x, const Line &y) {
-      return reverse ? y.key < x.key : x.key < y.key;
-    });
+    // Lines whose keys tie are ordered by the key of the whole line, then by
+    // their bytes, as sort(1) orders them without -s; with -u the first line
+    // of the input in each run of equal keys is kept.
+    auto before = [unique](const Line &x, const Line &y) {
+      if (x.key != y.key || unique) return x.key < y.key;
+      if (x.whole_key != y.whole_key) return x.whole_key < y.whole_key;
+      return x.text < y.text;
+    };
+    std::stable_sort(lines.begin(), lines.end(),
+                     [&](const Line &x, const Line &y) { return reverse ? before(y, x) : before(x, y); });
     const Line *prev = nullptr;
     for (const Line &l : lines) {
       if (unique && prev && prev->key == l.key) continue;
