@@ -15,54 +15,20 @@
 
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string out, err;
-};
-
-// Runs a program (a path, or a name found through PATH) with `input` on
-// standard input and `env` ("NAME=value", or "NAME" to remove) over the
-// test's environment.
-Result run(const std::vector<std::string> &argv, const std::string &input = "",
-           const std::vector<std::string> &env = {}) {
-  vlstest::TempDir dir;
-  const std::string in = dir.write("in", input), out = dir.file("out"), err = dir.file("err");
-  const pid_t pid = fork();
-  if (pid == 0) {
-    for (const std::string &e : env) {
-      const size_t eq = e.find('=');
-      if (eq == std::string::npos) unsetenv(e.c_str());
-      else setenv(e.substr(0, eq).c_str(), e.c_str() + eq + 1, 1);
-    }
-    const int fds[3] = {open(in.c_str(), O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
-                        open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
-    for (int i = 0; i < 3; ++i) dup2(fds[i], i);
-    std::vector<char *> args;
-    for (const std::string &a : argv) args.push_back(const_cast<char *>(a.c_str()));
-    args.push_back(nullptr);
-    execvp(args[0], args.data());
-    _exit(127);
-  }
-  int st = 0;
-  waitpid(pid, &st, 0);
-  Result r;
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  r.out = vlstest::read_file(out);
-  r.err = vlstest::read_file(err);
-  return r;
-}
+using Result = vlstest::ProgramResult;
+using vlstest::run_program;
 
 // The program in the C locale of the C library, so that its text comes in
 // the locale's own bytes unless `env` names another terminal codeset.
 Result vls(std::vector<std::string> args, const std::string &input = "", std::vector<std::string> env = {}) {
   args.insert(args.begin(), VLS_CLI);
   env.insert(env.begin(), "LC_ALL=C");
-  return run(args, input, env);
+  return run_program(args, input, env);
 }
 
 // Text in a codeset through the C library's iconv(1).
 std::string glibc_iconv(const std::string &from, const std::string &to, const std::string &text) {
-  const Result r = run({"iconv", "-f", from, "-t", to}, text);
+  const Result r = run_program({"iconv", "-f", from, "-t", to}, text);
   return r.status == 0 ? r.out : std::string("(glibc iconv failed)");
 }
 
@@ -204,10 +170,10 @@ TEST(Cli, FindsTheTreeBesideItself) {
   dir.write("kelvanix/vls/lc11/de_de/0333.lco", vlstest::read_file(tree + "/vls/lc11/de_de/0333.lco"));
   const std::string copy = dir.write("tools/vls/vls", vlstest::read_file(VLS_CLI));
   ASSERT_EQ(chmod(copy.c_str(), 0755), 0);
-  const Result r = run({copy, "locale", "-a"}, "", {"KELVANIXDIR"});
+  const Result r = run_program({copy, "locale", "-a"}, "", {"KELVANIXDIR"});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "de_DE.8859-1\n");
-  EXPECT_NE(run({copy, "env", "KELVANIXDIR"}, "", {"KELVANIXDIR"}).out.find("(found beside this program)"),
+  EXPECT_NE(run_program({copy, "env", "KELVANIXDIR"}, "", {"KELVANIXDIR"}).out.find("(found beside this program)"),
             std::string::npos);
 }
 
@@ -287,7 +253,7 @@ TEST(Cli, SortAgreesWithTheCLibrary) {
       SCOPED_TRACE(flag);
       std::vector<std::string> sort_args = {"sort"}, vls_args = {"sort", "-L", row.vls_locale};
       if (*flag) sort_args.push_back(flag), vls_args.push_back(flag);
-      const Result want = run(sort_args, input, {"LOCPATH=" + glibc, std::string("LC_ALL=") + row.glibc_locale});
+      const Result want = run_program(sort_args, input, {"LOCPATH=" + glibc, std::string("LC_ALL=") + row.glibc_locale});
       ASSERT_EQ(want.status, 0) << want.err;
       const Result got = vls(vls_args, input);
       EXPECT_EQ(got.status, 0) << got.err;

@@ -25,49 +25,20 @@ const Case kCases[] = {
 #include "oracle_cases.inc"
 };
 
-struct Result {
-  int status = -1;
-  std::string out, err;
-};
-
-Result run(const std::vector<std::string> &argv, const std::string &input, const std::vector<std::string> &env) {
-  vlstest::TempDir dir;
-  const std::string in = dir.write("in", input), out = dir.file("out"), err = dir.file("err");
-  const pid_t pid = fork();
-  if (pid == 0) {
-    for (const std::string &e : env) {
-      const size_t eq = e.find('=');
-      setenv(e.substr(0, eq).c_str(), e.c_str() + eq + 1, 1);
-    }
-    const int fds[3] = {open(in.c_str(), O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
-                        open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
-    for (int i = 0; i < 3; ++i) dup2(fds[i], i);
-    std::vector<char *> args;
-    for (const std::string &a : argv) args.push_back(const_cast<char *>(a.c_str()));
-    args.push_back(nullptr);
-    execvp(args[0], args.data());
-    _exit(127);
-  }
-  int st = 0;
-  waitpid(pid, &st, 0);
-  Result r;
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  r.out = vlstest::read_file(out);
-  r.err = vlstest::read_file(err);
-  return r;
-}
+using Result = vlstest::ProgramResult;
+using vlstest::run_program;
 
 // One locale under both: glibc's programs by name through LOCPATH, vls by
 // the library's file, writing the locale's own bytes.
 struct Pair {
   const Case &c;
   Result glibc(std::vector<std::string> argv, const std::string &input = "") const {
-    return run(argv, input, {"LOCPATH=" VLS_ORACLE_GLIBC, std::string("LC_ALL=") + c.name, "TZ=UTC"});
+    return run_program(argv, input, {"LOCPATH=" VLS_ORACLE_GLIBC, std::string("LC_ALL=") + c.name, "TZ=UTC"});
   }
   Result vls(std::vector<std::string> argv, const std::string &input = "") const {
     argv.insert(argv.begin() + 1, {"--raw", "-L", c.file});
     argv.insert(argv.begin(), VLS_CLI);
-    return run(argv, input, {"KELVANIXDIR=" VLS_ORACLE_KELVANIX, "LC_ALL=C", "TZ=UTC"});
+    return run_program(argv, input, {"KELVANIXDIR=" VLS_ORACLE_KELVANIX, "LC_ALL=C", "TZ=UTC"});
   }
   bool built() const { return access((std::string(VLS_ORACLE_GLIBC "/") + c.name + "/LC_CTYPE").c_str(), R_OK) == 0; }
 };

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -113,6 +114,35 @@ multi_t *scan_tree(const std::string &text, uint32_t data_size, int longest, vl_
     return nullptr;
   }
   return t;
+}
+
+ProgramResult run_program(const std::vector<std::string> &argv, const std::string &input,
+                          const std::vector<std::string> &env) {
+  TempDir dir;
+  const std::string in = dir.write("in", input), out = dir.file("out"), err = dir.file("err");
+  const pid_t pid = fork();
+  if (pid == 0) {
+    for (const std::string &e : env) {
+      const size_t eq = e.find('=');
+      if (eq == std::string::npos) unsetenv(e.c_str());
+      else setenv(e.substr(0, eq).c_str(), e.c_str() + eq + 1, 1);
+    }
+    const int fds[3] = {open(in.c_str(), O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
+                        open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
+    for (int i = 0; i < 3; ++i) dup2(fds[i], i);
+    std::vector<char *> args;
+    for (const std::string &a : argv) args.push_back(const_cast<char *>(a.c_str()));
+    args.push_back(nullptr);
+    execvp(args[0], args.data());
+    _exit(127);
+  }
+  int st = 0;
+  waitpid(pid, &st, 0);
+  ProgramResult r;
+  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+  r.out = read_file(out);
+  r.err = read_file(err);
+  return r;
 }
 
 }  // namespace vlstest

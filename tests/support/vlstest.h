@@ -27,6 +27,19 @@ class TempDir {
 
 std::string read_file(const std::string &path);
 
+// What a program run by run_program did: its exit status (-1 when it did
+// not exit) and what it wrote on standard output and standard error.
+struct ProgramResult {
+  int status = -1;
+  std::string out, err;
+};
+
+// Runs a program (a path, or a name found through PATH) with `input` on
+// standard input and `env` ("NAME=value", or "NAME" to remove) over the
+// test's environment.
+ProgramResult run_program(const std::vector<std::string> &argv, const std::string &input = "",
+                          const std::vector<std::string> &env = {});
+
 // Sets or clears an environment variable for the lifetime of the object.
 class EnvVar {
  public:

@@ -234,6 +234,10 @@ bool is_tree(const std::string &dir) {
   return stat((dir + "/vls/cm3/registry").c_str(), &st) == 0;
 }
 
+
+}  // namespace
+
+// The directory of this program.
 std::string self_dir() {
   char buf[PATH_MAX];
   const ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
@@ -244,8 +248,6 @@ std::string self_dir() {
   *slash = '\0';
   return buf;
 }
-
-}  // namespace
 
 void find_kelvanixdir() {
   if (const char *d = getenv("KELVANIXDIR"); d && *d) return;

@@ -46,6 +46,9 @@ const char *init_reason(int status);
 // "8859-1", "ujis", "sjis", "utf8". Other names come back in lower case.
 std::string library_codeset(const char *name);
 
+// The directory of this program ("" when /proc does not tell).
+std::string self_dir();
+
 // The locale of a verb: -L NAME (a specification, a bare language such as
 // de_DE, or a file name), else the client's settings through start-up.
 // Null after an error message that says what failed and why.

@@ -37,17 +37,6 @@ const char kUsage[] =
     "                --raw    write the locale's own bytes, not the terminal's codeset\n"
     "The compiled locales are read from $KELVANIXDIR, else from the tree beside this program.\n";
 
-// The directory of this program.
-std::string self_dir() {
-  char buf[PATH_MAX];
-  const ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
-  if (n <= 0) return "";
-  buf[n] = '\0';
-  char *slash = strrchr(buf, '/');
-  if (!slash) return "";
-  *slash = '\0';
-  return buf;
-}
 
 int verb_compile(int argc, char **argv) {
   const char *usage = "vls compile locale ARGS... | vls compile cvo ARGS...";
