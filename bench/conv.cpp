@@ -12,6 +12,8 @@
 //
 // Run: bench_conv [--benchmark_filter=...] [--benchmark_min_time=...]
 #include <benchmark/benchmark.h>
+
+#include "ratios.h"
 #include <dirent.h>
 #include <iconv.h>
 
@@ -191,33 +193,19 @@ void Icu(benchmark::State &state, Job *r) {
 }
 
 // Prints MB/s and the ratios of the finished runs.
-class Summary : public benchmark::ConsoleReporter {
+class Summary : public RowTimes {
  public:
-  using Run = benchmark::BenchmarkReporter::Run;
-  void ReportRuns(const std::vector<Run> &runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run &r : runs) {
-      if (r.error_occurred || r.run_type != Run::RT_Iteration) continue;
-      const std::string name = r.benchmark_name();
-      const size_t slash = name.rfind('/');
-      cpu_[name.substr(0, slash)][name.substr(slash + 1)] = r.GetAdjustedCPUTime();  // us per run
-    }
-  }
   void Finalize() override {
     ConsoleReporter::Finalize();
     printf("\n%-14s %10s %10s %10s %12s %12s\n", "pair", "vls MB/s", "iconv MB/s", "ICU MB/s", "vls/iconv", "vls/ICU");
     for (const Job &run : g_runs) {
-      auto &m = cpu_[run.pair->label];
-      if (!m.count("vls")) continue;
-      auto mbs = [&](const char *side) { return m.count(side) ? run.input.size() / m[side] : 0.0; };
-      auto ratio = [&](const char *side) { return m.count(side) ? m["vls"] / m[side] : 0.0; };
+      const std::string row = run.pair->label;
+      if (at(row, "vls") <= 0) continue;
+      auto mbs = [&](const char *side) { return at(row, side) > 0 ? run.input.size() / at(row, side) : 0.0; };  // us per run
       printf("%-14s %10.0f %10.0f %10.0f %12.3f %12.3f\n", run.pair->label, mbs("vls"), mbs("iconv"), mbs("icu"),
-             ratio("iconv"), ratio("icu"));
+             ratio(row, "iconv"), ratio(row, "icu"));
     }
   }
-
- private:
-  std::map<std::string, std::map<std::string, double>> cpu_;
 };
 
 }  // namespace

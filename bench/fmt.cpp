@@ -14,6 +14,8 @@
 //
 // Run: bench_fmt [--benchmark_filter=...] [--benchmark_min_time=...]
 #include <benchmark/benchmark.h>
+
+#include "ratios.h"
 #include <locale.h>
 #include <monetary.h>
 
@@ -174,32 +176,18 @@ void Icu(benchmark::State &state, Job *j, const What *w) {
 }
 
 // Prints ns per call and the ratios of the finished runs.
-class Summary : public benchmark::ConsoleReporter {
+class Summary : public RowTimes {
  public:
-  using Run = benchmark::BenchmarkReporter::Run;
-  void ReportRuns(const std::vector<Run> &runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run &r : runs) {
-      if (r.error_occurred || r.run_type != Run::RT_Iteration) continue;
-      const std::string name = r.benchmark_name();
-      const size_t slash = name.rfind('/');
-      // CPU time of one iteration, in the row's unit (ns), per call
-      cpu_[name.substr(0, slash)][name.substr(slash + 1)] = r.GetAdjustedCPUTime() / kValues;
-    }
-  }
+  Summary() : RowTimes(kValues) {}  // CPU time of one iteration, in the row's unit (ns), per call
   void Finalize() override {
     ConsoleReporter::Finalize();
     printf("\n%-20s %9s %9s %9s %11s %9s\n", "row", "vls ns", "glibc ns", "ICU ns", "vls/glibc", "vls/ICU");
-    for (const auto &[row, m] : cpu_) {
-      auto at = [&](const char *side) { return m.count(side) ? m.at(side) : 0.0; };
-      auto ratio = [&](const char *side) { return at(side) > 0 && at("vls") > 0 ? at("vls") / at(side) : 0.0; };
-      printf("%-20s %9.0f %9.0f %9.0f %11.3f %9.3f\n", row.c_str(), at("vls"), at("glibc"), at("icu"), ratio("glibc"),
-             ratio("icu"));
+    for (const auto &entry : cpu_) {
+      const std::string &row = entry.first;
+      printf("%-20s %9.0f %9.0f %9.0f %11.3f %9.3f\n", row.c_str(), at(row, "vls"), at(row, "glibc"), at(row, "icu"),
+             ratio(row, "glibc"), ratio(row, "icu"));
     }
   }
-
- private:
-  std::map<std::string, std::map<std::string, double>> cpu_;
 };
 
 }  // namespace
