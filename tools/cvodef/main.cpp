@@ -16,6 +16,7 @@
 #include <vls/vlsspec.h>
 
 #include "cvodef.h"
+#include "args.h"
 #include "ldef.h"
 
 namespace {
@@ -141,20 +142,9 @@ int main(int argc, char **argv) {
   cvodef::Options opt;
   std::string batch;
   try {
-    for (int i = 1; i < argc; ++i) {
-      std::string a = argv[i];
-      auto value = [&](const char *what) -> std::string {
-        size_t eq = a.find('=');
-        if (a.compare(0, 2, "--") == 0 && eq != std::string::npos) return a.substr(eq + 1);
-        if (a.compare(0, 2, "--") != 0 && a.size() > 2) return a.substr(2);
-        if (i + 1 >= argc) throw Error(std::string("option ") + what + " needs a value");
-        return argv[++i];
-      };
-      auto is = [&](const char *name) {
-        size_t n = strlen(name);
-        if (a.compare(0, n, name) != 0) return false;
-        return name[1] == '-' ? a.size() == n || a[n] == '=' : true;
-      };
+    ldef::Args args(argc, argv);
+    while (args.next()) {
+      const std::string &a = args.arg();
       if (a == "-h" || a == "--help") {
         usage(std::cout);
         return 0;
@@ -164,24 +154,24 @@ int main(int argc, char **argv) {
         cvodef::g_quiet = ldef::g_quiet = true;
       } else if (a == "-u") {
         opt.uncompressed = true;
-      } else if (is("--charmaps")) {
-        opt.charmap_dirs.push_back(value("--charmaps"));
-      } else if (is("--desc")) {
-        opt.desc_dirs.push_back(value("--desc"));
-      } else if (is("--batch")) {
-        batch = value("--batch");
-      } else if (is("--registry")) {
-        opt.registry = value("--registry");
-      } else if (is("--from-name")) {
-        opt.from_name = value("--from-name");
-      } else if (is("--to-name")) {
-        opt.to_name = value("--to-name");
-      } else if (is("-f")) {
-        opt.from = value("-f");
-      } else if (is("-t")) {
-        opt.to = value("-t");
-      } else if (is("-r")) {
-        opt.reverse_outputs.push_back(value("-r"));
+      } else if (args.is("--charmaps")) {
+        opt.charmap_dirs.push_back(args.value("--charmaps"));
+      } else if (args.is("--desc")) {
+        opt.desc_dirs.push_back(args.value("--desc"));
+      } else if (args.is("--batch")) {
+        batch = args.value("--batch");
+      } else if (args.is("--registry")) {
+        opt.registry = args.value("--registry");
+      } else if (args.is("--from-name")) {
+        opt.from_name = args.value("--from-name");
+      } else if (args.is("--to-name")) {
+        opt.to_name = args.value("--to-name");
+      } else if (args.is("-f")) {
+        opt.from = args.value("-f");
+      } else if (args.is("-t")) {
+        opt.to = args.value("-t");
+      } else if (args.is("-r")) {
+        opt.reverse_outputs.push_back(args.value("-r"));
       } else if (a.size() > 1 && a[0] == '-') {
         throw Error("unknown option " + a);
       } else {

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <new>
 
+#include "args.h"
 #include "ldef.h"
 
 namespace {
@@ -33,22 +34,9 @@ void usage(std::ostream &o) {
 int main(int argc, char **argv) {
   ldef::CompileOptions opt;
   try {
-    for (int i = 1; i < argc; ++i) {
-      std::string a = argv[i];
-      auto value = [&](const char *what) -> std::string {
-        // Both "-i X" and "-iX" (and "--opt=X") are taken.
-        size_t eq = a.find('=');
-        if (a.compare(0, 2, "--") == 0 && eq != std::string::npos) return a.substr(eq + 1);
-        if (a.compare(0, 2, "--") != 0 && a.size() > 2) return a.substr(2);
-        if (i + 1 >= argc) throw ldef::Error(std::string("option ") + what + " needs a value");
-        return argv[++i];
-      };
-      auto is = [&](const char *opt_name) {
-        size_t n = strlen(opt_name);
-        if (a.compare(0, n, opt_name) != 0) return false;
-        if (opt_name[1] == '-') return a.size() == n || a[n] == '=';
-        return true;
-      };
+    ldef::Args args(argc, argv);
+    while (args.next()) {
+      const std::string &a = args.arg();
       if (a == "-h" || a == "--help") {
         usage(std::cout);
         return 0;
@@ -58,18 +46,18 @@ int main(int argc, char **argv) {
         ldef::g_quiet = true;
       } else if (a == "-u") {
         opt.uncompressed = true;
-      } else if (is("--charmaps")) {
-        opt.charmap_dirs.push_back(value("--charmaps"));
-      } else if (is("--codeset")) {
-        opt.codeset = value("--codeset");
-      } else if (is("--registry")) {
-        opt.registry = value("--registry");
-      } else if (is("-i")) {
-        opt.locale = value("-i");
-      } else if (is("-f")) {
-        opt.charmap = value("-f");
-      } else if (is("-I")) {
-        opt.include_dirs.push_back(value("-I"));
+      } else if (args.is("--charmaps")) {
+        opt.charmap_dirs.push_back(args.value("--charmaps"));
+      } else if (args.is("--codeset")) {
+        opt.codeset = args.value("--codeset");
+      } else if (args.is("--registry")) {
+        opt.registry = args.value("--registry");
+      } else if (args.is("-i")) {
+        opt.locale = args.value("-i");
+      } else if (args.is("-f")) {
+        opt.charmap = args.value("-f");
+      } else if (args.is("-I")) {
+        opt.include_dirs.push_back(args.value("-I"));
       } else if (a.size() > 1 && a[0] == '-') {
         throw ldef::Error("unknown option " + a);
       } else if (opt.output.empty()) {
