@@ -560,12 +560,15 @@ void terminal_open(vl_locale_t *h, bool raw) {
   const char *mine = vl_nl_langinfo(h, VL_CODESET);
   if (term.empty() || !mine || !*mine) return;
   const std::string theirs = library_codeset(term.c_str());
-  conv_object *cv = nullptr;
-  if (vl_cv_load(&cv, mine, theirs.c_str(), nullptr, nullptr) == 1 && cv) {
-    g_to_terminal = cv;
-    cv = nullptr;
-    if (vl_cv_load(&cv, theirs.c_str(), mine, nullptr, nullptr) == 1 && cv) g_from_terminal = cv;
-  }
+  // A failed load hands back an object that holds the reason: it is
+  // released like a loaded one.
+  auto load = [](const char *from, const char *to) -> conv_object * {
+    conv_object *cv = nullptr;
+    if (vl_cv_load(&cv, from, to, nullptr, nullptr) == 1) return cv;
+    if (cv) vl_cv_unload(cv);
+    return nullptr;
+  };
+  if ((g_to_terminal = load(mine, theirs.c_str()))) g_from_terminal = load(theirs.c_str(), mine);
 }
 
 void put(const char *text, size_t n) {

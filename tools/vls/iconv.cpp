@@ -140,9 +140,13 @@ int verb_iconv(int argc, char **argv) {
   if (f != t) {
     if (vl_iconv_open(&c.cv, f.c_str(), t.c_str()) != 0) {
       // Perhaps locale specifications (ja_JP.sjis) rather than codeset names.
+      // (A failed open hands back an object holding the reason.)
+      if (c.cv) vl_cv_unload(c.cv);
+      c.cv = nullptr;
       conv_object *cv = nullptr;
       const int rc = vl_cv_load(&cv, from, to, nullptr, nullptr);
       if (rc < 0) {
+        if (cv) vl_cv_unload(cv);
         struct { uint32_t vl_errno; } scratch{0};
         const bool known_from = vl_lc_spec2cs_num(&scratch, f.c_str(), nullptr) != VL_CS_NONE;
         const bool known_to = vl_lc_spec2cs_num(&scratch, t.c_str(), nullptr) != VL_CS_NONE;
