@@ -9,6 +9,7 @@
 // the codeset does.
 #include "services.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -533,7 +534,8 @@ void money(Ctx &c) {
   double v[8];
   for (int i = 0; i < 8; ++i) {
     uint64_t bits = 0;
-    memcpy(&bits, c.b.p() + (i % 2) * 4, 4);
+    const int32_t at = (i % 2) * 4;  // B may be shorter than eight bytes
+    if (c.b.n > at) memcpy(&bits, c.b.p() + at, static_cast<size_t>(std::min<int32_t>(4, c.b.n - at)));
     v[i] = (i % 3 == 0) ? static_cast<double>(static_cast<int32_t>(bits)) / 100 : static_cast<double>(bits) * (i - 3.5);
   }
   auto fit = [&](const char *format) {
@@ -567,7 +569,8 @@ void money(Ctx &c) {
 // room and the codeset's terminator, and refused one byte shorter.
 void time_formats(Ctx &c) {
   vl_locale_t *h = c.h;
-  const unsigned char *b = reinterpret_cast<const unsigned char *>(c.b.p());
+  unsigned char b[8] = {};  // B may be shorter than eight bytes
+  memcpy(b, c.b.p(), static_cast<size_t>(std::clamp<int32_t>(c.b.n, 0, 8)));
   vl_tm tm{};
   tm.fraction = b[0] * 3907;
   tm.sec = b[1] % 62, tm.min = b[2] % 61, tm.hour = b[3] % 25, tm.mday = 1 + b[4] % 31, tm.mon = b[5] % 13;
