@@ -489,6 +489,21 @@ void fill_parallel(const collate_category &c, const vl_wchar *string, int32_t le
   fill_parallel_from(c, string, length, arr, 0, length - 1);
 }
 
+// One character of `n` bytes at `s`: a byte the root marks whole is its
+// own code, anything else is walked down the tree. False for no character.
+inline bool next_char(const multi_t *t, const unsigned char *root_flags, const unsigned char *s, int32_t n,
+                      vl_wchar &code, int32_t &length) {
+  if (root_flags && root_flags[*s] == VL_MULTI_COMPLETE) {
+    code = *s;
+    length = 1;
+    return true;
+  }
+  const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{s, n});
+  code = w.value;
+  length = w.bytes;
+  return w.ok();
+}
+
 // `bytes` bytes of multibyte text as wide codes, at most `room` of them:
 // the count, -1 at a byte that is no character (or a character cut by the
 // end), -2 when more than `room` characters follow.
@@ -582,17 +597,10 @@ class Decoded {
     int32_t n = 0;
     for (int32_t i = 0; i < bytes; ++n) {
       if (n == room) return -2;
-      const unsigned b = s[i];
       vl_wchar v;
-      if (f && f[b] == VL_MULTI_COMPLETE) {
-        v = b;
-        ++i;
-      } else {
-        const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{s + i, bytes - i});
-        if (!w.ok()) return -1;
-        v = w.value;
-        i += w.bytes;
-      }
+      int32_t len;
+      if (!next_char(t, f, s + i, bytes - i, v, len)) return -1;
+      i += len;
       codes[n] = v;
       if (v <= 0xFFu && rf && rf[v] == VL_MULTI_COMPLETE) {
         const unsigned char *r = vls::tree::row(rt, rt->root, v);
@@ -778,17 +786,10 @@ int32_t mb_head_scan(const multi_t *t, const int32_t *cand, const unsigned char 
   for (int32_t i = 0;;) {
     if (since >= reach) good = i;
     if (i >= common) break;
-    const unsigned b = a[i];
     vl_wchar v;
-    if (f && f[b] == VL_MULTI_COMPLETE) {
-      v = b;
-      ++i;
-    } else {
-      const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{a + i, common - i});
-      if (!w.ok()) break;
-      v = w.value;
-      i += w.bytes;
-    }
+    int32_t len;
+    if (!next_char(t, f, a + i, common - i, v, len)) break;
+    i += len;
     if (cand && starts_elem(cand, v))
       since = 1;
     else if (since < reach)
@@ -819,12 +820,9 @@ int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char
   const unsigned char *f = t->root->flags;
   int32_t m = 0, i = 0;  // m whole characters end at byte i
   while (i < common) {
-    int32_t len = 1;
-    if (!f || f[a[i]] != VL_MULTI_COMPLETE) {
-      const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{a + i, common - i});
-      if (!w.ok()) break;
-      len = w.bytes;
-    }
+    vl_wchar v;
+    int32_t len;
+    if (!next_char(t, f, a + i, common - i, v, len)) break;
     start[m & (kRing - 1)] = i;
     ++m;
     i += len;
