@@ -752,6 +752,219 @@ int run(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, con
   return e.count;
 }
 
+// The multibyte entry's short way, for a locale of the library's own
+// tables whose characters are bytes of their own value (all of them in a
+// single-byte locale, those below 0x80 the tree completes in a multibyte
+// one): a format of such bytes whose directives take no modifier is read
+// as it stands, and the text goes into bytes as it is made, as the wide
+// engine and the narrowing behind it would have it. Whatever this way does
+// not take on (a modifier, an era or alternative form, a value out of
+// range or negative, a character to narrow that fails, more text than its
+// buffer, no room) makes it give up without a trace, for the general way
+// to run.
+template <bool Single>
+class DirectTime {
+ public:
+  DirectTime(vl_locale_t *h, const vl_alt_tm *tm, int32_t date_flag, const unsigned char *flags)
+      : h_(h), tm_(tm), date_flag_(date_flag), flags_(flags), narrow_(h) {}
+
+  // The text of a format; false to give up. A format of bytes must be
+  // shorter than the wide engine's stack area for it.
+  template <typename F>
+  bool run(const F *f, int depth) {
+    const F *const start = f;
+    const time_category &t = h_->time;
+    while (*f) {
+      if (n_ > kStack) return false;
+      if (*f != '%') {
+        const vl_wchar v = char_value(*f++);
+        if (!own_byte(v)) return false;
+        buf_[n_++] = static_cast<char>(v);
+        ++chars_;
+        continue;
+      }
+      const vl_wchar c = char_value(*++f);
+      ++f;
+      if (c == '%') {
+        literal('%');
+        continue;
+      }
+      // A letter the scanner reads nothing of, or only a length letter
+      // that it then gives back: the directive's state is as it starts.
+      if (!letter(c) || c == 'E' || c == 'O') return false;
+      const vl_alt_tm &m = *tm_;
+      const int64_t year = int64_t{m.year} + 1900;
+      bool ok;
+      switch (c) {
+        case 'n': ok = literal('\n'); break;
+        case 't': ok = literal('\t'); break;
+        case 'A': ok = name(t.w_day, m.wday, 7); break;
+        case 'a': ok = name(t.w_abday, m.wday, 7); break;
+        case 'B': ok = month() && name(t.w_mon, m.month_name_index, t.mon_count); break;
+        case 'b':
+        case 'h': ok = month() && name(t.w_abmon, m.month_name_index, t.mon_count); break;
+        case 'C':
+        case 'g': ok = century() && number(year / 100, -1); break;
+        case 'D':
+          ok = month() && day() && century() && number(int64_t{m.mon} + 1, 2) && literal('/') && number(m.mday, 2) &&
+               literal('/') && number(year % 100, 2);
+          break;
+        case 'd':
+          ok = !(date_flag_ ? m.mday < 1 || m.mday > 99 : m.mday > 99) && number(m.mday, 2);
+          break;
+        case 'e': ok = day() && (m.mday > 9 || literal(' ')) && number(m.mday, -1); break;
+        case 'H': ok = m.hour <= 23 && number(m.hour, 2); break;
+        case 'I': ok = m.hour <= 23 && number(m.hour == 0 || m.hour == 12 ? 12 : m.hour % 12, 2); break;
+        case 'j': ok = m.yday <= 365 && number(int64_t{m.yday} + 1, 3); break;
+        case 'M': ok = m.min <= 59 && number(m.min, 2); break;
+        case 'm': ok = month() && number(int64_t{m.mon} + 1, 2); break;
+        case 'p': ok = m.hour <= 23 && text(m.hour / 12 == 0 ? t.w_am_str : t.w_pm_str); break;
+        case 'R': ok = m.hour <= 23 && m.min <= 59 && number(m.hour, -1) && literal(':') && number(m.min, -1); break;
+        case 'S': ok = m.sec <= 60 && number(m.sec, 2); break;
+        case 'T':
+          ok = m.sec <= 60 && m.min <= 59 && m.hour <= 23 && number(m.hour, -1) && literal(':') &&
+               number(m.min, -1) && literal(':') && number(m.sec, -1);
+          break;
+        case 'u': ok = m.wday <= 6 && number(m.wday == 0 ? 7 : m.wday, 2); break;
+        case 'w': ok = m.wday <= 6 && number(m.wday, 2); break;
+        case 'Y': ok = m.year >= -1900 && m.year <= 8099 && number(year, 4); break;
+        case 'y': ok = number(year % 100, 2); break;
+        case 'c': ok = nested(t.w_d_t_fmt, depth); break;
+        case 'x': ok = nested(t.w_d_fmt, depth); break;
+        case 'X': ok = nested(t.w_t_fmt, depth); break;
+        case 'r': ok = nested(t.w_t_fmt_ampm, depth); break;
+        default: ok = false; break;
+      }
+      if (!ok) return false;
+    }
+    if constexpr (sizeof(F) == 1) return depth > 0 || f - start < kStack;
+    return true;
+  }
+  const char *bytes() const { return buf_; }
+  int32_t length() const { return n_; }
+  int32_t characters() const { return chars_; }
+
+ private:
+  static unsigned char_value(char c) { return static_cast<unsigned char>(c); }
+  static vl_wchar char_value(vl_wchar c) { return c; }
+
+  bool own_byte(vl_wchar v) const {
+    if constexpr (Single) return v <= 0xFFu;
+    else return v < 0x80u && flags_[v] == VL_MULTI_COMPLETE;
+  }
+  // An ASCII letter that is no digit of the locale.
+  bool letter(vl_wchar c) const {
+    if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'))) return false;
+    if (const uint16_t *ct = h_->class_table) return !(ct[c] & VL_CT_DIGIT);
+    if (!Single && flags_[c] == VL_MULTI_COMPLETE) {
+      const multi_t *tr = h_->ctype.ctype_tree;
+      return !(vls::tree::u16(vls::tree::row(tr, tr->root, c)) & VL_CT_DIGIT);
+    }
+    return !vls::is_digit(h_, c);
+  }
+  // One of the engine's own characters (digits, blank, separators).
+  bool literal(vl_wchar v) {
+    if (!own_byte(v)) return false;
+    buf_[n_++] = static_cast<char>(v);
+    ++chars_;
+    return true;
+  }
+  // The characters of a text of the locale, in their bytes.
+  bool text(const vl_wchar *w) {
+    if (!w) return true;
+    for (; *w; ++w) {
+      if (n_ > kStack) return false;
+      const vl_wchar v = *w;
+      if (own_byte(v)) {
+        buf_[n_++] = static_cast<char>(v);
+      } else {
+        if (Single) return false;
+        const int len = narrow_.put(buf_ + n_, v);
+        if (len < 0) return false;
+        n_ += len;
+      }
+      ++chars_;
+    }
+    return true;
+  }
+  bool name(vl_wchar *const *list, int32_t index, int32_t count) {
+    return index >= 0 && index < count && text(list ? list[index] : nullptr);
+  }
+  // The digits of a value that is not negative, zeros in front up to p.
+  bool number(int64_t v, int32_t p) {
+    if (v < 0 || v > UINT32_MAX || !digits_own_) return false;
+    if (v < 100 && p <= 2) {
+      const int i = static_cast<int>(v);
+      if (i >= 10 || p == 2) buf_[n_++] = static_cast<char>('0' + i / 10), ++chars_;
+      buf_[n_++] = static_cast<char>('0' + i % 10), ++chars_;
+      return true;
+    }
+    char digits[12];
+    int32_t d = 0;
+    uint32_t u = static_cast<uint32_t>(v);
+    do digits[d++] = static_cast<char>('0' + u % 10), u /= 10;
+    while (u);
+    for (int32_t i = d; i < p; ++i) buf_[n_++] = '0', ++chars_;
+    while (d) buf_[n_++] = digits[--d], ++chars_;
+    return true;
+  }
+  bool month() const { return tm_->mon >= 0 && tm_->mon < h_->time.mon_count; }
+  bool day() const { return tm_->mday >= 1 && tm_->mday <= 99; }
+  bool century() const { return static_cast<uint32_t>(tm_->year) + 1900u <= 9999u; }
+  // A format of the locale: nothing when empty; an empty text refused.
+  bool nested(const vl_wchar *format, int depth) {
+    if (!format || !*format) return true;
+    if (depth + 1 > kMaxNesting) return false;
+    const int32_t before = chars_;
+    return run(format, depth + 1) && chars_ > before;
+  }
+
+  vl_locale_t *h_;
+  const vl_alt_tm *tm_;
+  int32_t date_flag_;
+  const unsigned char *flags_;  // null in a single-byte locale
+  vls::Narrow narrow_;
+  bool digits_own_ = Single || (flags_['0'] == VL_MULTI_COMPLETE && flags_['9'] == VL_MULTI_COMPLETE);
+  // The text so far; a directive adds at most 16 bytes (a number) or one
+  // character at a time (a name) beyond the checks against kStack.
+  char buf_[kStack + 24];
+  int32_t n_ = 0, chars_ = 0;
+};
+
+template <bool Single>
+bool direct_ftime(vl_locale_t *h, char *out, int32_t size, const char *format, const vl_alt_tm *alt, int32_t date_flag,
+                  const unsigned char *flags, int *result) {
+  DirectTime<Single> d(h, alt, date_flag, flags);
+  const int32_t min = vl_mb_loc_min(h);
+  // An empty text is the general way's (it writes nothing).
+  if (!d.run(format, 0) || d.characters() == 0 || int64_t{d.characters()} + 1 > size ||
+      int64_t{d.length()} + min > size)
+    return false;
+  memcpy(out, d.bytes(), static_cast<size_t>(d.length()));
+  if (Single) vl_mbsterm(h, out + d.length());
+  else vls::terminate(out + d.length(), min);
+  *result = d.length();
+  return true;
+}
+
+// The short way of vl_mbsftime1 when it applies: true with the result.
+bool direct_ftime(vl_locale_t *h, char *out, int32_t size, const char *format, const vl_alt_tm *alt, int32_t date_flag,
+                  int *result) {
+  if (_vlu_active(h, VL_LC_CTYPE) || h->time.calendar != VL_CAL_GREGORIAN) return false;
+  const uint32_t saved = vls::get_error(h);
+  bool done;
+  if (h->single_byte) {
+    if (h->mbstowcs_fn != _vl_is_mbstowcs) return false;
+    done = direct_ftime<true>(h, out, size, format, alt, date_flag, nullptr, result);
+  } else {
+    const unsigned char *flags;
+    if (h->mbstowcs_fn != _vl_im_mbstowcs || !(flags = vls::direct_bytes(h))) return false;
+    done = direct_ftime<false>(h, out, size, format, alt, date_flag, flags, result);
+  }
+  if (!done) vls::set_error(h, saved);
+  return done;
+}
+
 }  // namespace
 
 extern "C" {
@@ -843,6 +1056,10 @@ VLS_API int vl_mbsftime1(vl_locale_t *h, char *out, int32_t size, const char *fo
   if (!h->mbstowcs_fn) {
     vls::set_error(h, VL_EBADPTR);
     return 0;
+  }
+  if (!max_chars && !max_bytes && out && alt) {
+    int n;
+    if (direct_ftime(h, out, size, format, alt, date_flag, &n)) return n;
   }
   // The format in wide form: on the stack while short. A failure to
   // convert there gives -1; a longer format that fails gives 0.
