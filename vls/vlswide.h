@@ -166,6 +166,9 @@ class Columns {
       return 0;
     }
     if (!(m & VL_CT_PRINT)) return 0;
+    // The full-width class is one of the locale's own (a bit from
+    // VL_CT_LOCAL up): a character in none of those is one column.
+    if (!(m & ~static_cast<uint32_t>(VL_CT_LOCAL - 1))) return 1;
     return (m & full_width()) ? 2 : 1;
   }
   // vl_wcwidth of v.
