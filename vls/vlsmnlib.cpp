@@ -185,6 +185,16 @@ struct MaskIndex {
 };
 constexpr MaskIndex kMaskIndex;
 
+// The mask of a layout, as mon_mask gives it, read in place: all kEnd for
+// a layout outside the tables.
+constexpr int32_t kNoMask[7] = {kEnd, kEnd, kEnd, kEnd, kEnd, kEnd, kEnd};
+const int32_t *mask_of(int32_t cs_precedes, int32_t sign_posn, int32_t sep_by_space) {
+  if (cs_precedes != 0 && cs_precedes != 1) return kNoMask;
+  if (sign_posn < 0 || sign_posn > 4 || sep_by_space < 0 || sep_by_space > 9) return kNoMask;
+  const MaskRow *row = kMaskIndex.rows[cs_precedes][sign_posn * 10 + sep_by_space];
+  return row ? row->codes : kNoMask;
+}
+
 // The mask of the number's first character being blank: a code-5 blank
 // directly ahead of the number is then left out.
 bool blank_before_number(const int32_t *mask, int i) { return mask[i] == kBlank && mask[i + 1] == kNumber; }
@@ -354,7 +364,8 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
   // The separators go in where the digits need them (the point, whatever
   // its length, stays behind them).
   if (!d.no_group) add_groups(h, num, rp);
-  Text filled;
+  Text &filled = out;
+  filled.clear();
   if (d.left_precision >= 0) {
     int fill = d.left_precision + (d.no_group ? 0 : group_count(h, d.left_precision)) - num.n + (rp != 0 ? 1 : 0);
     for (; fill > 0; --fill) filled.put(d.fill);
@@ -364,7 +375,6 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
   }
   if (filled.n + num.n < kText)
     for (int i = 0; i < rn; ++i) filled.put(static_cast<unsigned char>(right[i]));
-  out = filled;
   return true;
 }
 
@@ -416,9 +426,8 @@ VLS_API int vl_wcsfmon1(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wc
     Text number;
     if (!number_text(h, value, d, rp, number)) return fail(h, VL_E2BIG);
     const vl_wchar *symbol = d.no_symbol ? nullptr : (intl ? m.int_curr_symbol.wc : m.currency_symbol.wc);
-    int32_t pos[7], neg[7];
-    mon_mask(pos, lay.p_cs_precedes, lay.p_sign_posn, lay.p_sep_by_space);
-    mon_mask(neg, lay.n_cs_precedes, lay.n_sign_posn, lay.n_sep_by_space);
+    const int32_t *pos = mask_of(lay.p_cs_precedes, lay.p_sign_posn, lay.p_sep_by_space);
+    const int32_t *neg = mask_of(lay.n_cs_precedes, lay.n_sign_posn, lay.n_sep_by_space);
     const vl_wchar *num = number.z();
     int before = -1, after = -1;
     if (d.left_precision >= 0) {
@@ -435,20 +444,19 @@ VLS_API int vl_wcsfmon1(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wc
     note_long(h, sign);
     Text result;
     format_money(h, cw, result, positive ? pos : neg, before, after, symbol, sign, num);
-    Text field;
     const int blanks = d.width - columns(cw, result.z());
     if (blanks > 0 && blanks + result.n < kText) {
+      Text field;
       if (!d.left)
         for (int k = 0; k < blanks; ++k) field.put(' ');
       field.append(result);
       if (d.left)
         for (int k = 0; k < blanks; ++k) field.put(' ');
-    } else {
-      field = result;
+      result = field;
     }
-    if (count + field.n + 1 > size) return fail(h, VL_E2BIG);
-    memcpy(out + count, field.c, sizeof(vl_wchar) * static_cast<size_t>(field.n));
-    count += field.n;
+    if (count + result.n + 1 > size) return fail(h, VL_E2BIG);
+    memcpy(out + count, result.c, sizeof(vl_wchar) * static_cast<size_t>(result.n));
+    count += result.n;
   }
   out[count] = 0;
   return count;
