@@ -932,10 +932,15 @@ VLS_API int _vl_get_mbstring(vl_locale_t *h, char *out, const vl_wchar *wide, in
   const int32_t min = vl_mb_loc_min(h);
   int64_t written = 0;
   if (h->single_byte) {
-    for (; *wide; ++wide) {
-      if (written + 1 + min > size) return fail(h, VL_E2BIG);
-      out[written++] = static_cast<char>(*wide);
-    }
+    // Each character is its low byte; as many as leave room for a
+    // terminator are written, whether or not all of them fit.
+    size_t length = 0;
+    while (wide[length]) ++length;
+    const int64_t room = static_cast<int64_t>(size) - min;
+    const int64_t n = room <= 0 ? 0 : room < static_cast<int64_t>(length) ? room : static_cast<int64_t>(length);
+    for (int64_t i = 0; i < n; ++i) out[i] = static_cast<char>(wide[i]);
+    if (n < static_cast<int64_t>(length)) return fail(h, VL_E2BIG);
+    written = n;
   } else {
     const vls::Narrow narrow(h);
     for (; *wide; ++wide) {
