@@ -36,7 +36,7 @@
 #include <vls/vlsmbwc.h>
 #include <vls/vlsmulti.h>
 
-extern "C" const char *__lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+#include "glibc_pair.h"
 
 namespace {
 
@@ -52,23 +52,12 @@ constexpr bool kSlow = sizeof(void *) == 4;
 constexpr bool kSlow = sizeof(void *) == 4;
 #endif
 
-struct Case {
-  const char *source, *charmap;
-  const char *file;   // ll_tt/xxxx.lco below lc11
-  const char *glibc;  // directory below the glibc tree
-};
-void PrintTo(const Case &c, std::ostream *os) { *os << c.source << "." << c.charmap << " (" << c.file << ")"; }
-const Case kCases[] = {
-#include "oracle_cases.inc"
-};
+using namespace glibc_pair;
 
 // The least share of checked pairs, in parts per million, on which the
 // library must agree with glibc; a little below what the 64-bit run
 // measures (docs/locale-deviations.md has the counts). Unlisted: all.
-struct Floor {
-  const char *file;
-  long ppm;
-};
+struct Floor { const char *file; long ppm; };
 constexpr Floor kFloor[] = {
     {"en_us/e01c.lco", 999000}, {"es_es/0333.lco", 999500}, {"pl_pl/0390.lco", 999500},
     {"cs_cz/0390.lco", 999000}, {"hu_hu/0390.lco", 998000}, {"tr_tr/0398.lco", 999000},
@@ -85,27 +74,11 @@ long floor_of(const char *file) {
   return kSlow ? ppm - 20000 : ppm;
 }
 
-std::string hex(const std::string &b) {
-  std::string o;
-  char buf[4];
-  for (unsigned char c : b) snprintf(buf, sizeof buf, "%02x", c), o += buf;
-  return o.empty() ? "(empty)" : o;
-}
 int sign(long v) { return v < 0 ? -1 : v > 0; }
 
 long env_long(const char *name, long fallback) {
   const char *v = getenv(name);
   return v && *v ? atol(v) : fallback;
-}
-
-// Every character of the library's tree.
-void walk(const unc_multi_arr_t *node, std::string &prefix, std::vector<std::string> &out) {
-  for (int b = 0; node && node->flags && b < 256; ++b) {
-    prefix.push_back(static_cast<char>(b));
-    if (node->flags[b] == VL_MULTI_COMPLETE) out.push_back(prefix);
-    else if (node->flags[b] == VL_MULTI_LEADS && node->offsets && node->next) walk(node->next[node->offsets[b]], prefix, out);
-    prefix.pop_back();
-  }
 }
 
 // The level (count of pass separators before the first difference) at
@@ -119,24 +92,12 @@ int level_of(const std::string &a, const std::string &b, int most) {
   return i == a.size() && i == b.size() ? -1 : std::min(level, most);
 }
 
-class CollateOracle : public ::testing::TestWithParam<Case> {
+class CollateOracle : public Pair {
  protected:
-  vl_locale_t *h = nullptr;
-  locale_t g = nullptr;
   std::mt19937 rng;
   void SetUp() override {
-    setenv("KELVANIXDIR", VLS_ORACLE_KELVANIX, 1);
-    setenv("LOCPATH", VLS_ORACLE_GLIBC, 1);
-    ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-    char *names = vl_setlocale_4(h, VL_LC_ALL, GetParam().file);
-    ASSERT_NE(names, nullptr) << GetParam().file << ": vl_errno " << h->vl_errno;
-    vl_destroystring(names);
-    ASSERT_NE(g = newlocale(LC_ALL_MASK, GetParam().glibc, nullptr), nullptr) << GetParam().glibc;
+    Pair::SetUp();
     rng.seed(static_cast<unsigned>(std::hash<std::string>{}(GetParam().file) & 0x7fffffff));
-  }
-  void TearDown() override {
-    vl_lc_unload(h);
-    if (g) freelocale(g);
   }
 
   size_t pick(size_t n) { return static_cast<size_t>(rng() % n); }
@@ -521,11 +482,6 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
   EXPECT_EQ(bad, 0);
 }
 
-std::string case_name(const ::testing::TestParamInfo<Case> &info) {
-  std::string n = std::string(info.param.source) + "_" + info.param.charmap;
-  for (auto &ch : n) ch = isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
-  return n;
-}
 INSTANTIATE_TEST_SUITE_P(Shipped, CollateOracle, ::testing::ValuesIn(kCases), case_name);
 
 }  // namespace

@@ -26,54 +26,14 @@
 #include <vls/vlsmon.h>
 #include <vls/vlstmfmt.h>
 
-// glibc's newlocale keeps the split LOCPATH list it builds (argz) when
-// LOCPATH is set; that is glibc's, not ours.
-extern "C" const char *__lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+#include "glibc_pair.h"
 
 namespace {
 
-struct Case {
-  const char *source, *charmap;
-  const char *file;   // ll_tt/xxxx.lco below lc11
-  const char *glibc;  // directory below the glibc tree
-};
-void PrintTo(const Case &c, std::ostream *os) { *os << c.source << "." << c.charmap << " (" << c.file << ")"; }
-const Case kCases[] = {
-#include "oracle_cases.inc"
-};
+using namespace glibc_pair;
+using Oracle = Pair;
 
-std::string hex(const std::string &b) {
-  std::string o;
-  for (unsigned char c : b) o += "0123456789abcdef"[c >> 4], o += "0123456789abcdef"[c & 15];
-  return o.empty() ? "(empty)" : o;
-}
 std::string S(const char *s) { return s ? s : ""; }
-
-// Both locales of a case, loaded.
-class Oracle : public ::testing::TestWithParam<Case> {
- protected:
-  vl_locale_t *h = nullptr;
-  locale_t g = nullptr;
-  void SetUp() override {
-    setenv("KELVANIXDIR", VLS_ORACLE_KELVANIX, 1), setenv("LOCPATH", VLS_ORACLE_GLIBC, 1);
-    ASSERT_EQ(vl_create_null_locale_4(&h), 0);
-    char *names = vl_setlocale_4(h, VL_LC_ALL, GetParam().file);
-    ASSERT_NE(names, nullptr) << GetParam().file << ": vl_errno " << h->vl_errno;
-    vl_destroystring(names);
-    ASSERT_NE(g = newlocale(LC_ALL_MASK, GetParam().glibc, nullptr), nullptr) << GetParam().glibc;
-  }
-  void TearDown() override { vl_lc_unload(h), g ? freelocale(g) : void(); }
-};
-
-// Every character of the library's tree, by walking its nodes.
-void walk(const unc_multi_arr_t *node, std::string &prefix, std::vector<std::string> &out) {
-  for (int b = 0; node && node->flags && b < 256; ++b) {
-    prefix.push_back(static_cast<char>(b));
-    if (node->flags[b] == VL_MULTI_COMPLETE) out.push_back(prefix);
-    else if (node->flags[b] == VL_MULTI_LEADS && node->offsets && node->next) walk(node->next[node->offsets[b]], prefix, out);
-    prefix.pop_back();
-  }
-}
 
 // Every character that glibc's converter accepts, up to four bytes, found
 // by extending the prefixes it calls incomplete.
@@ -486,11 +446,6 @@ TEST(OracleDeviations, AreDocumented) {
     EXPECT_NE(doc.find(std::string("## ") + id + " "), std::string::npos) << id << " is not documented";
 }
 
-std::string case_name(const ::testing::TestParamInfo<Case> &info) {
-  std::string n = std::string(info.param.source) + "_" + info.param.charmap;
-  for (auto &ch : n) ch = isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
-  return n;
-}
 INSTANTIATE_TEST_SUITE_P(Shipped, Oracle, ::testing::ValuesIn(kCases), case_name);
 
 }  // namespace

@@ -1,0 +1,73 @@
+// The shipped locales and glibc's build of the same source and charmap,
+// loaded side by side for the oracle suites: the cases of the build, the
+// fixture that loads both, and the helpers the suites share.
+#ifndef VLS_TEST_GLIBC_PAIR_H
+#define VLS_TEST_GLIBC_PAIR_H
+
+#include <gtest/gtest.h>
+
+#include <locale.h>
+
+#include <cctype>
+#include <string>
+#include <vector>
+
+#include <vls/libvls.h>
+#include <vls/vlsmulti.h>
+
+// glibc's newlocale keeps the split LOCPATH list it builds (argz) when
+// LOCPATH is set; that is glibc's, not ours.
+extern "C" const char *__lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+
+namespace glibc_pair {
+
+struct Case {
+  const char *source, *charmap;
+  const char *file;   // ll_tt/xxxx.lco below lc11
+  const char *glibc;  // directory below the glibc tree
+};
+inline void PrintTo(const Case &c, std::ostream *os) { *os << c.source << "." << c.charmap << " (" << c.file << ")"; }
+inline const Case kCases[] = {
+#include "oracle_cases.inc"
+};
+inline std::string case_name(const ::testing::TestParamInfo<Case> &info) {
+  std::string n = std::string(info.param.source) + "_" + info.param.charmap;
+  for (auto &ch : n) ch = isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
+  return n;
+}
+
+inline std::string hex(const std::string &b) {
+  std::string o;
+  for (unsigned char c : b) o += "0123456789abcdef"[c >> 4], o += "0123456789abcdef"[c & 15];
+  return o.empty() ? "(empty)" : o;
+}
+
+// Every character of the library's tree, by walking its nodes.
+inline void walk(const unc_multi_arr_t *node, std::string &prefix, std::vector<std::string> &out) {
+  for (int b = 0; node && node->flags && b < 256; ++b) {
+    prefix.push_back(static_cast<char>(b));
+    if (node->flags[b] == VL_MULTI_COMPLETE) out.push_back(prefix);
+    else if (node->flags[b] == VL_MULTI_LEADS && node->offsets && node->next) walk(node->next[node->offsets[b]], prefix, out);
+    prefix.pop_back();
+  }
+}
+
+// Both locales of a case, loaded: `h` the library's, `g` glibc's.
+class Pair : public ::testing::TestWithParam<Case> {
+ protected:
+  vl_locale_t *h = nullptr;
+  locale_t g = nullptr;
+  void SetUp() override {
+    setenv("KELVANIXDIR", VLS_ORACLE_KELVANIX, 1), setenv("LOCPATH", VLS_ORACLE_GLIBC, 1);
+    ASSERT_EQ(vl_create_null_locale_4(&h), 0);
+    char *names = vl_setlocale_4(h, VL_LC_ALL, GetParam().file);
+    ASSERT_NE(names, nullptr) << GetParam().file << ": vl_errno " << h->vl_errno;
+    vl_destroystring(names);
+    ASSERT_NE(g = newlocale(LC_ALL_MASK, GetParam().glibc, nullptr), nullptr) << GetParam().glibc;
+  }
+  void TearDown() override { vl_lc_unload(h), g ? freelocale(g) : void(); }
+};
+
+}  // namespace glibc_pair
+
+#endif
