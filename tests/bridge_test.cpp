@@ -119,8 +119,7 @@ const CatCase kCats[] = {
     {VL_LC_CTYPE, kFile, "1", 0, 0, 1, "set_categories_vlu: vlu_locale loaded into category"},
     {VL_LC_COLLATE, kFile, "1", 0, 0, 1, "set_categories_vlu: vlu_locale loaded into category"},
     {VL_LC_COLLATE, kFile, "0", 0, 0, 0, "set_categories_vlu: vlu_locale NOT used as not required"},
-    {VL_LC_CTYPE, "default.lco", "1", 0, 0, 0, kNoNorm},
-    {VL_LC_TIME, "native", "1", 0, 0, 0, kNoNorm},
+    {VL_LC_CTYPE, "default.lco", "1", 0, 0, 0, kNoNorm}, {VL_LC_TIME, "native", "1", 0, 0, 0, kNoNorm},
     {VL_LC_COLLATE, kFile, "1", 4, 1, 0, "set_categories_vlu: Falure to Load ICU locale"},  // status not stored
     {8, kFile, "1", 0, 0, 0, "End: set_categories_vlu"},
 };

@@ -131,9 +131,7 @@ TEST_F(Coll, SortKeys) {
   struct Case { const char *s; std::string key; } cases[] = {
       {"a", "\x10\x01\x10"},
       {"-", "\x03\x02\x2d\x01\x10"},  // the tie writes the code: two digits below 64516
-      {"ba", "\x12\x10\x01\x10\x10"},
-      {"\xe6", std::string("\x10\x18\x01\x12")},
-      {"0", "\x01"},
+      {"ba", "\x12\x10\x01\x10\x10"}, {"\xe6", std::string("\x10\x18\x01\x12")}, {"0", "\x01"},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.s);

@@ -107,10 +107,7 @@ TEST(Init, Scenarios) {
 
 // DBDATE's grammar and the money text of DBMONEY, in one child each.
 TEST(Init, DateFormats) {
-  struct Case {
-    const char *dbdate, *want;
-    int rc;
-  } cases[] = {
+  struct Case { const char *dbdate, *want; int rc; } cases[] = {
       {"MDY4/", "%m/%d/%iY", 0},  {"DMY2.", "%d.%m.%iy", 0},   {"YYMD-", "%iy-%m-%d", 0},
       {"MDY", nullptr, VL_DATE_BADFMT},   // a Y needs 4, 2 or a second Y
       {"MDY5/", nullptr, VL_DATE_BADFMT}, {"MDY4/x", nullptr, VL_DATE_BADFMT},
@@ -191,11 +188,7 @@ TEST(Init, DecimalText) {
   // taking it away again would orphan that string.)
   vlstest::EnvVar kdir("KELVANIXDIR", VLS_TEST_BINARY_DIR "/../kelvanix"), h("HOME", home.path().c_str()),
       dbm("DBMONEY", nullptr);
-  struct In {
-    const char *text;
-    int rc, sign, exponent;
-    std::vector<int> digits;
-  } ins[] = {
+  struct In { const char *text; int rc, sign, exponent; std::vector<int> digits; } ins[] = {
       {"   ", 0, DEC_NULL_SIGN, 0, {}},   {".", 0, 1, -64, {}},          {"-", DEC_E_BADNUM, 1, -64, {}},
       {"e5", DEC_E_BADNUM, 1, -64, {}},  {"0x10", 0, 1, 1, {16}},        {"-0X10", 0, 0, 1, {16}},
       {"0x10.5", DEC_E_BADNUM, 1, -64, {}}, {"1.2.3", DEC_E_BADNUM, 1, -64, {}}, {"1,000", 0, 1, 2, {10}},
@@ -210,11 +203,7 @@ TEST(Init, DecimalText) {
     EXPECT_EQ(std::vector<int>(d.digits, d.digits + (d.digit_count > 0 ? d.digit_count : 0)), c.digits) << c.text;
     EXPECT_EQ(std::pair(int(d.sign), int(d.exponent)), std::pair(c.sign, c.exponent)) << c.text;
   }
-  struct Out {
-    const char *text;
-    int length, right;
-    const char *asc, *dbl;
-  } outs[] = {
+  struct Out { const char *text; int length, right; const char *asc, *dbl; } outs[] = {
       {"1234.5678", 6, 4, "1234.6", "1234.6"}, {"1234.5678", 4, 4, "1235", "1235"},
       {"-0.000123", 8, -1, "-0.00012", "-0.00012"}, {"12345678901234", 8, 2, "1.235e13", "1.235e13"},
       {"0.5", 5, -1, "0.5  ", "0.5  "}, {"-0.04", 5, 1, "-0.0 ", "-0.04"}, {"7", 3, 0, "7  ", "7  "},

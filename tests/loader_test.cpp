@@ -87,8 +87,7 @@ TEST_F(Loader, SpecificationsInOrder) {
   const std::string q = "VL_CTYPE = euc.lco ; VL_COLLATE = euc.lco ; VL_NUMERIC = euc.lco ; VL_MONETARY = euc.lco ; "
                         "VL_TIME = euc.lco ; VL_MESSAGES = euc.lco ; ";
   struct Step { const char *env, *value; int category; const char *spec; std::string want; uint32_t err; } steps[] = {
-      {nullptr, nullptr, VL_LC_ALL, "euc.lco", q, 0},
-      {nullptr, nullptr, VL_LC_ALL, nullptr, q, 0},
+      {nullptr, nullptr, VL_LC_ALL, "euc.lco", q, 0}, {nullptr, nullptr, VL_LC_ALL, nullptr, q, 0},
       {nullptr, nullptr, VL_LC_TIME, nullptr, "euc.lco", 0},
       {nullptr, nullptr, VL_LC_MESSAGES, "euc.lco", "euc.lco", 0},
       {nullptr, nullptr, VL_LC_CTYPE, "VL_COLLATE=x.lco VL_CTYPE=  latin.lco VL_TIME=y.lco", "latin.lco", VL_EMISMATCH},

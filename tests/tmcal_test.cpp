@@ -40,43 +40,28 @@ struct Case {
 };
 constexpr Case kCases[] = {
     // 1 Tishri: the molad's day, or the day after by the postponements
-    {H, 1900, 9, 24, "5661-1-1/1 0", 0},
-    {H, 2000, 9, 30, "5761-1-1/1 0", 0},
-    {H, 2023, 9, 16, "5784-1-1/1 0", 0},
+    {H, 1900, 9, 24, "5661-1-1/1 0", 0}, {H, 2000, 9, 30, "5761-1-1/1 0", 0}, {H, 2023, 9, 16, "5784-1-1/1 0", 0},
     {H, 2024, 10, 3, "5785-1-1/1 0", 0},
     {H, 2046, 10, 1, "5807-1-1/1 0", 0},  // molad on a Sunday: Monday, where ICU says Tuesday
     {H, 2046, 9, 30, "5806-13-29/384 12", 0},
     {H, 2045, 11, 10, "5806-3-1/60 2", 0},  // 5806 has 384 days: Heshvan 29
     // a leap year's Adar I (name 5) and Adar II (name 6, month 7); a
     // common year's Adar is the sixth month with the name of Adar II
-    {H, 2024, 2, 10, "5784-6-1/148 5", 0},
-    {H, 2024, 3, 11, "5784-7-1/178 6", 0},
-    {H, 2024, 4, 9, "5784-8-1/207 7", 0},
-    {H, 2025, 3, 1, "5785-6-1/150 6", 0},
-    {H, 2025, 3, 30, "5785-7-1/179 7", 0},
+    {H, 2024, 2, 10, "5784-6-1/148 5", 0}, {H, 2024, 3, 11, "5784-7-1/178 6", 0}, {H, 2024, 4, 9, "5784-8-1/207 7", 0},
+    {H, 2025, 3, 1, "5785-6-1/150 6", 0}, {H, 2025, 3, 30, "5785-7-1/179 7", 0},
     // 1 Muharram, 30-year cycles of tabular years
-    {I, 1900, 5, 1, "1318-1-1/1 0", 0},
-    {I, 2000, 4, 6, "1421-1-1/1 0", 0},
-    {A, 2024, 7, 8, "1446-1-1/1 0", 0},
+    {I, 1900, 5, 1, "1318-1-1/1 0", 0}, {I, 2000, 4, 6, "1421-1-1/1 0", 0}, {A, 2024, 7, 8, "1446-1-1/1 0", 0},
     {I, 2024, 7, 7, "1445-12-30/355 11", 0},  // 1445 is long, the 5th of its cycle
-    {A, 2100, 3, 12, "1524-1-1/1 0", 0},
-    {I, 2024, 3, 11, "1445-9-1/237 8", 0},
+    {A, 2100, 3, 12, "1524-1-1/1 0", 0}, {I, 2024, 3, 11, "1445-9-1/237 8", 0},
     // the epochs: 16 July 622 in the Julian calendar is the 19th in the
     // Gregorian; the Hebrew year 3761 begins before the Gregorian year 1
-    {I, 622, 7, 19, "1-1-1/1 0", 0},
-    {I, 622, 7, 18, "", VL_EFMT_YEAR},
-    {H, 1, 1, 1, "3761-4-18/108 3", 0},
+    {I, 622, 7, 19, "1-1-1/1 0", 0}, {I, 622, 7, 18, "", VL_EFMT_YEAR}, {H, 1, 1, 1, "3761-4-18/108 3", 0},
     // dates no calendar has fail with the formatter's errors
-    {H, 2023, 2, 29, "", VL_EFMT_MDAY},
-    {I, 2024, 4, 31, "", VL_EFMT_MDAY},
-    {H, 2024, 1, 0, "", VL_EFMT_MDAY},
-    {I, 2024, 13, 1, "", VL_EFMT_MONTH},
-    {H, 2024, 0, 1, "", VL_EFMT_MONTH},
-    {H, 0, 1, 1, "", VL_EFMT_YEAR},
+    {H, 2023, 2, 29, "", VL_EFMT_MDAY}, {I, 2024, 4, 31, "", VL_EFMT_MDAY}, {H, 2024, 1, 0, "", VL_EFMT_MDAY},
+    {I, 2024, 13, 1, "", VL_EFMT_MONTH}, {H, 2024, 0, 1, "", VL_EFMT_MONTH}, {H, 0, 1, 1, "", VL_EFMT_YEAR},
     {I, 10000, 1, 1, "", VL_EFMT_YEAR},
     // the Gregorian calendar keeps the record, even a date it has not
-    {G, 2024, 2, 30, "2024-2-30/100 1", 0},
-    {0, 2024, 2, 1, "", VL_EINVAL},
+    {G, 2024, 2, 30, "2024-2-30/100 1", 0}, {0, 2024, 2, 1, "", VL_EINVAL},
 };
 
 }  // namespace

@@ -128,10 +128,7 @@ std::vector<std::string> inputs(const std::string &from) {
 // Where the library stops at a character that glibc converts, the count
 // must be exactly the documented one (C2, C3): a pairing the compiler loses
 // would hide there.
-struct Expected {
-  const char *pair, *id;
-  long count;
-};
+struct Expected { const char *pair, *id; long count; };
 constexpr Expected kExpected[] = {
     {"UTF-8>SHIFT_JIS", "C2", 5}, {"UTF-8>EUC-JP", "C2", 2},    {"UTF-8>EUC-KR", "C2", 1},
     {"BIG5>UTF-8", "C2", 10},     {"SHIFT_JIS>EUC-JP", "C2", 128}, {"EUC-JP>SHIFT_JIS", "C2", 2},
@@ -285,14 +282,10 @@ TEST(IconvCompiler, Ucs4AgainstGlibc) {
 
 // What the compiler refuses, with status 1 (2 for the command line).
 TEST(IconvCompiler, Refuses) {
-  struct Row {
-    const char *args, *file, *text, *error;
-    int rc;
-  };
+  struct Row { const char *args, *file, *text, *error; int rc; };
   const std::string reg = " --registry " + std::string(VLS_ORACLE_KELVANIX) + "/vls/cm3/registry ";
   const Row rows[] = {
-      {"-f ISO-8859-1 out.cvo", "", "", "usage", 2},
-      {"-f ISO-8859-1 -t ISO-8859-1 out.cvo", "", "", "both sides", 1},
+      {"-f ISO-8859-1 out.cvo", "", "", "usage", 2}, {"-f ISO-8859-1 -t ISO-8859-1 out.cvo", "", "", "both sides", 1},
       {"-f ISO-8859-1 -t ISO-8859-2 REG 03330390.cvo", "", "", "opens this pair as 03900333.cvo", 1},
       {"-f ISO-8859-1 -t ISO-8859-2 REG 8859-1_8859-2.cvo", "", "", "as 8859-2_8859-1.cvo", 1},
       {"-f ISO-8859-1 -t X.desc out.cvo", "X.desc", "name x\nbase EUC-KR\nenter /x0e\n", "needs name", 1},

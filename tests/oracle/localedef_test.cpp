@@ -203,8 +203,7 @@ TEST(Localedef, CommandLine) {
   const std::string reg = d.write("registry", "ujis 57351\n"), cm = " -f " + d.file("CM") + " ";
   ASSERT_EQ(mkdir(d.file("xx_xx").c_str(), 0755), 0);
   struct Case { std::string args; int status; const char *message; } cases[] = {
-      {"", 2, ""},
-      {"--bogus -i x -f y z", 1, ""},
+      {"", 2, ""}, {"--bogus -i x -f y z", 1, ""},
       {"-i " + d.file("src") + cm + d.file("o.lco"), 1, "--codeset"},  // a charmap the table does not know
       // the registry decides the number, and a shipped-style name must match it
       {"-i " + d.file("src") + cm + "--codeset ujis --registry " + reg + " " + d.file("xx_xx/0333.lco"), 1, "e007"},

@@ -16,20 +16,11 @@ namespace vlstest {
 
 // A character of a fixture codeset: bytes, wide value (bytes folded
 // big-endian) and classes.
-struct Char {
-  std::string mb;
-  vl_wchar wc;
-  uint16_t mask;
-};
+struct Char { std::string mb; vl_wchar wc; uint16_t mask; };
 
 // Text of whole characters: the bytes (no terminator), and the wide value,
 // byte offset and classes of each character.
-struct Text {
-  std::string mb;
-  std::vector<vl_wchar> wc;
-  std::vector<size_t> at;
-  std::vector<uint16_t> mask;
-};
+struct Text { std::string mb; std::vector<vl_wchar> wc; std::vector<size_t> at; std::vector<uint16_t> mask; };
 
 // A call, its result and the error number it leaves (0: none).
 struct Row {

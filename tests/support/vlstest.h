@@ -29,10 +29,7 @@ std::string read_file(const std::string &path);
 
 // What a program run by run_program did: its exit status (-1 when it did
 // not exit) and what it wrote on standard output and standard error.
-struct ProgramResult {
-  int status = -1;
-  std::string out, err;
-};
+struct ProgramResult { int status = -1; std::string out, err; };
 
 // Runs a program (a path, or a name found through PATH) with `input` on
 // standard input and `env` ("NAME=value", or "NAME" to remove) over the
