@@ -262,6 +262,47 @@ TEST(Cli, SortAgreesWithTheCLibrary) {
   }
 }
 
+// Big input: iconv streams in fixed memory (a 100 MB input peaks where a
+// 1 MB one does) and both verbs report what they did; progress lines come
+// on standard error when asked.
+TEST(Cli, BigInputInFixedMemory) {
+  vlstest::TempDir dir;
+  std::string line;
+  for (int c = 0x20; c < 0x100; ++c) line += static_cast<char>(c == 0x7f ? ' ' : c);
+  line += '\n';
+  auto peak = [](const std::string &err) {
+    const size_t at = err.find("peak memory ");
+    return at == std::string::npos ? -1.0 : atof(err.c_str() + at + 12);
+  };
+  double peaks[2] = {0, 0};
+  for (int big = 0; big < 2; ++big) {
+    const size_t lines = (big ? 100000000 : 1000000) / line.size();
+    std::string in;
+    {  // the text goes before the program starts: a child counts its parent's pages
+      std::string text;
+      text.reserve(lines * line.size());
+      for (size_t i = 0; i < lines; ++i) text += line;
+      in = dir.write("in", text);
+    }
+    const Result r = vls({"iconv", "--stats", "-f", "8859-1", "-t", "utf8", "-o", "/dev/null", in});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string sizes = std::to_string(lines * line.size()) + " bytes in, " +
+                              std::to_string(lines * (line.size() + 128)) + " bytes out";
+    EXPECT_NE(r.err.find("vls iconv: " + sizes), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find(" MB/s, peak memory "), std::string::npos) << r.err;
+    peaks[big] = peak(r.err);
+  }
+  EXPECT_GT(peaks[0], 0);
+  EXPECT_LT(peaks[1], peaks[0] + 16) << "iconv's memory grows with its input";
+
+  const Result s = vls({"sort", "--stats", "--progress", "-L", "en_US.8859-1"}, "b\nc\na\n");
+  EXPECT_EQ(s.status, 0) << s.err;
+  EXPECT_EQ(s.out, "a\nb\nc\n");
+  EXPECT_NE(s.err.find("vls sort: sorting lines: 3"), std::string::npos) << s.err;
+  EXPECT_NE(s.err.find("vls sort: 6 bytes in, 6 bytes out, "), std::string::npos) << s.err;
+  EXPECT_EQ(vls({"sort", "-L", "en_US.8859-1", "-s"}).status, 2);  // the long options' letters are not short ones
+}
+
 // Where each setting comes from.
 TEST(Cli, EnvNamesTheSource) {
   vlstest::TempDir home, kvx;

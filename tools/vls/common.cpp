@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <langinfo.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <map>
 
 namespace vlscli {
@@ -58,6 +60,10 @@ bool is_help(const char *a) { return strcmp(a, "--help") == 0 || strcmp(a, "-h")
 bool parse(const char *verb, int argc, char **argv, int first, const char *with_value, const char *plain,
            bool stop_at_operand, Args *out) {
   out->verb = verb;
+  // `plain` holds the letters of the short options, then the long ones
+  // ("ruf--stats--progress").
+  const char *longs = strstr(plain, "--");
+  const size_t shorts = longs ? static_cast<size_t>(longs - plain) : strlen(plain);
   bool options = true;
   for (int i = first; i < argc; ++i) {
     const char *a = argv[i];
@@ -112,7 +118,7 @@ bool parse(const char *verb, int argc, char **argv, int first, const char *with_
         out->help = true;
         continue;
       }
-      if (*p != '-' && strchr(plain, *p)) {
+      if (*p != '-' && memchr(plain, *p, shorts)) {
         out->flags.push_back(flag);
         out->values.push_back("");
         continue;
@@ -612,6 +618,48 @@ bool read_all(const char *verb, const char *path, std::string *out) {
     return false;
   }
   return true;
+}
+
+namespace {
+
+double now() {
+  timespec t{};
+  clock_gettime(CLOCK_MONOTONIC, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
+}
+
+}  // namespace
+
+Meter::Meter(const char *verb, const Args &a)
+    : verb_(verb), stats_(a.has("--stats")), forced_(a.has("--progress")), tty_(isatty(2) == 1) {
+  start_ = now();
+}
+
+double Meter::elapsed() const { return now() - start_; }
+
+void Meter::tick(const char *what, double done, double total, const char *unit) {
+  const double t = now();
+  if (!forced_ && (!tty_ || t - start_ < 2.0)) return;
+  if (shown_ && t - last_ < 0.25 && what == last_what_) return;  // a new phase always shows
+  last_what_ = what;
+  last_ = t;
+  shown_ = true;
+  if (total > 0)
+    fprintf(stderr, "\rvls %s: %s %.0f of %.0f %s (%.0f%%)  ", verb_, what, done, total, unit, 100.0 * done / total);
+  else
+    fprintf(stderr, "\rvls %s: %s %.0f %s  ", verb_, what, done, unit);
+  if (!tty_) fputc('\n', stderr);  // a file or pipe gets one line per report
+  fflush(stderr);
+}
+
+void Meter::done() {
+  if (shown_ && tty_) fprintf(stderr, "\r\033[K");
+  if (!stats_) return;
+  const double secs = elapsed();
+  rusage ru{};
+  getrusage(RUSAGE_SELF, &ru);
+  fprintf(stderr, "vls %s: %lld bytes in, %lld bytes out, %.3f s, %.1f MB/s, peak memory %.1f MB\n", verb_, in, out,
+          secs, secs > 0 ? static_cast<double>(in) / 1e6 / secs : 0.0, static_cast<double>(ru.ru_maxrss) / 1024.0);
 }
 
 }  // namespace vlscli

@@ -26,7 +26,8 @@ struct Args {
 };
 
 // Parses argv[first..] for a verb. `with_value` lists the short options that
-// take a value ("L" is always one); `plain` those that do not. Options stop
+// take a value ("L" is always one); `plain` the letters of those that do
+// not, then their long forms ("ruf--stats--progress"). Options stop
 // at "--" or at the first operand when `stop_at_operand` is set. Prints a
 // usage error and gives false on an unknown option.
 bool parse(const char *verb, int argc, char **argv, int first, const char *with_value, const char *plain,
@@ -81,6 +82,28 @@ void terminal_close();
 // Reads a whole stream or file ("-" is standard input). False after a
 // message naming the file.
 bool read_all(const char *verb, const char *path, std::string *out);
+
+// Work on big input: with --stats a summary on standard error at the end
+// (bytes in and out, seconds, throughput, peak memory); progress lines on
+// standard error while the work takes more than a few seconds and standard
+// error is a terminal, or from the start with --progress.
+class Meter {
+ public:
+  Meter(const char *verb, const Args &a);
+  // Progress: `what` ("reading", "keys", "sorting" ...), done of total (total
+  // 0: unknown) in `unit` ("MB", "lines").
+  void tick(const char *what, double done, double total, const char *unit);
+  void done();  // clears the progress line; prints the summary with --stats
+  long long in = 0, out = 0;  // bytes
+
+ private:
+  double elapsed() const;
+  const char *verb_;
+  bool stats_, forced_, tty_;
+  bool shown_ = false;
+  double start_ = 0, last_ = 0;
+  const char *last_what_ = nullptr;
+};
 
 const char *kelvanixdir();
 // Where KELVANIXDIR came from when it was not set: null when it was set.

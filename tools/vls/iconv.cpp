@@ -1,6 +1,7 @@
 // vls iconv: codeset conversion of files or standard input, streamed in
 // pieces through one conversion state.
 #include <dirent.h>
+#include <sys/stat.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -47,8 +48,10 @@ struct Converter {
   FILE *out = nullptr;
 };
 
-// Converts one input; 0, or 1 after a message.
-int convert_stream(Converter &c, const char *path) {
+// Converts one input; 0, or 1 after a message. Memory stays fixed whatever
+// the input's size: one piece read, one read ahead, the few bytes of a
+// character cut between them, and the output of one piece.
+int convert_stream(Converter &c, const char *path, Meter &m) {
   const bool std_in = strcmp(path, "-") == 0;
   FILE *in = std_in ? stdin : fopen(path, "rb");
   if (!in) {
@@ -56,79 +59,90 @@ int convert_stream(Converter &c, const char *path) {
     return kDataError;
   }
   const char *label = std_in ? "standard input" : path;
+  struct stat st{};
+  const double total = fstat(fileno(in), &st) == 0 && S_ISREG(st.st_mode) ? static_cast<double>(st.st_size) / 1e6 : 0;
   conv_state state{1, 0, 0, 0};
   std::string pending;     // bytes not yet converted (a character split between pieces)
   std::string out(kPiece * 4 + 64, '\0');
   long long consumed = 0;  // bytes of the input behind us
-  int status = kOk;
   char piece[kPiece], ahead[kPiece];
   size_t got = fread(piece, 1, kPiece, in);
+  auto put_out = [&](const char *p, size_t n) {
+    fwrite(p, 1, n, c.out);
+    m.out += static_cast<long long>(n);
+  };
   // A stateful target announces its shifted set once, ahead of the text
   // (ISO-2022-KR's ESC $ ) C): the converters write only the shifts.
   if (c.cv && c.cv->target_stateful && got > 0 && c.cv->shift_len[2] > 0 && c.cv->shift_len[2] <= 4)
-    fwrite(c.cv->shift_seq[2], 1, static_cast<size_t>(c.cv->shift_len[2]), c.out);
+    put_out(reinterpret_cast<const char *>(c.cv->shift_seq[2]), static_cast<size_t>(c.cv->shift_len[2]));
   for (;;) {
+    m.in += static_cast<long long>(got);
     pending.append(piece, got);
     // Look ahead one piece to know whether this one is the final piece.
     const size_t next = got == kPiece ? fread(ahead, 1, kPiece, in) : 0;
     const bool last = next == 0;
     state.last = last ? 1 : 0;
+    size_t at = 0;  // bytes of pending converted so far
     if (!c.cv) {
-      fwrite(pending.data(), 1, pending.size(), c.out);
-      consumed += static_cast<long long>(pending.size());
-      pending.clear();
+      put_out(pending.data(), pending.size());
+      at = pending.size();
     }
-    while (c.cv && !pending.empty()) {
-      const char *src = pending.data();
-      int32_t src_len = static_cast<int32_t>(pending.size());
+    while (c.cv && at < pending.size()) {
+      const char *src = pending.data() + at;
+      int32_t src_len = static_cast<int32_t>(pending.size() - at);
       char *dst = out.data();
       int32_t room = static_cast<int32_t>(out.size());
       int32_t flag = 0;
       c.cv->vl_errno = 0;
       const int rc = vl_cv_mconv(c.cv, &state, &src, &src_len, &dst, &room, &flag);
       state.first = 0;
-      fwrite(out.data(), 1, static_cast<size_t>(dst - out.data()), c.out);
-      const size_t used = static_cast<size_t>(src - pending.data());
-      consumed += static_cast<long long>(used);
-      pending.erase(0, used);
+      put_out(out.data(), static_cast<size_t>(dst - out.data()));
+      at = static_cast<size_t>(src - pending.data());
       if (rc == 0) continue;
       if (c.cv->vl_errno == VL_E2BIG) continue;
       // A character cut by the end of this piece waits for the next one.
-      if (!last && static_cast<int32_t>(pending.size()) < c.cv->source_max_len) break;
+      const size_t left = pending.size() - at;
+      if (!last && static_cast<int32_t>(left) < c.cv->source_max_len) break;
       if (c.skip_invalid) {
-        const size_t drop = static_cast<size_t>(std::max<int32_t>(1, c.cv->source_min_len));
-        pending.erase(0, std::min(drop, pending.size()));
-        consumed += static_cast<long long>(drop);
+        at += std::min(static_cast<size_t>(std::max<int32_t>(1, c.cv->source_min_len)), left);
         continue;
       }
-      if (last && static_cast<int32_t>(pending.size()) < c.cv->source_max_len && c.cv->vl_errno == VL_EINVAL)
-        error("iconv", "%s: incomplete character or shift sequence at end of buffer (byte %lld)", label, consumed);
+      const long long where = consumed + static_cast<long long>(at);
+      if (last && static_cast<int32_t>(left) < c.cv->source_max_len && c.cv->vl_errno == VL_EINVAL)
+        error("iconv", "%s: incomplete character or shift sequence at end of buffer (byte %lld)", label, where);
       else
-        error("iconv", "%s: illegal input sequence at position %lld", label, consumed);
+        error("iconv", "%s: illegal input sequence at position %lld", label, where);
       if (!std_in) fclose(in);
       return kDataError;
     }
+    consumed += static_cast<long long>(at);
+    pending.erase(0, at);
+    m.tick("converted", static_cast<double>(consumed) / 1e6, total, "MB");
     if (last) break;
     memcpy(piece, ahead, next);
     got = next;
   }
   if (!std_in) fclose(in);
-  return status;
+  return kOk;
 }
 
 }  // namespace
 
 int verb_iconv(int argc, char **argv) {
   Args a;
-  if (!parse("iconv", argc, argv, 2, "fto", "cl", false, &a)) return kUsageError;
+  if (!parse("iconv", argc, argv, 2, "fto", "cl--stats--progress", false, &a)) return kUsageError;
   if (a.help) {
     printf("usage: %s\n"
            "  -f FROM, -t TO  codesets by the library's names (sjis, utf8, 8859-1 ...) or the C library's\n"
            "                  (SHIFT_JIS, UTF-8, ISO-8859-1 ...)\n"
            "  -c              drop characters that cannot be converted\n"
            "  -o FILE         write to FILE instead of standard output\n"
-           "  -l              the shipped conversions\n",
-           kUsage);
+           "  -l              the shipped conversions\n"
+           "  --stats         bytes in and out, time, throughput and peak memory on standard error\n"
+           "  --progress      progress on standard error from the start (else only on a terminal,\n"
+           "                  after a few seconds)\n"
+           "  Input is converted in pieces of %zu bytes: memory stays the same for any size.\n",
+           kUsage, kPiece);
     return kOk;
   }
   if (a.has("-l")) return list_pairs();
@@ -171,12 +185,14 @@ int verb_iconv(int argc, char **argv) {
   std::vector<std::string> inputs = a.operands;
   if (inputs.empty()) inputs.push_back("-");
   int status = kOk;
+  Meter m("iconv", a);
   for (const std::string &in : inputs) {
-    const int rc = convert_stream(c, in.c_str());
+    const int rc = convert_stream(c, in.c_str(), m);
     if (rc != kOk) status = rc;
     if (rc != kOk && !c.skip_invalid) break;
   }
   if (fflush(c.out) != 0) status = kDataError;
+  m.done();
   if (out_path) fclose(c.out);
   if (c.cv) vl_cv_unload(c.cv);
   return status;
