@@ -2,13 +2,15 @@
 // sources and charmaps: `locale -k`, `iconv`, `sort`, `date` and `printf`
 // run under glibc's build of each shipped locale (LOCPATH), and vls on the
 // library's build, byte for byte. The corpus is the locale's own words
-// (days, months, their abbreviations) in its codeset, as glibc gives them.
+// (days, months, their abbreviations) in its codeset, as glibc gives them,
+// and the ASCII lines of its source's comments and identification.
 // Known differences are listed in docs/locale-deviations.md ("The vls
 // command") and left out here.
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -43,11 +45,25 @@ struct Pair {
   bool built() const { return access((std::string(VLS_ORACLE_GLIBC "/") + c.name + "/LC_CTYPE").c_str(), R_OK) == 0; }
 };
 
-// The words of the locale, one a line, in its codeset.
+// The words of the locale, one a line, in its codeset, and the lines of
+// its source's comments and identification (ASCII: sentences with spaces,
+// punctuation and digits).
 std::string corpus(const Pair &p) {
   const Result r = p.glibc({"locale", "day", "abday", "mon", "abmon", "am_pm"});
   std::string out;
   for (char ch : r.out) out += ch == ';' ? '\n' : ch;
+  const std::string src = vlstest::read_file(std::string("/usr/share/i18n/locales/") + p.c.source);
+  size_t at = 0, end;
+  while ((end = src.find('\n', at)) != std::string::npos) {
+    std::string line = src.substr(at, end - at);
+    at = end + 1;
+    if (line.rfind("% ", 0) == 0) line.erase(0, 2);
+    else if (line.rfind("title ", 0) == 0 || line.rfind("address ", 0) == 0 || line.rfind("language ", 0) == 0)
+      line.erase(0, line.find('"'));
+    else continue;
+    const bool ascii = std::all_of(line.begin(), line.end(), [](char ch) { return ch > 0 && ch < 0x7f; });
+    if (!line.empty() && ascii && line.find("<U") == std::string::npos) out += line + '\n';
+  }
   return out;
 }
 
