@@ -13,6 +13,7 @@
 #include <vls/vlsmbwc.h>
 #include <vls/vlsvlu.h>
 
+#include "vlscollidx.h"
 #include "vlsint.h"
 #include "vlswalk.h"
 
@@ -766,6 +767,408 @@ int decoded_coll(vl_locale_t *h, const Decoded &a, const Decoded &z) {
   return 0;
 }
 
+// ---- the engine on text decoded as far as it is read ---------------------------------
+//
+// A comparison mostly decides within the first few characters behind a
+// shared head. When every pass runs forward each side is decoded only as
+// far as the passes read it; the rest is checked for illegal bytes at the
+// end, so that the answer (and the error of an illegal string) is that of
+// a string decoded in full.
+
+// Whether `bytes` bytes at `s` are whole characters.
+bool text_valid(const multi_t *t, const unsigned char *s, int32_t bytes) {
+  const unsigned char *f = t->root->flags;
+  for (int32_t i = 0; i < bytes;) {
+    while (f[s[i]] == VL_MULTI_COMPLETE)
+      if (++i == bytes) return true;
+    const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{s + i, bytes - i});
+    if (!w.ok()) return false;
+    i += w.bytes;
+  }
+  return true;
+}
+
+// One side: codes, rows and element marks of the characters read so far.
+class LazySide {
+ public:
+  LazySide(vl_locale_t *h, const multi_t *t, const unsigned char *s, int32_t bytes)
+      : c_(h->collate), t_(t), rt_(h->coll_rows), f_(t->root->flags),
+        rf_(h->coll_rows->min_length == 1 ? h->coll_rows->root->flags : nullptr), s_(s), bytes_(bytes) {
+    const int32_t *cand = c_.num_coll_elems > 0 ? c_.elem_candidates : nullptr;
+    if (c_.num_coll_elems > 0) par_ = local_par_;
+    if (cand) {
+      cand_ = cand;
+      row_count_ = vls::coll::elem_row_count(cand);
+      row_flags_ = vls::coll::elem_row_flags(cand);
+    }
+  }
+  LazySide(const LazySide &) = delete;
+  LazySide &operator=(const LazySide &) = delete;
+  ~LazySide() {
+    if (heap_) _vl_free_ptr(heap_);
+  }
+
+  // Whether character `i` exists, decoding up to it: false at the end of
+  // the text, at a byte that is no character (bad) or without memory.
+  bool has(int32_t i) { return i < n_ || fill(i); }
+  vl_wchar code(int32_t i) const { return codes_[i]; }
+  int32_t row(int32_t i) const { return rows_[i]; }
+  // The element marked at character `i` (which exists), or null.
+  const coll_elem *elem(int32_t i) {
+    if (!par_) return nullptr;
+    if (i >= marked_) mark(i);
+    return par_[i].elem;
+  }
+  // Checks the bytes not yet decoded; false when one is no character.
+  bool rest_valid() { return !bad && text_valid(t_, s_ + pos_, bytes_ - pos_); }
+  bool bad = false, nomem = false;
+
+ private:
+  bool fill(int32_t i) {
+    while (n_ <= i) {
+      if (pos_ >= bytes_) return false;
+      if (n_ == cap_ && !grow()) return false;
+      const unsigned b = s_[pos_];
+      if (f_[b] == VL_MULTI_COMPLETE && rf_ && rf_[b] == VL_MULTI_COMPLETE) {
+        const unsigned char *r = vls::tree::row(rt_, rt_->root, b);
+        codes_[n_] = b;
+        rows_[n_] = r ? vls::tree::u16(r) : kNoRow;
+        ++pos_;
+      } else {
+        vl_wchar v;
+        int32_t len;
+        if (!next_char(t_, f_, s_ + pos_, bytes_ - pos_, v, len)) {
+          bad = true;
+          return false;
+        }
+        codes_[n_] = v;
+        rows_[n_] = row_mark(rt_, v);
+        pos_ += len;
+      }
+      ++n_;
+    }
+    return true;
+  }
+
+  // Room for every character the rest of the text can hold.
+  bool grow() {
+    const int32_t cap = n_ + (bytes_ - pos_);
+    const size_t each = sizeof(vl_wchar) + sizeof(int32_t) + (par_ ? sizeof(parallel_entry) : 0);
+    void *p = _vl_alloc_ptr(static_cast<size_t>(cap) * each);
+    if (!p) {
+      nomem = true;
+      return false;
+    }
+    auto *par = static_cast<parallel_entry *>(p);
+    auto *codes = reinterpret_cast<vl_wchar *>(par_ ? par + cap : par);
+    auto *rows = reinterpret_cast<int32_t *>(codes + cap);
+    memcpy(codes, codes_, sizeof(vl_wchar) * static_cast<size_t>(n_));
+    memcpy(rows, rows_, sizeof(int32_t) * static_cast<size_t>(n_));
+    if (par_) {
+      memcpy(par, par_, sizeof(parallel_entry) * static_cast<size_t>(marked_));
+      par_ = par;
+    }
+    if (heap_) _vl_free_ptr(heap_);
+    heap_ = p;
+    codes_ = codes;
+    rows_ = rows;
+    cap_ = cap;
+    return true;
+  }
+
+  // Marks elements on from marked_ until character `i` is marked, as
+  // fill_parallel does: a character whose row no element's first code has
+  // starts none; any other is looked up with as many characters decoded as
+  // an element can take.
+  void mark(int32_t i) {
+    while (marked_ <= i) {
+      const int32_t k = marked_;
+      const int32_t r = rows_[k];
+      if (cand_ && r >= 0 && r < row_count_ && !row_flags_[r]) {
+        par_[marked_++] = {nullptr, 0};
+        continue;
+      }
+      if (!cand_) {
+        has(INT32_MAX - 1);
+        marked_ = fill_parallel_from(c_, codes_, n_, par_, k, k);
+        continue;
+      }
+      const coll_elem *found = find_at(k);
+      if (!found) {
+        par_[marked_++] = {nullptr, 0};
+        continue;
+      }
+      for (uint32_t j = 0; j < found->count; ++j) par_[k + static_cast<int32_t>(j)] = {const_cast<coll_elem *>(found), j};
+      marked_ = k + static_cast<int32_t>(found->count);
+    }
+  }
+
+  // The first element in file order that starts at character `k` and
+  // fits, decoding only as far as the candidates are compared.
+  const coll_elem *find_at(int32_t k) {
+    const vl_wchar code = codes_[k];
+    if (code < vls::coll::kFlags && !cand_[code]) return nullptr;
+    const uint32_t *firsts = vls::coll::elem_firsts(cand_);
+    const int32_t n = vls::coll::elem_index_count(cand_);
+    const int32_t *numbers = vls::coll::elem_numbers(cand_);
+    // Codes below 256 lead the ascending list: a short scan finds them.
+    int32_t at = 0;
+    if (n > 8 && firsts[8] < code)
+      at = static_cast<int32_t>(std::lower_bound(firsts, firsts + n, code) - firsts);
+    while (at < n && firsts[at] < code) ++at;
+    for (; at < n && firsts[at] == code; ++at) {
+      const coll_elem &e = c_.coll_elems[numbers[at]];
+      uint32_t j = 1;
+      while (j < e.count && has(k + static_cast<int32_t>(j)) && codes_[k + static_cast<int32_t>(j)] == e.chars[j]) ++j;
+      if (j == e.count) return &e;
+    }
+    return nullptr;
+  }
+
+  const collate_category &c_;
+  const multi_t *t_, *rt_;
+  const unsigned char *f_, *rf_;
+  const unsigned char *s_;
+  int32_t bytes_, pos_ = 0, n_ = 0, cap_ = kLocalChars, marked_ = 0;
+  const int32_t *cand_ = nullptr;
+  int32_t row_count_ = 0;
+  const unsigned char *row_flags_ = nullptr;
+  vl_wchar *codes_ = local_codes_;
+  int32_t *rows_ = local_rows_;
+  parallel_entry *par_ = nullptr;
+  void *heap_ = nullptr;
+  vl_wchar local_codes_[kLocalChars];
+  int32_t local_rows_[kLocalChars];
+  parallel_entry local_par_[kLocalChars];
+};
+
+// next_weight forward over a lazily decoded side from its character 0.
+struct LazyCursor {
+  LazySide &s;
+  const uint16_t *weights;
+  const coll_exp_record *exp = nullptr;
+  int32_t i = 0, exp_index = 0;
+  bool done;
+
+  LazyCursor(LazySide &side, const uint16_t *w) : s(side), weights(w), done(!side.has(0)) {}
+
+  uint16_t next(vl_locale_t *h, vl_wchar &code) {
+    int32_t entered = 0;
+    while (!done) {
+      int32_t source = 1;
+      vl_wchar c;
+      int32_t row;
+      if (exp) {
+        c = exp->chars[exp_index++];
+        if (exp_index >= static_cast<int32_t>(exp->count)) exp = nullptr;
+        row = code_row(h, c);
+      } else if (const coll_elem *e = s.elem(i)) {
+        c = 1;
+        row = e->row;
+        source = static_cast<int32_t>(e->count);
+      } else {
+        c = s.code(i);
+        row = s.row(i);
+        if (row == kNoRowError) set_error(h, VL_EILSEQ);
+      }
+      if (row < 0) break;
+      uint16_t w = weights[row];
+      if (w & kExpansion) {
+        if (++entered > h->collate.num_expansions) {
+          set_error(h, VL_EILSEQ);
+          break;
+        }
+        exp = &h->collate.expansions[w & kMask];
+        exp_index = 0;
+        w = 1;
+      }
+      if (!exp) {
+        i += source;
+        done = !s.has(i);
+        entered = 0;
+      }
+      if (w != 1) {
+        code = c;
+        return w;
+      }
+    }
+    done = true;
+    code = 0;
+    return 0;
+  }
+};
+
+// The first pass of a forward comparison read straight from the bytes, as
+// long as every character read is plain: it has a row, starts no element
+// here and does not expand in this pass. Such characters give the same
+// words and codes as next_weight gives, so the first difference decides.
+struct PlainReader {
+  const multi_t *t, *rt;
+  const unsigned char *f, *rf;
+  const uint16_t *w;
+  const collate_category *c;
+  const int32_t *cand;
+  const unsigned char *row_flags;
+  int32_t row_count;
+  const unsigned char *second;
+
+  // Whether an element in the index starts with `code` at a character whose
+  // text follows at `s` (`room` bytes).
+  bool elem_here(vl_wchar code, const unsigned char *s, int32_t room) const {
+    if (code < vls::coll::kFlags && !cand[code]) return false;
+    const uint32_t *firsts = vls::coll::elem_firsts(cand);
+    const int32_t n = vls::coll::elem_index_count(cand);
+    const int32_t *numbers = vls::coll::elem_numbers(cand);
+    int32_t at = 0;
+    if (n > 8 && firsts[8] < code) at = static_cast<int32_t>(std::lower_bound(firsts, firsts + n, code) - firsts);
+    while (at < n && firsts[at] < code) ++at;
+    for (; at < n && firsts[at] == code; ++at) {
+      const coll_elem &e = c->coll_elems[numbers[at]];
+      const unsigned char *p = s;
+      int32_t left = room;
+      uint32_t j = 1;
+      for (; j < e.count && left > 0; ++j) {
+        vl_wchar v;
+        int32_t len;
+        if (!next_char(t, f, p, left, v, len) || v != e.chars[j]) break;
+        p += len;
+        left -= len;
+      }
+      if (j == e.count) return true;
+    }
+    return false;
+  }
+
+  // Whether an element may start with `code` here: the character behind
+  // it must be some element's second, and then the index is asked.
+  bool elem_may(vl_wchar code, const unsigned char *s, int32_t room) const {
+    if (!second[0xFF] || !second[0]) {  // no element of one character
+      if (room <= 0) return false;
+      vl_wchar v;
+      int32_t len;
+      if (!next_char(t, f, s, room, v, len)) return true;
+      if (!second[v & 0xFFu]) return false;
+    }
+    return elem_here(code, s, room);
+  }
+
+  // The next word other than 1 of a side at byte `pos`, and its code: 1, 0
+  // at the end of the side, -1 at a character that is not plain.
+  __attribute__((always_inline)) int word(const unsigned char *s, int32_t bytes, int32_t &pos, uint16_t &out,
+                                         vl_wchar &code) const {
+    for (;;) {
+      if (pos >= bytes) return 0;
+      const unsigned b = s[pos];
+      vl_wchar v;
+      int32_t len, row;
+      if (f[b] == VL_MULTI_COMPLETE && rf && rf[b] == VL_MULTI_COMPLETE) {
+        const unsigned char *r = vls::tree::row(rt, rt->root, b);
+        if (!r) return -1;
+        v = b;
+        len = 1;
+        row = vls::tree::u16(r);
+      } else {
+        if (!next_char(t, f, s + pos, bytes - pos, v, len)) return -1;
+        row = row_mark(rt, v);
+        if (row < 0) return -1;
+      }
+      if (c->num_coll_elems > 0 && (row >= row_count || row_flags[row]) && elem_may(v, s + pos + len, bytes - pos - len))
+        return -1;
+      const uint16_t x = w[row];
+      if (x & kExpansion) return -1;
+      pos += len;
+      if (x != 1) {
+        out = x;
+        code = v;
+        return 1;
+      }
+    }
+  }
+};
+
+// The first pass straight from the bytes: -1 or 1 when it decides (the rest
+// of each text still to be checked), 0 when it ties, 2 when a character
+// that is not plain was met.
+int plain_first_pass(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t bytes1, int32_t &pos1,
+                     const unsigned char *z, int32_t bytes2, int32_t &pos2) {
+  const collate_category &c = h->collate;
+  const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
+  if (c.num_coll_elems > 0 && !cand) return 2;
+  const multi_t *rt = h->coll_rows;
+  const PlainReader r{t,
+                      rt,
+                      t->root->flags,
+                      rt->min_length == 1 ? rt->root->flags : nullptr,
+                      c.pass_weights[0],
+                      &c,
+                      cand,
+                      cand ? vls::coll::elem_row_flags(cand) : nullptr,
+                      cand ? vls::coll::elem_row_count(cand) : 0,
+                      cand ? vls::coll::elem_second_flags(cand) : nullptr};
+  for (;;) {
+    uint16_t w1 = 0, w2 = 0;
+    vl_wchar c1 = 0, c2 = 0;
+    const int m1 = r.word(a, bytes1, pos1, w1, c1);
+    if (m1 < 0) return 2;
+    const int m2 = r.word(z, bytes2, pos2, w2, c2);
+    if (m2 < 0) return 2;
+    if (m1 == 0 && m2 == 0) return 0;
+    if ((w1 & kMask) != (w2 & kMask)) return sign((w1 & kMask) < (w2 & kMask));
+    if (m1 == 0 || m2 == 0) return 2;  // a weight of 0 with a tie against an ended side
+    if ((w1 & kTie) && c1 != c2) return sign(c1 < c2);
+  }
+}
+
+// The weighted comparison of two multibyte texts whose passes all run
+// forward, decoded as far as read.
+int lazy_coll(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t bytes1, const unsigned char *z,
+              int32_t bytes2) {
+  const collate_category &c = h->collate;
+  if (c.num_passes < 1) return 0;
+  int32_t pos1 = 0, pos2 = 0;
+  const int first = plain_first_pass(h, t, a, bytes1, pos1, z, bytes2, pos2);
+  if (first == -1 || first == 1) {
+    // Only the bytes not read are left to check.
+    if (!text_valid(t, a + pos1, bytes1 - pos1) || !text_valid(t, z + pos2, bytes2 - pos2)) {
+      set_error(h, VL_EILSEQ);
+      return 0;
+    }
+    return first;
+  }
+  LazySide x(h, t, a, bytes1), y(h, t, z, bytes2);
+  int r = 0;
+  for (int32_t p = first == 0 ? 1 : 0; p < c.num_passes && r == 0; ++p) {
+    LazyCursor u(x, c.pass_weights[p]), v(y, c.pass_weights[p]);
+    uint16_t w1 = 0, w2 = 0;
+    vl_wchar c1 = 0, c2 = 0;
+    for (;;) {
+      w1 = u.next(h, c1);
+      w2 = v.next(h, c2);
+      if (w1 == 0 && w2 == 0 && (u.done || v.done)) {
+        r = c1 != 0 && c2 == 0 ? 1 : c1 == 0 && c2 != 0 ? -1 : 0;
+        break;
+      }
+      if ((w1 & kMask) != (w2 & kMask)) {
+        r = sign((w1 & kMask) < (w2 & kMask));
+        break;
+      }
+      if ((w1 & kTie) && c1 != c2) {
+        r = sign(c1 < c2);
+        break;
+      }
+    }
+  }
+  if (x.nomem || y.nomem) {
+    set_error(h, VL_ENOMEM);
+    return 0;
+  }
+  if (!x.rest_valid() || !y.rest_valid()) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  return r;
+}
+
 // Whether some collating element starts with `code`.
 inline bool starts_elem(const int32_t *cand, vl_wchar code) {
   if (code < vls::coll::kFlags) return cand[code] != 0;
@@ -805,20 +1208,39 @@ inline vl_wchar char_at(const multi_t *t, const unsigned char *p, int32_t room) 
   return vls::tree::walk(t, vls::tree::Counted{p, room}).value;
 }
 
-// This form finds the characters' starts first and then looks back from
-// the end for elements, as far as they can reach; a head where elements
-// chain back further than the last kRing characters is scanned in full.
+// This form checks the bulk of a long head character by character without
+// keeping anything, then finds the starts of the characters in its last
+// kRing bytes and looks back from the end for elements, as far as they can
+// reach; a head where elements chain back further is scanned in full.
 int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char *a, const unsigned char *z,
                 int32_t cap) {
   int32_t common = 0;
+  for (uint64_t x, y; cap - common >= 8; common += 8) {
+    memcpy(&x, a + common, sizeof x);
+    memcpy(&y, z + common, sizeof y);
+    if (x != y) break;
+  }
   while (common < cap && a[common] == z[common]) ++common;
   if (common == 0) return 0;
   const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
   if (c.num_coll_elems > 0 && !cand) return 0;
   constexpr int32_t kRing = 64;
-  int32_t start[kRing];
   const unsigned char *f = t->root->flags;
-  int32_t m = 0, i = 0;  // m whole characters end at byte i
+  int32_t base = 0;
+  if (f) {
+    // An illegal character here is left for the comparison to find.
+    for (const int32_t bulk = common - kRing; base < bulk;) {
+      if (f[a[base]] == VL_MULTI_COMPLETE) {
+        ++base;
+        continue;
+      }
+      const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{a + base, common - base});
+      if (!w.ok()) return 0;
+      base += w.bytes;
+    }
+  }
+  int32_t start[kRing];
+  int32_t m = 0, i = base;  // m whole characters from base end at byte i
   while (i < common) {
     vl_wchar v;
     int32_t len;
@@ -829,8 +1251,8 @@ int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char
   }
   if (!cand) return i;
   const int32_t reach = vls::coll::elem_longest(cand);
-  int32_t k = m, at = i;
-  for (int32_t ch = m - 1; ch >= 0 && ch + reach > k; --ch) {
+  int32_t k = m, at = i, ch = m - 1;
+  for (; ch >= 0 && ch + reach > k; --ch) {
     if (ch < m - kRing) return mb_head_scan(t, cand, a, common);
     const int32_t pos = start[ch & (kRing - 1)];
     if (starts_elem(cand, char_at(t, a + pos, common - pos))) {
@@ -838,6 +1260,8 @@ int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char
       at = pos;
     }
   }
+  // Elements that may chain back into the bulk.
+  if (ch < 0 && base > 0 && ch + reach > k) return mb_head_scan(t, cand, a, common);
   return at;
 }
 
@@ -1221,7 +1645,10 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
     bool forward = c.num_passes <= VL_MAX_PASSES;
     for (int32_t p = 0; forward && p < c.num_passes; ++p) forward = (c.pass_flags[p] & 1) != 0;
     const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
-    const int32_t skip = forward ? mb_head(tree, c, a, z, std::min(bytes1, bytes2) - 1) : 0;
+    // A head of a few bytes is not worth finding.
+    const int32_t cap = std::min(bytes1, bytes2) - 1;
+    const int32_t skip = forward && cap >= 16 && memcmp(a, z, 16) == 0 ? mb_head(tree, c, a, z, cap) : 0;
+    if (forward && tree->root->flags) return lazy_coll(h, tree, a + skip, bytes1 - skip, z + skip, bytes2 - skip);
     Decoded d1, d2;
     const int32_t r1 = d1.decode<true>(tree, h->coll_rows, a + skip, bytes1 - skip);
     const int32_t r2 = r1 < 0 ? 0 : d2.decode<true>(tree, h->coll_rows, z + skip, bytes2 - skip);

@@ -22,6 +22,7 @@
 #include <vls/vlsmulti.h>
 #include <vls/vlsutils.h>
 
+#include "vlscollidx.h"
 #include "vlsint.h"
 #include "vlswalk.h"
 
@@ -627,7 +628,8 @@ VLS_API int set_elem_candidates(vl_locale_t *h) {
   c.elem_candidates = nullptr;
   if (c.num_coll_elems < 1) return 0;
   const int32_t n = c.num_coll_elems;
-  int32_t *cand = vls::alloc_array<int32_t>(vls::coll::elem_index_words(n));
+  const int32_t rows = h->coll_rows && h->coll_rows->root && c.max_row >= 0 ? c.max_row + 1 : 0;
+  int32_t *cand = vls::alloc_array<int32_t>(vls::coll::elem_block_words(n, rows));
   vls::HostPtr<uint64_t> order(vls::alloc_array<uint64_t>(static_cast<size_t>(n)));
   if (!cand || !order) {
     _vl_free_ptr(cand);
@@ -650,6 +652,25 @@ VLS_API int set_elem_candidates(vl_locale_t *h) {
   for (int32_t i = 0; i < n; ++i) {
     firsts[i] = static_cast<uint32_t>(order[i] >> 32);
     numbers[i] = static_cast<int32_t>(order[i] & 0xFFFFFFFFu);
+  }
+  // The rows that an element's first code has.
+  *vls::coll::elem_row_count(cand) = rows;
+  auto *second = const_cast<unsigned char *>(vls::coll::elem_second_flags(cand));
+  memset(second, 0, 256);
+  for (int32_t i = 0; i < n; ++i) {
+    const coll_elem &e = c.coll_elems[i];
+    if (e.count < 2) {
+      memset(second, 1, 256);
+      break;
+    }
+    second[e.chars[1] & 0xFFu] = 1;
+  }
+  auto *row_flags = const_cast<unsigned char *>(vls::coll::elem_row_flags(cand));
+  if (rows > 0) memset(row_flags, 0, static_cast<size_t>(rows));
+  for (int32_t i = 0; i < n && rows > 0; ++i) {
+    const vls::tree::Walk w = vls::tree::walk_wide(h->coll_rows, c.coll_elems[i].chars[0]);
+    const unsigned char *r = w.ok() ? vls::tree::row(h->coll_rows, w) : nullptr;
+    if (r && vls::tree::u16(r) < rows) row_flags[vls::tree::u16(r)] = 1;
   }
   c.elem_candidates = cand;
   for (int32_t p = 0; p < c.num_passes; ++p)
