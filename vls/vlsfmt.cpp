@@ -16,6 +16,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include <vls/vlsctype.h>
 #include <vls/vlsmbwc.h>
@@ -39,8 +40,14 @@ constexpr int32_t kFormatStack = 256;   // wide format of the multibyte wrapper
 // it was.
 class Cols {
  public:
-  explicit Cols(vl_locale_t *h) : h_(h), quick_(h) {}
+  explicit Cols(vl_locale_t *h) : h_(h) {}
+  Cols(const Cols &) = delete;
+  Cols &operator=(const Cols &) = delete;
+  ~Cols() {
+    if (made_) tables().~Columns();
+  }
   int of(vl_wchar v) {
+    vls::Columns &quick_ = tables();
     if (const int q = quick_.quick(v)) return q;
     uint16_t m;
     if (quick_.table_mask(v, &m)) return v ? 1 : 0;  // in the class table, not printable
@@ -58,8 +65,14 @@ class Cols {
   }
 
  private:
+  // The tables' helper, made when first asked (most numbers never are).
+  vls::Columns &tables() {
+    if (!made_) new (store_) vls::Columns(h_), made_ = true;
+    return *reinterpret_cast<vls::Columns *>(store_);
+  }
   vl_locale_t *h_;
-  vls::Columns quick_;
+  alignas(vls::Columns) unsigned char store_[sizeof(vls::Columns)];
+  bool made_ = false;
 };
 
 // A numeric string of the locale in wide form. `ok` is false when the
@@ -73,9 +86,10 @@ struct LStr {
 constexpr vl_wchar kEmpty[1] = {0};
 constexpr LStr kNoText = {kEmpty, 0, true};
 
-// A short copy of wide characters.
-inline void copy_chars(vl_wchar *to, const vl_wchar *from, int32_t n) {
-  for (int32_t i = 0; i < n; ++i) to[i] = from[i];
+// A short copy of wide characters (into bytes: their low bytes).
+template <typename C>
+inline void copy_chars(C *to, const vl_wchar *from, int32_t n) {
+  for (int32_t i = 0; i < n; ++i) to[i] = static_cast<C>(from[i]);
 }
 
 LStr lstr(vl_locale_t *h, const vl_string_pair &p) {
@@ -166,8 +180,8 @@ void plan_groups(const int32_t *g, Groups &r, int32_t n, int32_t mode) {
 // After a digit: writes the separator when its group is complete. Backward
 // the pointer moves back over the separator first; forward it ends behind
 // it. False when the separator would leave [lo, hi).
-bool separate(const int32_t *g, const LStr &sep, vl_wchar *&p, const vl_wchar *lo, const vl_wchar *hi, Groups &r,
-              int32_t mode) {
+template <typename C>
+bool separate(const int32_t *g, const LStr &sep, C *&p, const C *lo, const C *hi, Groups &r, int32_t mode) {
   if (--r.before_next > 0) return true;
   if (mode == VL_GROUP_BACKWARD) {
     if (p - lo < sep.len) return false;
@@ -194,7 +208,8 @@ bool separate(const int32_t *g, const LStr &sep, vl_wchar *&p, const vl_wchar *l
 // The sign of a number written backwards, ending at p: the negative sign,
 // the positive sign with the plus flag, with only the space flag as many
 // blanks as the positive sign has characters.
-void sign_backward(NumStrs &ns, bool negative, uint32_t flags, vl_wchar *&p) {
+template <typename C>
+void sign_backward(NumStrs &ns, bool negative, uint32_t flags, C *&p) {
   if (negative) {
     const LStr &s = ns.neg();
     p -= s.len;
@@ -216,9 +231,18 @@ int32_t integer_digits(uint64_t magnitude, int32_t base, bool upper, char *digit
   int32_t d = 0;
   if (base == 10) {
     if (magnitude <= UINT32_MAX) {
+      // Two digits a division.
+      static constexpr char kPairs[] =
+          "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
+          "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
       uint32_t v = static_cast<uint32_t>(magnitude);
-      do digits[d++] = static_cast<char>('0' + v % 10), v /= 10;
-      while (v);
+      while (v >= 100) {
+        const uint32_t r = v % 100;
+        v /= 100;
+        digits[d++] = kPairs[2 * r + 1], digits[d++] = kPairs[2 * r];
+      }
+      if (v >= 10) digits[d++] = kPairs[2 * v + 1], digits[d++] = kPairs[2 * v];
+      else digits[d++] = static_cast<char>('0' + v);
     } else {
       do digits[d++] = static_cast<char>('0' + magnitude % 10), magnitude /= 10;
       while (magnitude);
@@ -268,8 +292,11 @@ bool put_plain_decimal(vl_locale_t *h, uint64_t magnitude, bool negative, int32_
   return true;
 }
 
-int put_integer(Ctx &cx, uint64_t magnitude, bool negative, int32_t base, int32_t *count, int32_t size,
-                vl_wchar **out, const vl_wchar *end, int32_t width, int32_t precision, uint32_t flags) {
+// The text goes into wide characters, or into bytes where each character
+// is known to be its low byte.
+template <typename C>
+int put_integer(Ctx &cx, uint64_t magnitude, bool negative, int32_t base, int32_t *count, int32_t size, C **out,
+                const C *end, int32_t width, int32_t precision, uint32_t flags) {
   vl_locale_t *h = cx.h;
   if (base > 36 || base < 2) return fail(h, VL_EBADARG);
   Cols &cols = cx.cols;
@@ -319,11 +346,11 @@ int put_integer(Ctx &cx, uint64_t magnitude, bool negative, int32_t base, int32_
   }
   if (T + *count > size || T > end - *out) return fail(h, VL_E2BIG);
 
-  vl_wchar *const start = *out;
-  vl_wchar *p = start + T;
+  C *const start = *out;
+  C *p = start + T;
   const bool left_alone = (flags & VL_FMT_LEFT) && !(flags & VL_FMT_ZERO);
   if (left_alone)
-    for (int64_t i = 0; i < pads; ++i) *--p = pad;
+    for (int64_t i = 0; i < pads; ++i) *--p = static_cast<C>(pad);
   if (gr.separators > 0) {
     for (int32_t i = 0; i < d; ++i) {
       *--p = static_cast<unsigned char>(digits[i]);
@@ -336,7 +363,7 @@ int put_integer(Ctx &cx, uint64_t magnitude, bool negative, int32_t base, int32_
   if (prefix) *--p = (flags & VL_FMT_UPPER) ? 'X' : 'x', *--p = '0';
   if (pad == ' ') sign_backward(ns, negative, flags, p);
   if (!left_alone)
-    for (int64_t i = 0; i < pads; ++i) *--p = pad;
+    for (int64_t i = 0; i < pads; ++i) *--p = static_cast<C>(pad);
   if (pad == '0') sign_backward(ns, negative, flags, p);
   *out = start + T;
   *count += static_cast<int32_t>(T);
@@ -648,6 +675,28 @@ inline bool is_letter(vl_wchar c) { return (c >= 'a' && c <= 'z') || (c >= 'A' &
 
 // ---- the engine -------------------------------------------------------------------------
 
+// The commonest directive heads, a conversion letter right behind '%' or
+// the group flag and then the letter, read as the scanner reads them: no
+// position or width where it looks for their digits, flags kept from the
+// directives before. False leaves the directive to the scanner.
+bool quick_modifiers(vl_locale_t *h, const vl_wchar *&f, vl_fmt_state &st) {
+  const vl_wchar *p = f;
+  const bool group = *p == '\'';
+  if (group && is_digit(h, *p++)) return false;
+  const vl_wchar c = *p;
+  if (!is_letter(c) || c == 'l' || c == 'L' || c == 'h' || c == 'H' || is_digit(h, c)) return false;
+  st.width = 0;
+  st.precision = -1;
+  st.pad = ' ';
+  st.justify = VL_FMT_JUSTIFY_RIGHT;
+  st.long_level = st.short_level = 0;
+  if (group) st.flags |= VL_FMT_GROUP;
+  if (st.flags & VL_FMT_LEFT) st.justify = VL_FMT_JUSTIFY_LEFT, st.pad = ' ';
+  if (st.flags & VL_FMT_ZERO) st.justify = VL_FMT_JUSTIFY_ZERO, st.pad = '0';
+  f = p;
+  return true;
+}
+
 void int_argument(va_list *ap, vl_fmt_state &st, bool is_signed, uint64_t *magnitude) {
   if (st.long_level == 2) {
     // The 64-bit slot counts only for its sign; the 32-bit one after it prints.
@@ -686,7 +735,7 @@ int engine(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, 
     }
     ++f;
     st.flags |= VL_FMT_ARGS;
-    if (_vl_scan_format_modifiers(h, &f, &st, nullptr, ap) != 0) return -1;
+    if (!quick_modifiers(h, f, st) && _vl_scan_format_modifiers(h, &f, &st, nullptr, ap) != 0) return -1;
     const vl_wchar conversion = *f;
     if (!conversion) return fail(h, VL_EUNKNOWN);
     ++f;
@@ -789,6 +838,110 @@ int engine(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, 
   if (p >= end) return fail(h, VL_E2BIG);
   *p = 0;
   return count - 1;
+}
+
+// The multibyte entry's short way, for a locale of the library's own
+// tables whose characters are bytes of their own value (every byte in a
+// single-byte locale, those below 0x80 the tree completes in a multibyte
+// one): a format of such bytes whose directives are %d, %i or %u, with
+// the group flag or none, is read as it stands; each number is written by
+// the integer writer as the engine would write it, and the text is
+// narrowed as the entry would narrow it. Anything else (another directive
+// or modifier, a character that does not narrow, more text than the local
+// buffers hold, no room) gives up without a trace before the caller's
+// buffer is touched, for the general way to run.
+bool direct_integers(vl_locale_t *h, char *out, int32_t size, const char *format, va_list args, int *result) {
+  if (_vlu_active(h, VL_LC_CTYPE)) return false;
+  const unsigned char *flags = nullptr;
+  if (h->single_byte) {
+    if (h->mbstowcs_fn != _vl_is_mbstowcs) return false;
+  } else if (h->mbstowcs_fn != _vl_im_mbstowcs || !(flags = vls::direct_bytes(h))) {
+    return false;
+  }
+  auto own = [flags](unsigned b) { return !flags || (b < 0x80u && flags[b] == VL_MULTI_COMPLETE); };
+  // is_digit of an ASCII character, from the tables it would read.
+  const uint16_t *ct = h->class_table;
+  auto digit = [h, ct, flags](unsigned c) {
+    if (ct) return (ct[c] & VL_CT_DIGIT) != 0;
+    if (flags && flags[c] == VL_MULTI_COMPLETE) {
+      const multi_t *t = h->ctype.ctype_tree;
+      return (vls::tree::u16(vls::tree::row(t, t->root, c)) & VL_CT_DIGIT) != 0;
+    }
+    return is_digit(h, c);
+  };
+  const uint32_t saved = vls::get_error(h);
+  Ctx cx(h);
+  // In a multibyte locale the separator and the negative sign must be
+  // bytes of their own too; a single-byte locale narrows every character
+  // to its low byte.
+  auto own_text = [&](const LStr &t) {
+    for (int32_t i = 0; i < t.len; ++i)
+      if (!own(t.w[i])) return false;
+    return true;
+  };
+  if (flags) {
+    if (!own_text(cx.ns.sep()) || !own_text(cx.ns.neg())) return false;
+    for (unsigned d = '0'; d <= '9'; ++d)
+      if (!own(d)) return false;
+  }
+  char bytes[kFormatStack * 4];
+  char *p = bytes;
+  const char *const end = bytes + sizeof bytes;
+  int32_t count = 1;
+  vl_fmt_state st;
+  _vl_init_format_state(&st);
+  va_list ap;
+  va_copy(ap, args);
+  bool ok = true;
+  const unsigned char *f = reinterpret_cast<const unsigned char *>(format);
+  while (ok && *f) {
+    if (f - reinterpret_cast<const unsigned char *>(format) >= kFormatStack - 1) {
+      ok = false;  // the general way widens such a format on the heap
+      break;
+    }
+    if (*f != '%' || f[1] == '%') {
+      if (p >= end || !own(*f)) {
+        ok = false;
+        break;
+      }
+      *p++ = static_cast<char>(*f);
+      ++count;
+      f += *f == '%' ? 2 : 1;
+      continue;
+    }
+    // The head as quick_modifiers reads it.
+    const unsigned char *q = f + 1;
+    const bool group = *q == '\'';
+    if (group && digit(*q++)) {
+      ok = false;
+      break;
+    }
+    const unsigned char c = *q;
+    if ((c != 'd' && c != 'i' && c != 'u') || digit(c)) {
+      ok = false;
+      break;
+    }
+    f = q + 1;
+    st.flags |= VL_FMT_ARGS;
+    if (group) st.flags |= VL_FMT_GROUP;
+    uint64_t magnitude;
+    int_argument(&ap, st, c != 'u', &magnitude);
+    // Held to the local buffer only: the caller's size is tested at the end.
+    ok = put_integer(cx, magnitude, st.negative != 0, 10, &count, INT32_MAX, &p, end, 0, -1, st.flags) == 0;
+  }
+  va_end(ap);
+  // One byte a character; the engine needs a place for the terminator,
+  // the narrowing room for the locale's.
+  const int64_t written = p - bytes;
+  const int32_t min = vl_mb_loc_min(h);
+  if (!ok || written + 1 > size || written + min > size) {
+    vls::set_error(h, saved);
+    return false;
+  }
+  memcpy(out, bytes, static_cast<size_t>(written));
+  vls::terminate(out + written, min);
+  *result = static_cast<int>(written);
+  return true;
 }
 
 }  // namespace
@@ -943,10 +1096,11 @@ VLS_API int _vl_get_mbstring(vl_locale_t *h, char *out, const vl_wchar *wide, in
     written = n;
   } else {
     const vls::Narrow narrow(h);
+    const int64_t limit = static_cast<int64_t>(size) - min;  // bytes that leave room for the terminator
     for (; *wide; ++wide) {
       const vl_wchar v = *wide;
       if (narrow.direct(v)) {  // one byte, the value itself
-        if (written + 1 + min > size) return fail(h, VL_E2BIG);
+        if (written >= limit) return fail(h, VL_E2BIG);
         out[written++] = static_cast<char>(v);
         continue;
       }
@@ -966,6 +1120,7 @@ VLS_API int _vl_get_mbstring(vl_locale_t *h, char *out, const vl_wchar *wide, in
 VLS_API int vl_mbsprintf1(vl_locale_t *h, char *out, int32_t size, const char *format, va_list args) {
   if (!out || !format) return fail(h, VL_EBADPTR);
   if (!h->mbstowcs_fn) return fail(h, VL_EILSEQ);
+  if (int n; direct_integers(h, out, size, format, args, &n)) return n;
   vls::WideArg<kFormatStack> wfmt;
   if (wfmt.widen(h, format) != 0) return -1;
   vl_wchar wide_out[kOutStack];
