@@ -473,6 +473,38 @@ VLS_API int vl_wcsfmon(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wch
 VLS_API int vl_mbsfmon(vl_locale_t *h, char *out, int32_t size, const char *format, ...) {
   if (!h) return -1;
   if (!out || !format) return fail(h, VL_EBADPTR);
+  if (size >= 0 && static_cast<int64_t>(size) + 1 <= kOutStack) {
+    // A short format of bytes that are characters of their own value
+    // widens in place; the narrowing below is _vl_get_mbstring's, done
+    // here while every character is a byte of its own value.
+    const unsigned char *own = nullptr;
+    bool direct = !_vlu_active(h, VL_LC_CTYPE);
+    if (direct && h->single_byte) direct = h->mbstowcs_fn == _vl_is_mbstowcs;
+    else if (direct) direct = h->mbstowcs_fn == _vl_im_mbstowcs && (own = vls::direct_bytes(h)) != nullptr;
+    vl_wchar wfmt[kArgStack];
+    for (int32_t i = 0; direct; ++i) {
+      const unsigned c = static_cast<unsigned char>(format[i]);
+      if (i >= kArgStack || (own && (c >= 0x80u || own[c] != VL_MULTI_COMPLETE))) direct = false;
+      else if (!(wfmt[i] = c)) break;
+    }
+    if (direct) {
+      vl_wchar wout[kOutStack];
+      va_list ap;
+      va_start(ap, format);
+      const int r = vl_wcsfmon1(h, wout, size, wfmt, ap);
+      va_end(ap);
+      if (r < 0) return -1;
+      const int32_t min = vl_mb_loc_min(h);
+      if (r + static_cast<int64_t>(min) > size) return _vl_get_mbstring(h, out, wout, size);
+      for (int i = 0; i < r; ++i) {
+        const vl_wchar v = wout[i];
+        if (own && (v >= 0x80u || own[v] != VL_MULTI_COMPLETE)) return _vl_get_mbstring(h, out, wout, size);
+        out[i] = static_cast<char>(v);
+      }
+      vls::terminate(out + r, min);
+      return r;
+    }
+  }
   vls::WideArg<kArgStack> wfmt;
   if (wfmt.widen(h, format) != 0) return -1;
   vl_wchar local[kOutStack];

@@ -239,17 +239,33 @@ inline int fixed_text(double value, int p, char *out) {
     q = shift < 64 ? (n0 >> shift) | (shift ? n1 << (64 - shift) : 0) : n1 >> (shift - 64);
     if (bit(shift - 1) && (below(shift - 1) || (q & 1))) ++q;
   }
+  static constexpr char kPairs[] =
+      "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
+      "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
   char *o = out;
   if (std::signbit(value)) *o++ = '-';
-  uint64_t ip = q / b, fp = q % b;
+  // Two digits a division (the fraction is below 10^9).
+  uint64_t ip = q / b;
+  uint32_t fp = static_cast<uint32_t>(q % b);
   char digits[24];
   int k = 0;
-  do digits[k++] = static_cast<char>('0' + ip % 10), ip /= 10;
-  while (ip);
+  while (ip >= 100) {
+    const uint32_t r = static_cast<uint32_t>(ip % 100);
+    ip /= 100;
+    digits[k++] = kPairs[2 * r + 1], digits[k++] = kPairs[2 * r];
+  }
+  if (ip >= 10) digits[k++] = kPairs[2 * ip + 1], digits[k++] = kPairs[2 * ip];
+  else digits[k++] = static_cast<char>('0' + ip);
   while (k) *o++ = digits[--k];
   if (p > 0) {
     *o++ = '.';
-    for (int i = p - 1; i >= 0; --i) o[i] = static_cast<char>('0' + fp % 10), fp /= 10;
+    int i = p - 1;
+    for (; i >= 1; i -= 2) {
+      const uint32_t r = fp % 100;
+      fp /= 100;
+      o[i] = kPairs[2 * r + 1], o[i - 1] = kPairs[2 * r];
+    }
+    if (i == 0) o[0] = static_cast<char>('0' + fp % 10);
     o += p;
   }
   return static_cast<int>(o - out);
