@@ -6,6 +6,7 @@
 // weight and the character's code breaks a tie; bit 14 the low 14 bits name
 // an expansion; else a plain weight.
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include <vls/vlscat.h>
@@ -505,6 +506,21 @@ inline bool next_char(const multi_t *t, const unsigned char *root_flags, const u
   return w.ok();
 }
 
+// Bytes of the character at `s` (at most `room`, room >= 1), or 0 when it
+// is no character; characters of one and two bytes take a short path.
+inline int32_t char_length(const multi_t *t, const unsigned char *f, const unsigned char *s, int32_t room) {
+  const unsigned char fl = f[s[0]];
+  if (fl == VL_MULTI_COMPLETE) return 1;
+  if (fl == VL_MULTI_LEADS && room >= 2) {
+    const vls::tree::Node *n = vls::tree::child(t->root, s[0]);
+    const unsigned char f2 = vls::tree::flag_of(n, s[1]);
+    if (f2 == VL_MULTI_COMPLETE) return 2;
+    if (f2 != VL_MULTI_LEADS) return 0;
+  }
+  const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{s, room});
+  return w.ok() ? w.bytes : 0;
+}
+
 // `bytes` bytes of multibyte text as wide codes, at most `room` of them:
 // the count, -1 at a byte that is no character (or a character cut by the
 // end), -2 when more than `room` characters follow.
@@ -781,9 +797,9 @@ bool text_valid(const multi_t *t, const unsigned char *s, int32_t bytes) {
   for (int32_t i = 0; i < bytes;) {
     while (f[s[i]] == VL_MULTI_COMPLETE)
       if (++i == bytes) return true;
-    const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{s + i, bytes - i});
-    if (!w.ok()) return false;
-    i += w.bytes;
+    const int32_t len = char_length(t, f, s + i, bytes - i);
+    if (len == 0) return false;
+    i += len;
   }
   return true;
 }
@@ -1210,33 +1226,46 @@ inline vl_wchar char_at(const multi_t *t, const unsigned char *p, int32_t room) 
 
 // This form checks the bulk of a long head character by character without
 // keeping anything, then finds the starts of the characters in its last
-// kRing bytes and looks back from the end for elements, as far as they can
+// kTail bytes and looks back from the end for elements, as far as they can
 // reach; a head where elements chain back further is scanned in full.
 int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char *a, const unsigned char *z,
                 int32_t cap) {
   int32_t common = 0;
-  for (uint64_t x, y; cap - common >= 8; common += 8) {
-    memcpy(&x, a + common, sizeof x);
-    memcpy(&y, z + common, sizeof y);
-    if (x != y) break;
+  for (uint64_t x[2], y[2]; cap - common >= 16; common += 16) {
+    memcpy(x, a + common, sizeof x);
+    memcpy(y, z + common, sizeof y);
+    if (((x[0] ^ y[0]) | (x[1] ^ y[1])) != 0) break;
   }
   while (common < cap && a[common] == z[common]) ++common;
   if (common == 0) return 0;
   const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
   if (c.num_coll_elems > 0 && !cand) return 0;
-  constexpr int32_t kRing = 64;
+  constexpr int32_t kRing = 64, kTail = 32;  // the tail's characters fit the ring
   const unsigned char *f = t->root->flags;
   int32_t base = 0;
-  if (f) {
-    // An illegal character here is left for the comparison to find.
-    for (const int32_t bulk = common - kRing; base < bulk;) {
-      if (f[a[base]] == VL_MULTI_COMPLETE) {
-        ++base;
-        continue;
+  if (f && common > kTail) {
+    // An illegal character here is left for the comparison to find. Where
+    // every byte below 0x80 is a character, words of such bytes pass whole.
+    const int32_t bulk = common - kTail;
+    const bool ascii = vls::tree::ascii_direct(t);
+    while (base < bulk) {
+      if (ascii && bulk - base >= 8) {
+        uint64_t w;
+        memcpy(&w, a + base, sizeof w);
+        w &= 0x8080808080808080ull;
+        if (w == 0) {
+          base += 8;
+          continue;
+        }
+        // Little- or big-endian, the bytes before the first high bit.
+        if constexpr (std::endian::native == std::endian::little)
+          base += __builtin_ctzll(w) >> 3;
+        else
+          base += __builtin_clzll(w) >> 3;
       }
-      const vls::tree::Walk w = vls::tree::walk(t, vls::tree::Counted{a + base, common - base});
-      if (!w.ok()) return 0;
-      base += w.bytes;
+      const int32_t len = char_length(t, f, a + base, common - base);
+      if (len == 0) return 0;
+      base += len;
     }
   }
   int32_t start[kRing];
@@ -1314,7 +1343,20 @@ inline void put_digits(uint32_t value, int digits, char *out, int32_t &count, in
 int decoded_xfrm(vl_locale_t *h, char *target, const Decoded &s, int32_t size) {
   const collate_category &c = h->collate;
   LazyParallel par;
-  if (!par.make(h, s)) return -1;
+  // No element can start in a string whose characters all have rows that
+  // no element's first code has.
+  bool elems = c.num_coll_elems > 0;
+  if (elems && c.elem_candidates) {
+    const int32_t *cand = c.elem_candidates;
+    const int32_t rows = vls::coll::elem_row_count(cand);
+    const unsigned char *flags = vls::coll::elem_row_flags(cand);
+    elems = false;
+    for (int32_t i = 0; i < s.size && !elems; ++i) {
+      const int32_t r = s.row()[i];
+      elems = r < 0 || r >= rows || flags[r];
+    }
+  }
+  if (elems && !par.make(h, s)) return -1;
   if (par.par.p) par.at(s.size - 1);  // every pass reads every mark
   const int dw = key_digits(c.max_weight), dc = key_digits(code_limit(h));
   int32_t count = 0;
@@ -1322,6 +1364,27 @@ int decoded_xfrm(vl_locale_t *h, char *target, const Decoded &s, int32_t size) {
     if (p > 0) {
       if (count < size) target[count] = 1;
       ++count;
+    }
+    // Without elements, expansions or characters lacking a row in this
+    // pass, each character gives its own word straight from its row.
+    const uint16_t *weights = c.pass_weights[p];
+    bool plain = !par.par.p;
+    for (int32_t i = 0; i < s.size && plain; ++i) plain = s.row()[i] >= 0 && !(weights[s.row()[i]] & kExpansion);
+    if (plain) {
+      const bool forward = (c.pass_flags[p] & 1) != 0;
+      for (int32_t k = 0; k < s.size; ++k) {
+        const int32_t i = forward ? k : s.size - 1 - k;
+        const uint16_t w = weights[s.row()[i]];
+        if (w == 1) continue;
+        if (w == 0) break;  // read as the end, as the cursor's caller does
+        if (w & kTie) {
+          put_digits(w & kMask, dw, target, count, size);
+          put_digits(s.codes[i], dc, target, count, size);
+        } else {
+          put_digits(w, dw, target, count, size);
+        }
+      }
+      continue;
     }
     RowCursor cur(s, 0, par, c.pass_flags[p], c.pass_weights[p]);
     vl_wchar code;
