@@ -7,7 +7,7 @@ export CCACHE_NOHASHDIR="${CCACHE_NOHASHDIR:-true}"
 
 # Installs the Debian packages the build needs, once.
 vls_install_packages() {
-  local want=(cmake make g++ gcc g++-multilib gcc-multilib googletest libgtest-dev libbenchmark-dev
+  local want=(cmake make g++ gcc g++-multilib gcc-multilib googletest libgtest-dev libbenchmark-dev abigail-tools pkgconf
               clang libclang-rt-dev ccache python3 locales gcovr libicu-dev zlib1g-dev lib32z1-dev
               qemu-user)  # qemu: the -m32 build's programs on a kernel that runs no 32-bit ones
   local missing=()
