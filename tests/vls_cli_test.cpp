@@ -191,6 +191,11 @@ TEST(Cli, LocaleListsTheShippedSet) {
   ASSERT_EQ(r.status, 0) << r.err;
   for (const char *name : {"de_DE.8859-1\n", "ja_JP.sjis\n", "ja_JP.ujis\n", "en_US.utf8\n"})
     EXPECT_NE(r.out.find(name), std::string::npos) << name;
+  // with the data version of every file
+  EXPECT_NE(vls({"locale", "-v"}).out.find("de_DE.8859-1\tde_de/0333.lco\tSOURCE=de_DE, CHARMAP=ISO-8859-1, "
+                                            "GENERATOR=vls-localedef 1."), std::string::npos);
+  EXPECT_NE(vls({"iconv", "-l", "-v"}).out.find("utf8_sjis.cvo\tSOURCE=SHIFT_JIS (sjis), TARGET=UTF-8 (utf8), "
+                                                "GENERATOR=vls-cvodef 1."), std::string::npos);
   // every name loads
   size_t at = 0, end;
   while ((end = r.out.find('\n', at)) != std::string::npos) {

@@ -128,7 +128,7 @@ cvow::Object build_pair(const Codeset &from, const Codeset &to, bool compress, P
   o.spare_len[0] = static_cast<int>(rep.mapped);
   o.spare_len[1] = static_cast<int>(rep.unmapped);
   o.info = {"SOURCE=" + from.label + " (" + from.name + ")", "TARGET=" + to.label + " (" + to.name + ")",
-            "GENERATOR=vls-cvodef"};
+            "GENERATOR=vls-cvodef " VLS_VERSION};
   for (auto &l : o.info) l = l.substr(0, 120);
   return o;
 }

@@ -938,7 +938,7 @@ void compile(const CompileOptions &opt) {
   bool compress = !opt.uncompressed;
 
   std::vector<std::string> info = {"SOURCE=" + base_name(top), "CHARMAP=" + cm.code_set_name,
-                                   "GENERATOR=vls-localedef"};
+                                   "GENERATOR=vls-localedef " VLS_VERSION};
   for (auto &l : info) l = l.substr(0, 120);
   std::string text = lcow::header(codeset, info);
   text += "### LC_CTYPE\n" + ctype_section(cm, ct, compress);

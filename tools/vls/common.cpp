@@ -304,6 +304,25 @@ std::map<unsigned, std::string> registry_names() {
 
 }  // namespace
 
+std::string file_info(const std::string &path) {
+  FILE *f = fopen(path.c_str(), "rb");
+  if (!f) return "";
+  // The frame: FILE_TYPE=, COMPILER_VERSION=, HEADER_LINES=n, then the
+  // rest of the n header lines.
+  std::string out;
+  char line[256];
+  int total = 3;
+  for (int i = 0; i < total && fgets(line, sizeof line, f); ++i) {
+    line[strcspn(line, "\r\n")] = '\0';
+    if (i == 2 && strncmp(line, "HEADER_LINES=", 13) == 0) total = std::clamp(atoi(line + 13), 3, 32);
+    if (i < 3) continue;
+    if (!out.empty()) out += ", ";
+    out += line;
+  }
+  fclose(f);
+  return out;
+}
+
 std::vector<Shipped> shipped_locales() {
   std::vector<Shipped> out;
   const auto names = registry_names();

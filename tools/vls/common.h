@@ -65,6 +65,11 @@ struct Shipped {
 };
 std::vector<Shipped> shipped_locales();
 
+// The informational header lines of a compiled .lco or .cvo file (the
+// lines after HEADER_LINES= that the library's readers skip: SOURCE=,
+// CHARMAP= or TARGET=, GENERATOR=), joined by ", " ("" when unreadable).
+std::string file_info(const std::string &path);
+
 // Text for people goes out in the terminal's codeset: the codeset of the
 // user's environment (LC_ALL, LC_CTYPE, LANG) when the library ships a
 // conversion to it from the locale's codeset, else the locale's own bytes.

@@ -15,11 +15,11 @@
 namespace vlscli {
 namespace {
 
-const char kUsage[] = "vls iconv -f FROM -t TO [-c] [-o FILE] [FILE...] | vls iconv -l";
+const char kUsage[] = "vls iconv -f FROM -t TO [-c] [-o FILE] [FILE...] | vls iconv -l [-v]";
 
 constexpr size_t kPiece = 4096;
 
-int list_pairs() {
+int list_pairs(bool verbose) {
   const std::string dir = std::string(kelvanixdir()) + "/vls/cv9";
   DIR *d = opendir(dir.c_str());
   if (!d) {
@@ -35,6 +35,7 @@ int list_pairs() {
     const size_t us = n.find('_');
     if (us == std::string::npos) continue;
     lines.push_back(n.substr(us + 1) + " -> " + n.substr(0, us));
+    if (verbose) lines.back() += "\t" + std::string(e->d_name) + "\t" + file_info(dir + "/" + e->d_name);
   }
   closedir(d);
   std::sort(lines.begin(), lines.end());
@@ -130,14 +131,14 @@ int convert_stream(Converter &c, const char *path, Meter &m) {
 
 int verb_iconv(int argc, char **argv) {
   Args a;
-  if (!parse("iconv", argc, argv, 2, "fto", "cl--stats--progress", false, &a)) return kUsageError;
+  if (!parse("iconv", argc, argv, 2, "fto", "clv--stats--progress", false, &a)) return kUsageError;
   if (a.help) {
     printf("usage: %s\n"
            "  -f FROM, -t TO  codesets by the library's names (sjis, utf8, 8859-1 ...) or the C library's\n"
            "                  (SHIFT_JIS, UTF-8, ISO-8859-1 ...)\n"
            "  -c              drop characters that cannot be converted\n"
            "  -o FILE         write to FILE instead of standard output\n"
-           "  -l              the shipped conversions\n"
+           "  -l              the shipped conversions (-v: with their files and what made them)\n"
            "  --stats         bytes in and out, time, throughput and peak memory on standard error\n"
            "  --progress      progress on standard error from the start (else only on a terminal,\n"
            "                  after a few seconds)\n"
@@ -145,7 +146,7 @@ int verb_iconv(int argc, char **argv) {
            kUsage, kPiece);
     return kOk;
   }
-  if (a.has("-l")) return list_pairs();
+  if (a.has("-l")) return list_pairs(a.has("-v"));
   const char *from = a.value("-f"), *to = a.value("-t");
   if (!from || !to) return usage_error("iconv", kUsage, "-f and -t are needed");
   Converter c;

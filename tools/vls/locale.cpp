@@ -12,7 +12,7 @@
 namespace vlscli {
 namespace {
 
-const char kUsage[] = "vls locale [-L NAME] [-a | -m | -k KEYWORD... | CATEGORY...]";
+const char kUsage[] = "vls locale [-L NAME] [-a | -v | -m | -k KEYWORD... | CATEGORY...]";
 
 enum Kind { kString, kNumber, kGroups, kList };
 
@@ -164,11 +164,13 @@ void print_keyword(vl_locale_t *h, const Keyword &k, bool with_name) {
 
 int verb_locale(int argc, char **argv) {
   Args a;
-  if (!parse("locale", argc, argv, 2, "", "amk", false, &a)) return kUsageError;
+  if (!parse("locale", argc, argv, 2, "", "amkv", false, &a)) return kUsageError;
   if (a.help) {
     printf("usage: %s\n"
            "  -a          the shipped locales, as language_TERRITORY.codeset\n"
            "  -m          the codesets of the shipped locales\n"
+           "  -v          the shipped locales with their files and what made them (source,\n"
+           "              charmap, compiler and its version)\n"
            "  -k NAME...  keywords (or every keyword of a category) as name=\"value\"\n"
            "  NAME...     the values alone\n"
            "  (none)      the locale of each category\n"
@@ -176,7 +178,7 @@ int verb_locale(int argc, char **argv) {
            kUsage);
     return kOk;
   }
-  const bool all = a.has("-a"), maps = a.has("-m"), keys = a.has("-k");
+  const bool verbose = a.has("-v"), all = a.has("-a") || verbose, maps = a.has("-m"), keys = a.has("-k");
   if (all + maps + keys > 1 || ((all || maps) && !a.operands.empty()))
     return usage_error("locale", kUsage, "-a, -m and -k go alone");
   if (keys && a.operands.empty()) return usage_error("locale", kUsage, "-k wants a keyword or category");
@@ -187,7 +189,11 @@ int verb_locale(int argc, char **argv) {
       return kDataError;
     }
     std::vector<std::string> lines;
-    for (const Shipped &s : locales) lines.push_back(all ? s.spec : s.codeset);
+    const std::string lc = std::string(kelvanixdir()) + "/vls/lc11/";
+    for (const Shipped &s : locales) {
+      lines.push_back(all ? s.spec : s.codeset);
+      if (verbose) lines.back() += "\t" + s.file + "\t" + file_info(lc + s.file);
+    }
     std::sort(lines.begin(), lines.end());
     lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
     for (const std::string &l : lines) printf("%s\n", l.c_str());
