@@ -107,13 +107,14 @@ int group_count(vl_locale_t *h, int digits) {
 // Inserts the numeric thousands_sep (not mon_thousands_sep) between groups
 // of the integer digits; with a right precision the text ends in the
 // decimal point, which stays last.
-void add_groups(vl_locale_t *h, Text &t, int32_t right_precision) {
+// The first `digits` characters are known to be digits.
+void add_groups(vl_locale_t *h, Text &t, int32_t right_precision, int digits) {
   const vl_wchar *sep = h->nmm.thousands_sep.wc;
   const int seplen = static_cast<int>(wlen(sep));
   int end = t.n;
   Text tail;
   if (right_precision != 0) {  // the decimal point stays behind the digits
-    int k = 0;
+    int k = digits < end ? digits : end;
     while (k < end && t.c[k] >= '0' && t.c[k] <= '9') ++k;
     tail.append(t.c + k, end - k);
     end = k;
@@ -231,8 +232,9 @@ int after_width(vls::Columns &cw, const int32_t *mask, const vl_wchar *symbol, c
 // Lays out one value: the elements ahead of the number gather in a scratch
 // text written when the number comes, lined up to `before` columns; what
 // follows goes straight out, padded to `after` columns.
+// The lengths of the symbol, the sign and the number come with them.
 void format_money(vl_locale_t *h, vls::Columns &cw, Text &out, const int32_t *mask, int before, int after, const vl_wchar *symbol,
-                  const vl_wchar *sign, const vl_wchar *number) {
+                  int symbol_len, const vl_wchar *sign, int sign_len, const vl_wchar *number, int number_len) {
   Text scratch;
   bool behind = false;
   int cols = 0;
@@ -241,10 +243,10 @@ void format_money(vl_locale_t *h, vls::Columns &cw, Text &out, const int32_t *ma
     switch (mask[i]) {
       case kOpen: to.put('('); break;
       case kSymbol:
-        if (symbol) to.append(symbol, static_cast<int>(wlen(symbol))), cols += behind ? columns(cw, symbol, kWidthLimit) : 0;
+        if (symbol) to.append(symbol, symbol_len), cols += behind ? columns(cw, symbol, kWidthLimit) : 0;
         break;
       case kSign:
-        if (sign) to.append(sign, static_cast<int>(wlen(sign))), cols += behind ? columns(cw, sign, kWidthLimit) : 0;
+        if (sign) to.append(sign, sign_len), cols += behind ? columns(cw, sign, kWidthLimit) : 0;
         break;
       case kClose:
         to.put(')');
@@ -263,8 +265,7 @@ void format_money(vl_locale_t *h, vls::Columns &cw, Text &out, const int32_t *ma
         if (before >= 0)
           for (int k = columns(cw, scratch.z()); k < before; ++k) out.put(' ');
         if (out.n + scratch.n < kText) out.append(scratch);
-        const int n = static_cast<int>(wlen(number));
-        out.append(number, n < kText - 1 ? n : kText - 1);
+        out.append(number, number_len < kText - 1 ? number_len : kText - 1);
         behind = true;
         break;
       }
@@ -357,13 +358,15 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
   for (int i = ln - 1; carry && i >= 0; --i) carry = (left[i] = left[i] == '9' ? '0' : left[i] + 1) == '0';
   Text num;
   if (carry) num.put('1');
-  for (int i = 0; i < ln; ++i) num.put(static_cast<unsigned char>(left[i]));
+  for (int i = 0; i < ln; ++i) num.c[num.n + i] = static_cast<unsigned char>(left[i]);  // far below the room
+  num.n += ln;
+  const int digits = num.n;
   const vl_wchar *point = h->nmm.mon_decimal_point.wc;
   const int plen = static_cast<int>(wlen(point));
   if (rp != 0 && num.n + plen < kText) num.append(point, plen);
   // The separators go in where the digits need them (the point, whatever
   // its length, stays behind them).
-  if (!d.no_group) add_groups(h, num, rp);
+  if (!d.no_group) add_groups(h, num, rp, digits);
   Text &filled = out;
   filled.clear();
   if (d.left_precision >= 0) {
@@ -380,8 +383,8 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
 
 // Symbol and sign texts longer than 127 characters take a heap block in the
 // layout; the error number 3 is stored then, and the work goes on.
-void note_long(vl_locale_t *h, const vl_wchar *s) {
-  if (s && wlen(s) > static_cast<size_t>(kLongText)) vls::set_error(h, VL_ENOMEM);
+void note_long(vl_locale_t *h, size_t length) {
+  if (length > static_cast<size_t>(kLongText)) vls::set_error(h, VL_ENOMEM);
 }
 
 }  // namespace
@@ -440,10 +443,12 @@ VLS_API int vl_wcsfmon1(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wc
     }
     const bool positive = value >= 0.0;
     const vl_wchar *sign = positive ? (d.plus ? m.positive_sign.wc : nullptr) : m.negative_sign.wc;
-    note_long(h, symbol);
-    note_long(h, sign);
+    const size_t symbol_len = wlen(symbol), sign_len = wlen(sign);
+    note_long(h, symbol_len);
+    note_long(h, sign_len);
     Text result;
-    format_money(h, cw, result, positive ? pos : neg, before, after, symbol, sign, num);
+    format_money(h, cw, result, positive ? pos : neg, before, after, symbol, static_cast<int>(symbol_len), sign,
+                 static_cast<int>(sign_len), num, number.n);
     const int blanks = d.width - columns(cw, result.z());
     if (blanks > 0 && blanks + result.n < kText) {
       Text field;

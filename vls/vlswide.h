@@ -223,6 +223,15 @@ inline int fixed_text(double value, int p, char *out) {
   if (biased) m |= uint64_t{1} << 52;
   const int shift = biased ? 1075 - biased : 1074;  // a = m / 2^shift, shift at least 21
   const uint64_t b = kPow10[p];
+  uint64_t q = 0;
+#ifdef __SIZEOF_INT128__
+  if (shift <= 90) {  // n = m * b is below 2^83: farther down it rounds to 0
+    const unsigned __int128 n = static_cast<unsigned __int128>(m) * b;
+    const unsigned __int128 half = static_cast<unsigned __int128>(1) << (shift - 1);
+    q = static_cast<uint64_t>(n >> shift);
+    if ((n & half) && ((n & (half - 1)) || (q & 1))) ++q;
+  }
+#else
   const uint64_t low = (m & 0xFFFFFFFFu) * b, high = (m >> 32) * b;  // n = high * 2^32 + low
   const uint64_t n0 = low + (high << 32);
   const uint64_t n1 = (high >> 32) + (n0 < low ? 1 : 0);
@@ -234,11 +243,11 @@ inline int fixed_text(double value, int p, char *out) {
     if (n0) return true;
     return k - 64 < 64 ? (n1 & ((uint64_t{1} << (k - 64)) - 1)) != 0 : n1 != 0;
   };
-  uint64_t q = 0;
   if (shift <= 90) {  // n is below 2^83: farther down it rounds to 0
     q = shift < 64 ? (n0 >> shift) | (shift ? n1 << (64 - shift) : 0) : n1 >> (shift - 64);
     if (bit(shift - 1) && (below(shift - 1) || (q & 1))) ++q;
   }
+#endif
   static constexpr char kPairs[] =
       "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
       "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
