@@ -151,7 +151,12 @@ class Columns {
   explicit Columns(vl_locale_t *h)
       : h_(h),
         table_(_vlu_active(h, VL_LC_CTYPE) ? nullptr : h->class_table),
-        direct_(table_ ? nullptr : direct_bytes(h)) {}
+        direct_(table_ ? nullptr : direct_bytes(h)) {
+    if (direct_) {
+      const multi_t *t = h->ctype.ctype_tree;
+      rows_ = t->root->data, shift_ = t->data_shift, default_row_ = t->default_data;
+    }
+  }
   // 1 or 2 for a printable character answered from the tables, 0 when
   // the tables cannot tell.
   int quick(vl_wchar v) {
@@ -160,8 +165,8 @@ class Columns {
       if (v > 0xFFu) return 0;
       m = table_[v];
     } else if (direct_ && v < 0x80u && direct_[v] == VL_MULTI_COMPLETE) {
-      const multi_t *t = h_->ctype.ctype_tree;
-      m = tree::u16(tree::row(t, t->root, v));
+      // The root's row of v, as tree::row finds it.
+      m = tree::u16(rows_ ? rows_ + (static_cast<size_t>(v) << shift_) : default_row_);
     } else {
       return 0;
     }
@@ -203,6 +208,8 @@ class Columns {
   vl_locale_t *h_;
   const uint16_t *table_;
   const unsigned char *direct_;
+  const unsigned char *rows_ = nullptr, *default_row_ = nullptr;
+  int shift_ = 0;
   uint32_t fw_ = 0;
   bool fw_known_ = false;
 };
