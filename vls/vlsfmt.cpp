@@ -680,11 +680,11 @@ inline bool is_letter(vl_wchar c) { return (c >= 'a' && c <= 'z') || (c >= 'A' &
 // position or width where it looks for their digits, flags kept from the
 // directives before. False leaves the directive to the scanner.
 bool quick_modifiers(vl_locale_t *h, const vl_wchar *&f, vl_fmt_state &st) {
-  const vl_wchar *p = f;
-  const bool group = *p == '\'';
-  if (group && is_digit(h, *p++)) return false;
+  const bool group = *f == '\'';
+  const vl_wchar *p = group ? f + 1 : f;
   const vl_wchar c = *p;
-  if (!is_letter(c) || c == 'l' || c == 'L' || c == 'h' || c == 'H' || is_digit(h, c)) return false;
+  if (!is_letter(c) || c == 'l' || c == 'L' || c == 'h' || c == 'H') return false;
+  if ((group && is_digit(h, '\'')) || is_digit(h, c)) return false;
   st.width = 0;
   st.precision = -1;
   st.pad = ' ';
@@ -851,6 +851,16 @@ int engine(vl_locale_t *h, vl_wchar *out, int32_t size, const vl_wchar *format, 
 // buffers hold, no room) gives up without a trace before the caller's
 // buffer is touched, for the general way to run.
 bool direct_integers(vl_locale_t *h, char *out, int32_t size, const char *format, va_list args, int *result) {
+  // The directives first: any but these leaves at once.
+  for (const char *q = format; *q; ++q) {
+    if (*q != '%') continue;
+    if (q[1] == '%') {
+      ++q;
+      continue;
+    }
+    if (q[1] == '\'') ++q;
+    if (q[1] != 'd' && q[1] != 'i' && q[1] != 'u') return false;
+  }
   if (_vlu_active(h, VL_LC_CTYPE)) return false;
   const unsigned char *flags = nullptr;
   if (h->single_byte) {
@@ -1085,15 +1095,11 @@ VLS_API int _vl_get_mbstring(vl_locale_t *h, char *out, const vl_wchar *wide, in
   const int32_t min = vl_mb_loc_min(h);
   int64_t written = 0;
   if (h->single_byte) {
-    // Each character is its low byte; as many as leave room for a
-    // terminator are written, whether or not all of them fit.
-    size_t length = 0;
-    while (wide[length]) ++length;
-    const int64_t room = static_cast<int64_t>(size) - min;
-    const int64_t n = room <= 0 ? 0 : room < static_cast<int64_t>(length) ? room : static_cast<int64_t>(length);
-    for (int64_t i = 0; i < n; ++i) out[i] = static_cast<char>(wide[i]);
-    if (n < static_cast<int64_t>(length)) return fail(h, VL_E2BIG);
-    written = n;
+    const int64_t limit = static_cast<int64_t>(size) - min;  // bytes that leave room for the terminator
+    for (; *wide; ++wide) {
+      if (written >= limit) return fail(h, VL_E2BIG);
+      out[written++] = static_cast<char>(*wide);
+    }
   } else {
     const vls::Narrow narrow(h);
     const int64_t limit = static_cast<int64_t>(size) - min;  // bytes that leave room for the terminator
