@@ -1124,9 +1124,9 @@ VLS_API int vl_mbsftime(vl_locale_t *h, char *out, int32_t size, const char *for
   }
   vl_alt_tm alt;
   tm_to_alt_tm(tm, tm->mon, &alt);
-  const int n = vl_mbsftime1(h, out, size, format, &alt, nullptr, nullptr, VL_TIME_DATE);
-  alt_tm_to_tm(&alt, tm);
-  return n;
+  // The engine reads the record only: what would be copied back is what
+  // the caller gave.
+  return vl_mbsftime1(h, out, size, format, &alt, nullptr, nullptr, VL_TIME_DATE);
 }
 
 VLS_API int vl_mbsfinterval(vl_locale_t *h, char *out, int32_t size, const char *format, vl_tm *tm) {
