@@ -7,6 +7,8 @@
 
 #include <vls/vls.h>
 
+#include "vlsint.h"
+
 namespace {
 
 void *funcptr_arr[VL_EXT_SLOTS];
@@ -33,6 +35,17 @@ void fill_time(struct tm *out) {
 extern "C" {
 
 VLS_API int32_t _vl_ext_func = 0;
+
+}  // extern "C"
+
+bool vls::default_streams_in_table() {
+  for (int slot : {VL_EXT_FCLOSE, VL_EXT_FEOF, VL_EXT_FERROR, VL_EXT_FGETC, VL_EXT_FGETS, VL_EXT_FOPEN, VL_EXT_FSEEK,
+                   VL_EXT_FTELL, VL_EXT_FWRITE, VL_EXT_GETC, VL_EXT_UNGETC})
+    if (funcptr_arr[slot]) return false;
+  return true;
+}
+
+extern "C" {
 
 VLS_API void *_vl_get_ext_funcptr(int slot) { return funcptr_arr[slot]; }
 

@@ -4,9 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <new>
 #include <utility>
+
+#include <stdio_ext.h>
 
 #include <vls/vls.h>
 
@@ -113,6 +116,71 @@ class ShortBuffer {
  private:
   alignas(8) char local_[N];
   char *p_ = local_;
+};
+
+// True when the host has replaced none of the stream slots: a stream the
+// library opens is then the C library's own, and the library may read it
+// through the C library's buffer directly.
+bool default_streams_in_table();
+inline bool default_streams() { return _vl_ext_func == 0 || default_streams_in_table(); }
+
+// A stream that the library opened for one load and whose locking it has
+// taken over (own_stream).
+inline FILE *owned_file(void *stream) {
+  if (!stream || !default_streams()) return nullptr;
+  FILE *f = static_cast<FILE *>(stream);
+  return (f->_flags & _IO_USER_LOCK) ? f : nullptr;
+}
+
+// Reads a stream byte by byte as the host's getc (or fgetc) and ungetc
+// slots do. A stream that the library opened for one load is the C
+// library's own, and its locking is left to its one reader
+// (FSETLOCKING_BYCALLER): it is then read straight from the C library's
+// buffer, with the same bytes and the same end.
+class ByteReader {
+ public:
+  explicit ByteReader(void *stream) : s_(stream), f_(owned_file(stream)) {}
+  int getc() { return f_ ? getc_unlocked(f_) : _vl_ext_getc(s_); }
+  int fgetc() { return f_ ? getc_unlocked(f_) : _vl_ext_fgetc(s_); }
+  void ungetc(int c) {
+    if (f_)
+      ::ungetc(c, f_);
+    else
+      _vl_ext_ungetc(c, s_);
+  }
+  // The next n bytes when the C library's buffer holds them, else null;
+  // skip(n) then consumes them, as n calls of getc would.
+  const unsigned char *peek(size_t n) const {
+    if (!f_ || static_cast<size_t>(f_->_IO_read_end - f_->_IO_read_ptr) < n) return nullptr;
+    return reinterpret_cast<const unsigned char *>(f_->_IO_read_ptr);
+  }
+  void skip(size_t n) { f_->_IO_read_ptr += n; }
+
+ private:
+  void *s_;
+  FILE *f_;
+};
+
+// Leaves the locking of a stream that the library opened, and that no one
+// else sees, to the library: it is then read through ByteReader's fast way.
+inline void own_stream(void *stream) {
+  if (stream && default_streams()) __fsetlocking(static_cast<FILE *>(stream), FSETLOCKING_BYCALLER);
+}
+
+// While a RegistryScope lives on a thread's stack (one load of a locale),
+// the look-ups of that thread that would read the registry file read it
+// once: the first takes a copy of its entries, and the others search the
+// copy with the same results and error numbers as a reading of the file.
+// Scopes nest; the outermost owns the copy.
+class RegistryScope {
+ public:
+  RegistryScope();
+  ~RegistryScope();
+  RegistryScope(const RegistryScope &) = delete;
+  RegistryScope &operator=(const RegistryScope &) = delete;
+
+ private:
+  bool outer_;
 };
 
 // Log with printf-style formatting (the text is cut at 1 KiB).

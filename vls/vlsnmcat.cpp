@@ -160,9 +160,10 @@ VLS_API char *str_readallc(void *stream, int32_t *err) {
     *err = VL_ENOMEM;
     return nullptr;
   }
+  vls::ByteReader in(stream);
   for (int32_t i = 0; i < count; ++i) {
-    int hi = _vl_ext_getc(stream);
-    int lo = hi == EOF ? EOF : _vl_ext_getc(stream);
+    int hi = in.getc();
+    int lo = hi == EOF ? EOF : in.getc();
     if (lo == EOF) {  // the text ends inside the string: no line feed will follow
       _vl_free_ptr(block);
       *err = VL_ENOENT;

@@ -434,6 +434,94 @@ VLS_API int read_file_header(void *stream, char *codeset, int *code) {
   return 1;
 }
 
+namespace {
+
+// A load of several categories from one file opens it once, when the
+// stream is the C library's own. Each category still reads the header from
+// the start, and finds its marker as a scan from behind the header would:
+// the scans remember, for each marker, where its first equal line ends,
+// and where the scan stopped, so that no line is scanned twice.
+struct LcoReuse {
+  void *stream = nullptr;
+  char name[kMaxSpec + 1] = {};
+  const char *directory = nullptr;
+  long resume = -1;     // behind the last line scanned; -1: behind the header
+  bool at_end = false;  // a scan met the end of the file
+  long after[8] = {-1, -1, -1, -1, -1, -1, -1, -1};
+
+  LcoReuse() = default;
+  LcoReuse(const LcoReuse &) = delete;
+  LcoReuse &operator=(const LcoReuse &) = delete;
+  ~LcoReuse() { close(); }
+  bool holds(const char *n, const char *dir) const { return stream && dir == directory && strcmp(n, name) == 0; }
+  void close() {
+    if (stream) _vl_ext_fclose(stream);
+    stream = nullptr;
+  }
+  void take(void *f, const char *n, const char *dir) {
+    close();
+    stream = f;
+    snprintf(name, sizeof name, "%s", n);
+    directory = dir;
+    resume = -1;
+    at_end = false;
+    for (long &a : after) a = -1;
+  }
+  // Finds the category's marker and leaves the stream behind it.
+  bool find(int category) {
+    if (after[category] < 0 && !scan(category)) return false;
+    return _vl_ext_fseek(stream, after[category], SEEK_SET) == 0;
+  }
+
+  // Scans on as find_marker's fgets of kHeaderLine bytes would, in blocks:
+  // a piece ends behind a line feed, after kHeaderLine - 1 bytes, or at the
+  // end of the file, and it equals a marker when its bytes are the marker's
+  // (each marker ends in its line feed and holds no zero byte).
+  bool scan(int category) {
+    if (at_end) return false;
+    FILE *f = static_cast<FILE *>(stream);
+    long base = resume >= 0 ? resume : ftell(f);
+    if (base < 0 || fseek(f, base, SEEK_SET) != 0) return false;
+    constexpr size_t kBlock = 16384, kPiece = kHeaderLine - 1;
+    char buf[kBlock];
+    size_t have = 0, p = 0;
+    bool eof = false;
+    for (;;) {
+      if (have - p < kPiece && !eof) {
+        memmove(buf, buf + p, have - p);
+        base += static_cast<long>(p);
+        have -= p;
+        p = 0;
+        size_t n = fread(buf + have, 1, kBlock - have, f);
+        have += n;
+        if (n == 0) eof = true;
+        continue;
+      }
+      if (p == have) break;
+      size_t span = have - p < kPiece ? have - p : kPiece;
+      const char *nl = static_cast<const char *>(memchr(buf + p, '\n', span));
+      size_t len = nl ? static_cast<size_t>(nl - (buf + p)) + 1 : span;
+      if (buf[p] == '#' && nl) {
+        for (int c = VL_LC_CTYPE; c <= VL_LC_MESSAGES; ++c) {
+          const char *m = category_markers[c];
+          if (after[c] < 0 && strlen(m) == len && memcmp(buf + p, m, len) == 0) {
+            after[c] = base + static_cast<long>(p + len);
+            if (c == category) {
+              resume = after[c];
+              return true;
+            }
+          }
+        }
+      }
+      p += len;
+    }
+    at_end = true;
+    return false;
+  }
+};
+
+}  // namespace
+
 // Reads lines until one equals the marker of the category; false at the end.
 static bool find_marker(void *stream, int category, int limit) {
   char line[kHeaderLine];
@@ -519,18 +607,22 @@ VLS_API int verify_codesets(vl_locale_t *h, int category) {
   return 0;
 }
 
-VLS_API int read_one_category(vl_locale_t *h, int category, void *stream) {
+static int read_one_category_from(vl_locale_t *h, int category, void *stream, LcoReuse *reuse) {
   int code = 0;
   if (!read_file_header(stream, h->codeset_names[vls::ctype_row(category)], &code)) {
     vls::set_error(h, code ? static_cast<uint32_t>(code) : static_cast<uint32_t>(VL_EBADFILE));
     return 1;
   }
   if (verify_codesets(h, category)) return 1;
-  if (!find_marker(stream, category, kHeaderLine)) {
+  if (reuse ? !reuse->find(category) : !find_marker(stream, category, kHeaderLine)) {
     vls::set_error(h, VL_EBADFILE);
     return 1;
   }
   return read_section(h, category, stream, true);
+}
+
+VLS_API int read_one_category(vl_locale_t *h, int category, void *stream) {
+  return read_one_category_from(h, category, stream, nullptr);
 }
 
 VLS_API int check_codesets(vl_locale_t *h) {
@@ -553,11 +645,12 @@ static void free_and_null(vl_locale_t *h, int category) {
   vl_make_null_category(h, category);
 }
 
-// Opens a category file and reads it into a fresh null category.
-static int read_category_file(vl_locale_t *h, int category, void *stream) {
+// Reads an opened category file into a fresh null category, and closes it
+// unless `reuse` keeps it for the next category.
+static int read_category_file(vl_locale_t *h, int category, void *stream, LcoReuse *reuse = nullptr) {
   free_and_null(h, category);
-  int r = read_one_category(h, category, stream);
-  _vl_ext_fclose(stream);
+  int r = read_one_category_from(h, category, stream, reuse);
+  if (!reuse) _vl_ext_fclose(stream);
   return r;
 }
 
@@ -581,12 +674,14 @@ VLS_API int load_native_category(vl_locale_t *h, int category, char *name_out, c
   strcpy(name_out, "native");
   void *f = directory ? open_in(h, "native", directory) : vl_path_search(h, "default.lco", "lc", "11");
   if (!f) return 1;
+  vls::own_stream(f);
   return read_category_file(h, category, f);
 }
 
 // Finds the category's name in a specification; name_out holds up to 32
 // characters and a NUL.
-VLS_API int load_category(vl_locale_t *h, int category, const char *spec, char *name_out, const char *directory) {
+static int load_category_reusing(vl_locale_t *h, int category, const char *spec, char *name_out,
+                                 const char *directory, LcoReuse *reuse) {
   char name[kMaxSpec + 1];
   if (spec[0] != '\0') {
     const char *key = strstr(spec, category_params[category]);
@@ -618,10 +713,29 @@ VLS_API int load_category(vl_locale_t *h, int category, const char *spec, char *
   size_t n = strnlen(name, kMaxName);
   memcpy(name_out, name, n);
   name_out[n] = '\0';
-  void *f = open_in(h, name, directory);
-  if (!f) return 1;
-  if (read_category_file(h, category, f) != 0) return 1;
+  if (reuse && reuse->holds(name, directory)) {
+    // The file of the previous category: read again from its start.
+    rewind(static_cast<FILE *>(reuse->stream));
+  } else {
+    if (reuse) reuse->close();
+    void *f = open_in(h, name, directory);
+    if (!f) return 1;
+    if (reuse && vls::default_streams()) {
+      // The stream is the C library's and stays within this load.
+      vls::own_stream(f);
+      reuse->take(f, name, directory);
+    } else if (read_category_file(h, category, f) != 0) {
+      return 1;
+    } else {
+      return set_categories_vlu(h, category, name);
+    }
+  }
+  if (read_category_file(h, category, reuse->stream, reuse) != 0) return 1;
   return set_categories_vlu(h, category, name);
+}
+
+VLS_API int load_category(vl_locale_t *h, int category, const char *spec, char *name_out, const char *directory) {
+  return load_category_reusing(h, category, spec, name_out, directory, nullptr);
 }
 
 VLS_API void query_locname(vl_locale_t *h, int category, char *out, size_t size) {
@@ -657,9 +771,11 @@ VLS_API char *set_categories(vl_locale_t *h, int category, const char *spec, con
   strcpy(local, spec);
   int first = category == VL_LC_ALL ? VL_LC_CTYPE : category;
   int last = category == VL_LC_ALL ? VL_LC_MESSAGES : category;
+  vls::RegistryScope registry_once;
+  LcoReuse reuse;
   for (int c = first; c <= last; ++c) {
     char name[kMaxName + 1];
-    if (load_category(h, c, local, name, directory) != 0) {
+    if (load_category_reusing(h, c, local, name, directory, &reuse) != 0) {
       _vl_free_ptr(result);
       if (vls::get_error(h) == 0) vls::set_error(h, VL_ECATFAILED);
       return nullptr;
@@ -747,6 +863,7 @@ VLS_API int vl_createlocale2_4(vl_locale_t **out, const char *directory) {
   }
   if (vl_create_null_locale_4(out) != 0) return -1;
   vl_locale_t *h = *out;
+  vls::RegistryScope registry_once;
   void *f = nullptr;
   if (directory) {
     char path[kHeaderLine];
@@ -759,6 +876,7 @@ VLS_API int vl_createlocale2_4(vl_locale_t **out, const char *directory) {
     *out = &vl_nofile_locale;
     return -1;
   }
+  vls::own_stream(f);
   int r = read_locale_file(f, h);
   _vl_ext_fclose(f);
   if (r != 0) return -1;
@@ -830,6 +948,7 @@ VLS_API int vl_copy_cat(vl_locale_t *target, vl_locale_t *source, int category) 
       return -1;
     }
   }
+  vls::RegistryScope registry_once;
   for (int c = first; c <= last; ++c) copy_category(target, source, c);
   return 0;
 }

@@ -180,8 +180,9 @@ void set_open_error(void *handle) {
 // Number behind a name; false (with error 11) when it is missing or the
 // file ends right behind it.
 bool read_number(void *handle, void *file, uint16_t *number) {
-  int c = _vl_ext_fgetc(file);
-  while (c != EOF && is_space(c)) c = _vl_ext_fgetc(file);
+  vls::ByteReader in(file);
+  int c = in.fgetc();
+  while (c != EOF && is_space(c)) c = in.fgetc();
   if (c == EOF || !is_digit(c)) {
     set_error(handle, VL_EBADFILE);
     return false;
@@ -189,13 +190,13 @@ bool read_number(void *handle, void *file, uint16_t *number) {
   uint32_t value = 0;
   while (c != EOF && is_digit(c)) {
     value = (value * 10 + static_cast<uint32_t>(c - '0')) & 0xFFFFu;
-    c = _vl_ext_fgetc(file);
+    c = in.fgetc();
   }
   if (c == EOF) {
     set_error(handle, VL_EBADFILE);
     return false;
   }
-  _vl_ext_ungetc(c, file);
+  in.ungetc(c);
   *number = static_cast<uint16_t>(value);
   return true;
 }
@@ -219,6 +220,68 @@ bool name_as_number(const char *key, uint16_t *number) {
   return true;
 }
 
+// The registry's entries as a reading of the file meets them, for the
+// look-ups inside a RegistryScope. `broken` tells that the file breaks
+// behind the last entry (a bad number, or no line end behind an entry), so
+// that a name not among the entries meets error 11 as a reading would.
+struct RegistryEntry {
+  char name[kNameBuf];
+  uint16_t number;
+};
+struct RegistryCopy {
+  enum class State : uint8_t { unread, ready, unusable };
+  State state = State::unread;
+  bool broken = false;
+  uint32_t count = 0;
+  uint32_t capacity = 0;
+  RegistryEntry *entries = nullptr;
+};
+
+thread_local RegistryCopy *tl_registry_copy = nullptr;
+
+bool append_entry(RegistryCopy &c, const char *name, uint16_t number) {
+  if (c.count == c.capacity) {
+    uint32_t capacity = c.capacity ? c.capacity * 2 : 256;
+    auto *grown = vls::alloc_array<RegistryEntry>(capacity);
+    if (!grown) return false;
+    if (c.count) memcpy(grown, c.entries, c.count * sizeof(RegistryEntry));
+    _vl_free_ptr(c.entries);
+    c.entries = grown;
+    c.capacity = capacity;
+  }
+  RegistryEntry &e = c.entries[c.count++];
+  memcpy(e.name, name, kNameBuf);
+  e.number = number;
+  return true;
+}
+
+// Reads the file found without a registry path into the copy. A file that
+// can't be opened, or no memory, leaves the copy unusable: every look-up
+// then reads (or fails to open) the file by itself, as outside a scope.
+void fill_copy(RegistryCopy &c) {
+  struct {
+    uint32_t vl_errno;
+  } scratch{0};
+  c.state = RegistryCopy::State::unusable;
+  vls::HostFile f = open_registry(&scratch, nullptr);
+  if (!f) return;
+  vls::own_stream(f.get());
+  char entry[kNameBuf];
+  while (_vl_next_cs_name_from_registry(f.get(), entry, static_cast<int>(kNameBuf))) {
+    uint16_t number;
+    if (!read_number(&scratch, f.get(), &number)) {
+      c.broken = true;
+      break;
+    }
+    if (!append_entry(c, entry, number)) return;
+    if (!ignore_till_eol(f.get())) {
+      c.broken = true;
+      break;
+    }
+  }
+  c.state = RegistryCopy::State::ready;
+}
+
 // vl_cs_name2cs_num, telling the caller whether a failure stored an error
 // number (so that a caller with an error of its own does not overwrite it).
 uint16_t lookup(void *handle, const char *name, const char *registry, bool *stored) {
@@ -237,6 +300,16 @@ uint16_t lookup(void *handle, const char *name, const char *registry, bool *stor
   } else if (vls_registry_array_cache) {
     for (const vl_registry_pair *r = vls_registry_array_cache; r->name; ++r)
       if (strcmp(r->name, key) == 0) return r->number;
+  } else if (RegistryCopy *copy = (!registry || !*registry) ? tl_registry_copy : nullptr;
+             copy && (copy->state != RegistryCopy::State::unread || (fill_copy(*copy), true)) &&
+             copy->state == RegistryCopy::State::ready) {
+    for (uint32_t i = 0; i < copy->count; ++i)
+      if (strcmp(copy->entries[i].name, key) == 0) return copy->entries[i].number;
+    if (copy->broken) {
+      set_error(handle, VL_EBADFILE);
+      *stored = handle != nullptr;
+      return kNoCodeset;
+    }
   } else {
     vls::HostFile f = open_registry(handle, registry);
     if (!f) {
@@ -244,6 +317,7 @@ uint16_t lookup(void *handle, const char *name, const char *registry, bool *stor
       *stored = handle != nullptr;
       return kNoCodeset;
     }
+    vls::own_stream(f.get());
     char entry[kNameBuf];
     while (_vl_next_cs_name_from_registry(f.get(), entry, static_cast<int>(kNameBuf))) {
       uint16_t number;
@@ -268,6 +342,25 @@ uint16_t lookup(void *handle, const char *name, const char *registry, bool *stor
   *stored = handle != nullptr;
   return kNoCodeset;
 }
+
+}  // namespace
+
+vls::RegistryScope::RegistryScope() : outer_(tl_registry_copy == nullptr) {
+  if (outer_) {
+    // Heap-free until the first look-up: most scopes meet the file once.
+    static thread_local RegistryCopy slot;
+    slot = RegistryCopy{};
+    tl_registry_copy = &slot;
+  }
+}
+
+vls::RegistryScope::~RegistryScope() {
+  if (!outer_) return;
+  _vl_free_ptr(tl_registry_copy->entries);
+  tl_registry_copy = nullptr;
+}
+
+namespace {
 
 void free_list(vl_registry_record *r) {
   while (r) {
@@ -605,8 +698,9 @@ extern "C" {
 
 VLS_API int ignore_till_eol(void *file) {
   if (!file) return 0;
+  vls::ByteReader in(file);
   for (;;) {
-    int c = _vl_ext_fgetc(file);
+    int c = in.fgetc();
     if (c == EOF) return 0;
     if (c == '\n') return 1;
   }
@@ -614,9 +708,10 @@ VLS_API int ignore_till_eol(void *file) {
 
 VLS_API int _vl_next_cs_name_from_registry(void *file, char *buffer, int size) {
   if (!file || !buffer || size < 2) return 0;
+  vls::ByteReader in(file);
   int c;
   for (;;) {
-    c = _vl_ext_fgetc(file);
+    c = in.fgetc();
     if (c == EOF) return 0;
     if (is_space(c)) continue;
     if (c == '#') {
@@ -629,10 +724,10 @@ VLS_API int _vl_next_cs_name_from_registry(void *file, char *buffer, int size) {
   while (is_graph(c)) {
     if (n >= size - 1) return 0;  // the name doesn't fit: the reading ends
     buffer[n++] = to_lower(static_cast<char>(c));
-    c = _vl_ext_fgetc(file);
+    c = in.fgetc();
     if (c == EOF) return 0;  // the file ends inside the name
   }
-  _vl_ext_ungetc(c, file);
+  in.ungetc(c);
   buffer[n] = '\0';
   return n > 0;
 }
@@ -665,6 +760,7 @@ VLS_API int vl_cache_registry(void *handle, const char *registry) {
     vls_registry_array_cache = vls_canned_registry;
     return -1;
   }
+  vls::own_stream(f.get());
   vl_registry_record *head = nullptr;
   vl_registry_record **tail = &head;
   char entry[kNameBuf];

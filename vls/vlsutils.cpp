@@ -273,56 +273,69 @@ VLS_API int replace_nl(char *line) {
 // ---- lexical readers ----------------------------------------------------------
 
 VLS_API void _vl_skip_whitespace(void *stream) {
+  vls::ByteReader in(stream);
   int c;
-  while ((c = _vl_ext_getc(stream)) != EOF) {
+  while ((c = in.getc()) != EOF) {
     if (!isspace(c)) {
-      _vl_ext_ungetc(c, stream);
+      in.ungetc(c);
       return;
     }
   }
 }
 
 VLS_API void _vl_skip_space_if_needed(void *stream) {
-  int c = _vl_ext_getc(stream);
-  if (c != EOF && !is_blank(c)) _vl_ext_ungetc(c, stream);
+  vls::ByteReader in(stream);
+  int c = in.getc();
+  if (c != EOF && !is_blank(c)) in.ungetc(c);
 }
 
 VLS_API int _vl_skip_nl(void *stream) {
-  int c = _vl_ext_getc(stream);
+  vls::ByteReader in(stream);
+  int c = in.getc();
   if (c == '\n') return 1;
-  if (c != EOF) _vl_ext_ungetc(c, stream);
+  if (c != EOF) in.ungetc(c);
   return 0;
 }
 
-VLS_API int _vl_get_hex_digit(void *stream) { return vls::hex_value(_vl_ext_getc(stream)); }
+VLS_API int _vl_get_hex_digit(void *stream) { return vls::hex_value(vls::ByteReader(stream).getc()); }
 
 VLS_API int _vl_get_hex_byte(void *stream) {
-  int hi = _vl_get_hex_digit(stream);
-  return hi * 16 + _vl_get_hex_digit(stream);
+  vls::ByteReader in(stream);
+  int hi = vls::hex_value(in.getc());
+  return hi * 16 + vls::hex_value(in.getc());
 }
 
 VLS_API uint32_t _vl_get_hex(void *stream, int digits) {
   if (digits > 8) digits = 8;
+  vls::ByteReader in(stream);
   uint32_t v = 0;
-  for (int i = 0; i < digits; ++i) v = (v << 4) | static_cast<uint32_t>(_vl_get_hex_digit(stream));
+  if (digits > 0) {
+    if (const unsigned char *p = in.peek(static_cast<size_t>(digits))) {
+      for (int i = 0; i < digits; ++i) v = (v << 4) | static_cast<uint32_t>(vls::hex_value(p[i]));
+      in.skip(static_cast<size_t>(digits));
+      return v;
+    }
+  }
+  for (int i = 0; i < digits; ++i) v = (v << 4) | static_cast<uint32_t>(vls::hex_value(in.getc()));
   return v;
 }
 
 VLS_API int32_t _vl_get_int(void *stream) {
   char text[48];
   size_t n = 0;
-  _vl_skip_space_if_needed(stream);
-  int c = _vl_ext_getc(stream);
+  vls::ByteReader in(stream);
+  int c = in.getc();
+  if (c == EOF || is_blank(c)) c = in.getc();  // one optional blank
   if (c == EOF) return 0;
   if (!is_digit(c) && c != '-' && c != '+') {
-    _vl_ext_ungetc(c, stream);
+    in.ungetc(c);
     return 0;
   }
   text[n++] = static_cast<char>(c);
-  while ((c = _vl_ext_getc(stream)) != EOF && is_digit(c)) {
+  while ((c = in.getc()) != EOF && is_digit(c)) {
     if (n < 40) text[n++] = static_cast<char>(c);  // further digits are dropped
   }
-  if (c != EOF) _vl_ext_ungetc(c, stream);
+  if (c != EOF) in.ungetc(c);
   text[n] = '\0';
   long long v = strtoll(text, nullptr, 10);
   if (v > INT32_MAX) v = INT32_MAX;
@@ -333,12 +346,13 @@ VLS_API int32_t _vl_get_int(void *stream) {
 VLS_API double _vl_get_dbl(void *stream) {
   char text[84];
   size_t n = 0;
+  vls::ByteReader in(stream);
   int c;
-  while (n < 80 && (c = _vl_ext_getc(stream)) != EOF) {
+  while (n < 80 && (c = in.getc()) != EOF) {
     if (is_digit(c) || c == 'E' || c == 'e' || c == '.' || c == '-' || c == '+') {
       text[n++] = static_cast<char>(c);
     } else {
-      _vl_ext_ungetc(c, stream);
+      in.ungetc(c);
       break;
     }
   }
@@ -348,12 +362,13 @@ VLS_API double _vl_get_dbl(void *stream) {
 
 VLS_API int _vl_get_str(char *target, int size, void *stream) {
   if (!target || size < 1) return -1;
+  vls::ByteReader in(stream);
   int n = 0;
   while (n < size - 1) {
-    int c = _vl_ext_getc(stream);
+    int c = in.getc();
     if (c == EOF) break;
     if (isspace(c)) {
-      _vl_ext_ungetc(c, stream);
+      in.ungetc(c);
       target[n] = '\0';
       return 0;
     }
