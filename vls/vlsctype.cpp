@@ -288,8 +288,13 @@ int32_t node_expansion(const vl_locale_t *h, const unc_multi_arr_t *node, int32_
   // A tree read from a file holds next_count children, in at most 256
   // slots (a slot left empty by a damaged count is null).
   const int32_t children = node->next ? (node->next_count < 256 ? node->next_count : 256) : 0;
+  // A tree read from a file shares its alike leaves: each is weighed once
+  // per parent.
+  const unc_multi_arr_t *last = nullptr;
   for (int32_t i = 0; i < children; ++i) {
-    int32_t f = node_expansion(h, node->next[i], depth + 1, min);
+    if (node->next[i] == last && !last->next) continue;
+    last = node->next[i];
+    int32_t f = node_expansion(h, last, depth + 1, min);
     if (f > most) most = f;
   }
   return most;

@@ -66,6 +66,78 @@ void free_node(Node *n, bool sharing) {
   _vl_free_ptr(n);
 }
 
+// ---- the arena of a tree read in compressed form ----------------------------------
+//
+// A compressed tree read from a file is only read from then on, and goes as
+// a whole. Its nodes (but the root, which _vl_create_multi made), their
+// offset and child arrays and the shared flag and data arrays are carved
+// from a chain of blocks, and leaves that are alike (the same shared flag
+// and data arrays, no children) are one node. The chain hangs in front of
+// flag_next_counts, which only such a tree has: the block that holds the
+// counts begins with the chain's head.
+
+struct ArenaBlock {
+  ArenaBlock *next;
+  size_t used;
+  size_t capacity;
+  unsigned char *bytes() { return reinterpret_cast<unsigned char *>(this + 1); }
+};
+static_assert(sizeof(ArenaBlock) % 8 == 0);
+
+struct ArenaHead {
+  ArenaBlock *blocks;  // newest first
+  size_t next_size;
+};
+constexpr size_t kArenaHeadBytes = (sizeof(ArenaHead) + 15) / 16 * 16;
+constexpr size_t kFirstBlock = 512, kLargestBlock = 16 * 1024, kLargestFirstBlock = 4 * 1024 * 1024;
+
+ArenaHead *arena_of(const multi_t *t) {
+  return t->flag_next_counts
+             ? reinterpret_cast<ArenaHead *>(reinterpret_cast<unsigned char *>(t->flag_next_counts) - kArenaHeadBytes)
+             : nullptr;
+}
+
+void *arena_alloc(ArenaHead *a, size_t n) {
+  n = (n + 7) & ~size_t{7};
+  ArenaBlock *b = a->blocks;
+  if (!b || b->capacity - b->used < n) {
+    size_t size = a->next_size;
+    while (size < n) size *= 2;
+    b = static_cast<ArenaBlock *>(_vl_alloc_ptr(sizeof(ArenaBlock) + size));
+    if (!b) return nullptr;
+    b->next = a->blocks;
+    b->used = 0;
+    b->capacity = size;
+    a->blocks = b;
+    // Blocks after the first grow from kFirstBlock.
+    a->next_size = a->blocks->next == nullptr ? kFirstBlock : a->next_size < kLargestBlock ? a->next_size * 2 : kLargestBlock;
+  }
+  void *p = b->bytes() + b->used;
+  b->used += n;
+  return p;
+}
+
+// The counts of a tree read in compressed form, behind the arena's head.
+int32_t *new_counts(int32_t n) {
+  auto *block = static_cast<unsigned char *>(_vl_alloc_ptr(kArenaHeadBytes + static_cast<size_t>(n) * sizeof(int32_t)));
+  if (!block) return nullptr;
+  auto *head = reinterpret_cast<ArenaHead *>(block);
+  head->blocks = nullptr;
+  head->next_size = kFirstBlock;
+  return reinterpret_cast<int32_t *>(block + kArenaHeadBytes);
+}
+
+void free_counts(int32_t *counts) {
+  if (!counts) return;
+  unsigned char *block = reinterpret_cast<unsigned char *>(counts) - kArenaHeadBytes;
+  for (ArenaBlock *b = reinterpret_cast<ArenaHead *>(block)->blocks; b;) {
+    ArenaBlock *next = b->next;
+    _vl_free_ptr(b);
+    b = next;
+  }
+  _vl_free_ptr(block);
+}
+
 // ---- insertion -------------------------------------------------------------------
 
 int recursive_insert(multi_t *t, Node *node, const vl_desc_t *key, const void *value, uint32_t depth) {
@@ -265,6 +337,69 @@ struct Scanner {
   int err = 0;
   int shortest_key = kMaxKey + 1;  // lengths of the complete characters seen
   int longest_key = 0;
+  ArenaHead *arena = nullptr;  // set while a compressed body is read
+  // Leaves met so far, by their shared arrays: open addressing over
+  // (flag index + 1, data index + 1), 0 for an empty slot.
+  struct Leaf {
+    uint64_t key;
+    Node *node;
+  };
+  Leaf *leaves = nullptr;
+  uint32_t leaf_capacity = 0, leaf_count = 0;
+  // The offsets of a node follow from its flags alone: nodes that share a
+  // flag array share one offsets array (by flag index; null until met).
+  unsigned char **offsets_by_flags = nullptr;
+
+  Scanner(void *s, multi_t *t, vl_multi_reader r, int l) : stream(s), tree(t), reader(r), longest(l) {}
+  Scanner(const Scanner &) = delete;
+  Scanner &operator=(const Scanner &) = delete;
+  ~Scanner() {
+    _vl_free_ptr(leaves);
+    _vl_free_ptr(offsets_by_flags);
+  }
+
+  static uint32_t leaf_hash(uint64_t key) { return static_cast<uint32_t>((key * 0x9E3779B97F4A7C15ull) >> 32); }
+
+  // The slot of `key`: its leaf, or the empty slot where it goes.
+  Leaf *leaf_slot(uint64_t key) {
+    uint32_t mask = leaf_capacity - 1;
+    for (uint32_t i = leaf_hash(key) & mask;; i = (i + 1) & mask)
+      if (leaves[i].key == key || leaves[i].key == 0) return &leaves[i];
+  }
+
+  // Room for one more leaf; false without memory (the leaf is then not
+  // shared, which costs only memory).
+  bool leaf_room() {
+    if (leaf_count * 2 < leaf_capacity) return true;
+    uint32_t capacity = leaf_capacity ? leaf_capacity * 2 : 256;
+    Leaf *old = leaves;
+    uint32_t old_capacity = leaf_capacity;
+    leaves = vls::alloc_array<Leaf>(capacity);
+    if (!leaves) {
+      leaves = old;
+      return false;
+    }
+    memset(leaves, 0, capacity * sizeof(Leaf));
+    leaf_capacity = capacity;
+    for (uint32_t i = 0; i < old_capacity; ++i)
+      if (old[i].key) *leaf_slot(old[i].key) = old[i];
+    _vl_free_ptr(old);
+    return true;
+  }
+
+  Node *node() {
+    if (!arena) return new_node();
+    Node *n = static_cast<Node *>(arena_alloc(arena, sizeof(Node)));
+    if (n) {
+      n->next_count = 0;
+      n->flag_index = -1;
+      n->data_index = -1;
+      n->flags = n->offsets = n->data = nullptr;
+      n->next = nullptr;
+    }
+    return n;
+  }
+  void *bytes(size_t n) { return arena ? arena_alloc(arena, n) : _vl_alloc_ptr(n); }
 
   // Notes the key length `depth` when the node completes any character.
   void note_keys(const unsigned char *flags, int depth) {
@@ -321,28 +456,80 @@ struct Scanner {
     if (!n->flags) return fail(VL_ENOMEM);
     if (depth >= longest) return fail(VL_ETOODEEP);
     int slots = n->next_count < kTableSize ? n->next_count : kTableSize;
-    n->offsets = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
-    n->next = static_cast<Node **>(_vl_alloc_ptr(slots * sizeof(Node *)));
+    unsigned char **shared = arena && offsets_by_flags && n->flag_index >= 0 ? &offsets_by_flags[n->flag_index] : nullptr;
+    const bool fresh = !(shared && *shared);
+    if (!fresh) {
+      n->offsets = *shared;  // already holds the positions the loop below gives
+    } else {
+      n->offsets = static_cast<unsigned char *>(bytes(kTableSize));
+      if (shared) *shared = n->offsets;
+    }
+    n->next = static_cast<Node **>(bytes(slots * sizeof(Node *)));
     if (!n->offsets || !n->next) {
       // keep the node consistent for release
-      _vl_free_ptr(n->next);
+      if (!arena) _vl_free_ptr(n->next);
       n->next = nullptr;
       return fail(VL_ENOMEM);
     }
     ++tree->offset_arr_count;
-    memset(n->offsets, 0, kTableSize);
+    if (fresh) memset(n->offsets, 0, kTableSize);
     for (int i = 0; i < slots; ++i) n->next[i] = nullptr;
     int pos = 0;
     for (int b = 0; b < kTableSize; ++b) {
       if (n->flags[b] != VL_MULTI_LEADS) continue;
       if (pos >= slots) return fail(VL_ENOMEM);
-      Node *child = new_node();
+      if (compressed && arena) {
+        if (fresh) n->offsets[b] = static_cast<unsigned char>(pos);
+        if (!(n->next[pos++] = comp_child(depth + 1, scratch))) return false;
+        continue;
+      }
+      Node *child = node();
       if (!child) return fail(VL_ENOMEM);
       n->offsets[b] = static_cast<unsigned char>(pos);
       n->next[pos++] = child;  // owned by the tree from here on
       if (!(compressed ? comp_node(child, depth + 1, scratch) : unc_node(child, depth + 1, scratch))) return false;
     }
     return true;
+  }
+
+  // A child in compressed form: its line, then a leaf alike to one met
+  // before is that leaf, and any other node is read on as comp_node would.
+  // Null on failure.
+  Node *comp_child(int depth, unsigned char *scratch) {
+    int has_flags = _vl_get_int(stream);
+    int has_data = _vl_get_int(stream);
+    int32_t fi = _vl_get_int(stream);
+    int32_t di = _vl_get_int(stream);
+    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM), nullptr;
+    if (has_flags && (fi < 0 || fi >= tree->flag_arr_count)) return fail(VL_ENOMEM), nullptr;
+    if (has_data && (di < 0 || di >= tree->data_arr_count)) return fail(VL_ENOMEM), nullptr;
+    if (has_flags) note_keys(tree->flag_arrs[fi], depth);
+    const bool leaf = !has_flags || tree->flag_next_counts[fi] == 0;
+    Leaf *slot = nullptr;
+    uint64_t key = (uint64_t{has_flags ? static_cast<uint32_t>(fi) + 1 : 0u} << 32) |
+                   (has_data ? static_cast<uint32_t>(di) + 1 : 0u);
+    if (leaf && key != 0 && leaf_room()) {
+      slot = leaf_slot(key);
+      if (slot->key) return slot->node;
+    }
+    Node *n = node();
+    if (!n) return fail(VL_ENOMEM), nullptr;
+    if (has_flags) {
+      n->flags = tree->flag_arrs[fi];
+      n->next_count = tree->flag_next_counts[fi];
+      n->flag_index = fi;
+    }
+    if (has_data) {
+      n->data = tree->data_arrs[di];
+      n->data_index = di;
+    }
+    if (slot) {
+      slot->key = key;
+      slot->node = n;
+      ++leaf_count;
+      return n;
+    }
+    return children(n, depth, true, scratch) ? n : nullptr;
   }
 
   bool unc_node(Node *n, int depth, unsigned char *scratch) {
@@ -393,16 +580,24 @@ struct Scanner {
     multi_t *t = tree;
     t->flag_arrs = vls::alloc_array<unsigned char *>(nflags > 0 ? nflags : 1);
     t->data_arrs = vls::alloc_array<unsigned char *>(ndata > 0 ? ndata : 1);
-    t->flag_next_counts = vls::alloc_array<int32_t>(nflags > 0 ? nflags : 1);
+    t->flag_next_counts = new_counts(nflags > 0 ? nflags : 1);
     t->flag_arr_count = 0;
     t->data_arr_count = 0;
     if (!t->flag_arrs || !t->data_arrs || !t->flag_next_counts) return fail(VL_ENOMEM);
+    arena = arena_of(t);
+    offsets_by_flags = vls::alloc_array<unsigned char *>(nflags > 0 ? nflags : 1);
+    if (offsets_by_flags) memset(offsets_by_flags, 0, (nflags > 0 ? nflags : 1) * sizeof(unsigned char *));
+    // The first block takes the arrays the counts announce (within reason:
+    // a damaged count must not ask for much at once); nodes follow in
+    // blocks of their own.
+    size_t arrays = static_cast<size_t>(nflags) * kTableSize + static_cast<size_t>(ndata) * data_bytes(t);
+    arena->next_size = arrays < kFirstBlock ? kFirstBlock : arrays < kLargestFirstBlock ? arrays : kLargestFirstBlock;
     // The root shares from now on.
     _vl_free_ptr(t->root->flags);
     t->root->flags = nullptr;
     for (int32_t i = 0; i < nflags; ++i) {
       if (_vl_ext_feof(stream)) return fail(VL_ENOMEM);  // the text ran out: no more arrays
-      unsigned char *f = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
+      unsigned char *f = static_cast<unsigned char *>(bytes(kTableSize));
       if (!f) return fail(VL_ENOMEM);
       memset(f, 0, kTableSize);
       t->flag_arrs[t->flag_arr_count] = f;
@@ -412,7 +607,7 @@ struct Scanner {
     }
     for (int32_t i = 0; i < ndata; ++i) {
       if (_vl_ext_feof(stream)) return fail(VL_ENOMEM);
-      unsigned char *d = static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t)));
+      unsigned char *d = static_cast<unsigned char *>(bytes(data_bytes(t)));
       if (!d) return fail(VL_ENOMEM);
       size_t rb = row_bytes(t);
       memset(d, 0, data_bytes(t));
@@ -495,16 +690,27 @@ VLS_API int _vl_compress_multi(multi_t *tree) {
 VLS_API void _vl_free_multi(multi_t *tree) {
   if (!tree) return;
   bool sharing = (tree->tree_flags & VL_MULTI_COMPRESSED) && tree->flag_arrs;
-  free_node(tree->root, sharing);
-  _vl_free_ptr(tree->default_data);
-  if (sharing) {
-    for (int i = 0; i < tree->flag_arr_count; ++i) _vl_free_ptr(tree->flag_arrs[i]);
-    if (tree->data_arrs)
-      for (int i = 0; i < tree->data_arr_count; ++i) _vl_free_ptr(tree->data_arrs[i]);
+  if (tree->flag_next_counts) {
+    // Read in compressed form: all but the root lies in the arena.
+    if (Node *root = tree->root) {
+      if (!sharing) {
+        _vl_free_ptr(root->flags);
+        _vl_free_ptr(root->data);
+      }
+      _vl_free_ptr(root);
+    }
+  } else {
+    free_node(tree->root, sharing);
+    if (sharing) {
+      for (int i = 0; i < tree->flag_arr_count; ++i) _vl_free_ptr(tree->flag_arrs[i]);
+      if (tree->data_arrs)
+        for (int i = 0; i < tree->data_arr_count; ++i) _vl_free_ptr(tree->data_arrs[i]);
+    }
   }
+  _vl_free_ptr(tree->default_data);
   _vl_free_ptr(tree->flag_arrs);
   _vl_free_ptr(tree->data_arrs);
-  _vl_free_ptr(tree->flag_next_counts);
+  free_counts(tree->flag_next_counts);
   _vl_free_ptr(tree);
 }
 
@@ -559,7 +765,7 @@ VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, v
     return -1;
   }
 
-  Scanner sc{stream, tree, reader, longest_allowed < kMaxKey ? longest_allowed : kMaxKey};
+  Scanner sc(stream, tree, reader, longest_allowed < kMaxKey ? longest_allowed : kMaxKey);
   if (sc.longest < 1) sc.longest = 1;
   vls::HostPtr<unsigned char> scratch(static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(tree))));
   bool ok;
