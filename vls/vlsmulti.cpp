@@ -76,7 +76,7 @@ void free_node(Node *n, bool sharing) {
 // flag_next_counts, which only such a tree has: the block that holds the
 // counts begins with the chain's head.
 
-struct ArenaBlock {
+struct alignas(8) ArenaBlock {
   ArenaBlock *next;
   size_t used;
   size_t capacity;
