@@ -19,8 +19,9 @@ constexpr int kMaxKey = 4;
 inline size_t row_bytes(const multi_t *t) { return size_t{1} << t->data_shift; }
 inline size_t data_bytes(const multi_t *t) { return row_bytes(t) * kTableSize; }
 
-Node *new_node() {
-  Node *n = static_cast<Node *>(_vl_alloc_ptr(sizeof(Node)));
+// An empty node in fresh memory (null stays null).
+Node *blank_node(void *p) {
+  Node *n = static_cast<Node *>(p);
   if (n) {
     n->next_count = 0;
     n->flag_index = -1;
@@ -30,6 +31,8 @@ Node *new_node() {
   }
   return n;
 }
+
+Node *new_node() { return blank_node(_vl_alloc_ptr(sizeof(Node))); }
 
 unsigned char *new_flags(multi_t *t) {
   auto *f = static_cast<unsigned char *>(_vl_alloc_ptr(kTableSize));
@@ -388,16 +391,7 @@ struct Scanner {
   }
 
   Node *node() {
-    if (!arena) return new_node();
-    Node *n = static_cast<Node *>(arena_alloc(arena, sizeof(Node)));
-    if (n) {
-      n->next_count = 0;
-      n->flag_index = -1;
-      n->data_index = -1;
-      n->flags = n->offsets = n->data = nullptr;
-      n->next = nullptr;
-    }
-    return n;
+    return arena ? blank_node(arena_alloc(arena, sizeof(Node))) : new_node();
   }
   void *bytes(size_t n) { return arena ? arena_alloc(arena, n) : _vl_alloc_ptr(n); }
 
