@@ -1,0 +1,301 @@
+// The Unicode bridge on ICU (bridge/), bound from the build's own tree as a
+// host would bind it: every service through the library equals ICU's own
+// answer for the same input, in every shipped UTF-8 locale; the failures
+// of binding give their documented numbers; and a locale's bridged order
+// is set beside its native one. Built only with the bridge.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <unicode/ucasemap.h>
+#include <unicode/uchar.h>
+#include <unicode/ucnv.h>
+#include <unicode/ucol.h>
+#include <unicode/uset.h>
+#include <unicode/ustring.h>
+#include <unicode/utf8.h>
+#include <unicode/uvernum.h>
+
+#include <vls/libvls.h>
+
+#include "shipped.h"
+
+namespace {
+
+using vlstest::kShipped;
+struct Rec { uint32_t vl_errno; };
+
+std::vector<std::string> Locales() {
+  std::vector<std::string> v;
+  std::stringstream in(VLS_BRIDGE_LOCALES);
+  for (std::string l; std::getline(in, l, ',');) v.push_back(l);
+  return v;
+}
+std::string File(std::string l) { for (char &c : l) c = static_cast<char>(tolower(c)); return l + "/e01c.lco"; }
+
+// Binds the bridge of `root` (the build's tree); nothing is bound twice.
+uint32_t Bind(const std::string &root, int capable = 1, const char *use = "1") {
+  setenv("KELVANIXDIR", root.c_str(), 1), setenv("VL_USEVLU", use, 1), unsetenv("VL_PATH");
+  vl_usevlu(capable);
+  Rec rec{};
+  return vl_init_vlu(&rec) == 0 ? 0 : rec.vl_errno ? rec.vl_errno : 1000;
+}
+// A locale of the tree, bridged (or not, with unicode_collate cleared while it loads).
+vl_locale_t *Load(const std::string &l, bool bridged = true) {
+  const int32_t saved = unicode_collate;
+  if (!bridged) unicode_collate = 0;
+  vl_locale_t *h = vlstest::load_locale(kShipped, File(l).c_str());
+  unicode_collate = saved;
+  EXPECT_TRUE(h && h->bridge_active[0] == bridged && h->bridge_active[1] == bridged) << l;
+  return h;
+}
+std::string Utf8(UChar32 c) { char b[5]; int32_t n = 0; U8_APPEND_UNSAFE(b, n, c); return std::string(b, n); }
+int Sign(int v) { return (v > 0) - (v < 0); }
+
+// ICU's POSIX-compatible classes, one bit of the library each.
+const struct { uint32_t bit; UBool (*is)(UChar32); } kClasses[] = {
+    {VL_CT_UPPER, u_isUUppercase}, {VL_CT_LOWER, u_isULowercase}, {VL_CT_ALPHA, u_isUAlphabetic},
+    {VL_CT_DIGIT, u_isdigit}, {VL_CT_SPACE, u_isUWhiteSpace}, {VL_CT_PUNCT, u_ispunct},
+    {VL_CT_CNTRL, [](UChar32 c) -> UBool { return u_charType(c) == U_CONTROL_CHAR; }},
+    {VL_CT_GRAPH, [](UChar32 c) { return u_hasBinaryProperty(c, UCHAR_POSIX_GRAPH); }},
+    {VL_CT_PRINT, [](UChar32 c) { return u_hasBinaryProperty(c, UCHAR_POSIX_PRINT); }},
+    {VL_CT_XDIGIT, [](UChar32 c) { return u_hasBinaryProperty(c, UCHAR_POSIX_XDIGIT); }},
+    {VL_CT_BLANK, [](UChar32 c) { return u_hasBinaryProperty(c, UCHAR_POSIX_BLANK); }},
+};
+
+TEST(BridgeIcu, EveryCodePointClassesCaseAndForms) {
+  ASSERT_EQ(Bind(kShipped), 0u);
+  for (const std::string &l : Locales()) {
+    vl_locale_t *h = Load(l);
+    ASSERT_TRUE(h);
+    EXPECT_EQ(std::string(vlx_getICULocName(vlx_vluLoc(h, VL_LC_CTYPE))), l);
+    EXPECT_EQ(std::tuple(vl_mb_loc_max(h), vl_mb_loc_min(h), h->collate.collation_kind), std::tuple(4, 1, 3));
+    UErrorCode e = U_ZERO_ERROR;
+    UCaseMap *cm = ucasemap_open(l.c_str(), 0, &e);
+    int bad = 0;
+    std::string first;
+    auto check = [&](bool ok, UChar32 c, const char *what) {
+      if (!ok && bad++ == 0) first = std::string(what) + " at U+" + std::to_string(c);
+    };
+    for (UChar32 c = 1; c <= 0x10FFFF; ++c) {
+      if (U_IS_SURROGATE(c)) continue;
+      uint32_t want = 0;
+      for (const auto &k : kClasses) want |= k.is(c) ? k.bit : 0;
+      check(_vl_im_iswctype(h, c, 0x7FF) == want, c, "classes");
+      check(_vl_im_towupper(h, c) == static_cast<vl_wchar>(u_toupper(c)), c, "towupper");
+      check(_vl_im_towlower(h, c) == static_cast<vl_wchar>(u_tolower(c)), c, "towlower");
+      const std::string u8 = Utf8(c), up = Utf8(u_toupper(c));
+      char out[64] = {};
+      vl_wchar back = 0;
+      check(vl_full_wctomb(h, out, c) == static_cast<int>(u8.size()) && u8 == std::string(out, u8.size()), c, "wctomb");
+      check(vl_full_mbtowc(h, &back, u8.c_str(), 4) == static_cast<int>(u8.size()) && back == static_cast<vl_wchar>(c), c, "mbtowc");
+      check(_vl_im_tomupper(h, out, u8.c_str()) == ((u8.size() << 8) | up.size()) && up == std::string(out, up.size()), c, "tomupper");
+      char icu[64];
+      const int32_t n = ucasemap_utf8ToLower(cm, icu, sizeof icu, u8.c_str(), static_cast<int32_t>(u8.size()), &e);
+      check(vl_tombslower(h, out, u8.c_str()) == n && std::string(out) == std::string(icu, n), c, "tombslower");
+    }
+    EXPECT_EQ(bad, 0) << l << ": first " << first;
+    ucasemap_close(cm);
+    // Values and bytes that are no character.
+    const vl_wchar kNoChar[] = {0xD800, 0xDFFF, 0x110000, 0xFFFFFFFF};
+    for (vl_wchar v : kNoChar) {
+      char out[8];
+      h->vl_errno = 0;
+      EXPECT_EQ(std::tuple(vl_full_wctomb(h, out, v), h->vl_errno), std::tuple(-1, uint32_t{VL_EILSEQ})) << v;
+    }
+    const struct { const char *bytes; int32_t limit; uint32_t err; } kBad[] = {
+        {"\x80", 4, VL_EILSEQ}, {"\xC0\xAF", 4, VL_EILSEQ}, {"\xED\xA0\x80", 4, VL_EILSEQ},
+        {"\xF4\x90\x80\x80", 4, VL_EILSEQ}, {"\xE6\x97", 2, VL_EINVAL}, {"\xF0\x9F\x98", 3, VL_EINVAL}};
+    for (const auto &b : kBad) {
+      h->vl_errno = 0;
+      vl_wchar w;
+      EXPECT_EQ(std::tuple(vl_full_mbtowc(h, &w, b.bytes, b.limit), h->vl_errno), std::tuple(-1, b.err)) << b.bytes;
+    }
+    vl_lc_unload(h);
+  }
+}
+
+// Words that tell locales and levels apart: accents, case, punctuation and
+// spaces, expansions and contractions, other scripts, compatibility forms.
+const char *const kCorpus[] = {
+    "", "a", "A", "b", "B", "ab", "aB", "Ab", "a b", "a-b", "ab ", "a\xC3\xA0", "\xC3\xA0" "a",  // àa
+    "resume", "r\xC3\xA9sum\xC3\xA9", "R\xC3\xA9sum\xC3\xA9", "resumes", "cote", "c\xC3\xB4te", "cot\xC3\xA9",
+    "c\xC3\xB4t\xC3\xA9", "Stra\xC3\x9F" "e", "Strasse", "strasse", "M\xC3\xBCller", "Mueller", "Muller",
+    "coop", "co-op", "co op", "Co-op", "1", "10", "2", "-1", "\xC3\xA6", "ae", "\xC3\x85", "A\xCC\x8A", "\xC3\xB8",
+    "o", "\xC3\xB6", "z", "Z", "\xEF\xAC\x81", "fi", "\xE2\x85\xA8", "IX", "\xE2\x82\xAC", "$", "\xF0\x9F\x98\x80",
+    "\xD1\x91\xD0\xBB\xD0\xBA\xD0\xB0", "\xD0\xB5\xD0\xBB\xD0\xBA\xD0\xB0", "\xD0\x81\xD0\xBB\xD0\xBA\xD0\xB0",
+    "\xD0\xB6\xD1\x83\xD0\xBA", "\xD1\x8F", "\xE6\x97\xA5\xE6\x9C\xAC", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E",
+    "\xE3\x81\xAB\xE3\x81\xBB\xE3\x82\x93", "\xE3\x83\x8B\xE3\x83\x9B\xE3\x83\xB3", "\xE4\xB8\xAD\xE5\x9B\xBD",
+    "\xE6\xB1\x89\xE5\xAD\x97", "\xE6\xBC\xA2\xE5\xAD\x97", "\xEF\xBC\xA1", "\xC2\xA0", "\t", "a\xC2\xAD" "b"};
+
+TEST(BridgeIcu, CollationAndSortKeysOnACorpus) {
+  ASSERT_EQ(Bind(kShipped), 0u);
+  for (const std::string &l : Locales()) {
+    vl_locale_t *h = Load(l);
+    ASSERT_TRUE(h);
+    UErrorCode e = U_ZERO_ERROR;
+    UCollator *coll = ucol_open(l.c_str(), &e);
+    for (const char *a : kCorpus) {
+      UChar a16[64];
+      u_strFromUTF8(a16, 64, nullptr, a, -1, &e);
+      uint8_t want[256];
+      const int32_t n = ucol_getSortKey(coll, a16, -1, want, sizeof want);
+      char key[256], wkey[256];
+      EXPECT_EQ(h->mbsxfrm_fn(h, key, a, sizeof key), n - 1) << l << " " << a;
+      EXPECT_EQ(memcmp(key, want, n), 0) << l << " " << a;
+      if (*a) {  // through the wide form
+        EXPECT_EQ(vl_full_mbsxfrm(h, wkey, a, sizeof wkey), n - 1) << l << " " << a;
+        EXPECT_EQ(memcmp(wkey, want, n), 0) << l << " " << a;
+      }
+      const std::vector<vl_wchar> wa = vlstest::widen(h, a);
+      for (const char *b : kCorpus) {
+        const int icu = ucol_strcollUTF8(coll, a, -1, b, -1, &e);
+        EXPECT_EQ(Sign(vl_full_mbscoll(h, a, b)), icu) << l << " " << a << " " << b;
+        EXPECT_EQ(Sign(vl_full_wcscoll(h, wa.data(), vlstest::widen(h, b).data())), icu) << l << " " << a << " " << b;
+      }
+    }
+    ucol_close(coll);
+    vl_lc_unload(h);
+  }
+}
+
+// The pairs of the shipped conversions: the library's codeset name, ICU's.
+const struct { const char *name, *icu; } kCodesets[] = {
+    {"8859-1", "ISO-8859-1"}, {"8859-2", "ISO-8859-2"}, {"8859-5", "ISO-8859-5"}, {"8859-6", "ISO-8859-6"},
+    {"koi-8", "KOI8-R"}, {"cp1251", "CP1251"}, {"8859-7", "ISO-8859-7"}, {"8859-8", "ISO-8859-8"},
+    {"8859-9", "ISO-8859-9"}, {"thai620", "TIS-620"}, {"sjis", "SHIFT_JIS"}, {"ujis", "EUC-JP"},
+    {"ksc", "EUC-KR"}, {"gb", "GB2312"}, {"big5", "BIG5"}, {"unicode", "UTF-16LE"}};
+
+// ICU's conversion of a whole text (no substitution), or "!" when it fails.
+std::string Icu(const char *to, const char *from, const std::string &text) {
+  UErrorCode e = U_ZERO_ERROR;
+  UConverter *f = ucnv_open(from, &e), *t = ucnv_open(to, &e);
+  ucnv_setToUCallBack(f, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &e);
+  ucnv_setFromUCallBack(t, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &e);
+  std::string out(text.size() * 4 + 16, '\0');
+  char *o = out.data();
+  const char *s = text.data();
+  ucnv_convertEx(t, f, &o, out.data() + out.size(), &s, s + text.size(), nullptr, nullptr, nullptr, nullptr, true, true, &e);
+  ucnv_close(f), ucnv_close(t);
+  return U_FAILURE(e) ? "!" : out.substr(0, o - out.data());
+}
+std::string Lib(conv_object *cv, const std::string &text, uint32_t *err) {
+  std::string out(text.size() * 4 + 16, '\0');
+  const char *s = text.data();
+  char *o = out.data();
+  int32_t len = static_cast<int32_t>(text.size()), room = static_cast<int32_t>(out.size()), flag = 0;
+  *err = vl_miconv(cv, &s, &len, &o, &room, &flag) == 0 ? 0 : cv->vl_errno;
+  return out.substr(0, o - out.data());
+}
+
+TEST(BridgeIcu, ConversionsOfEveryCodePointAndRandomText) {
+  ASSERT_EQ(Bind(kShipped), 0u);
+  std::mt19937 rng(20261124);
+  for (const auto &c : kCodesets) {
+    SCOPED_TRACE(c.name);
+    conv_object *to = nullptr, *back = nullptr;
+    ASSERT_EQ(vl_cv_open(&to, "en_US.utf8", (std::string("en_US.") + c.name).c_str()), 1);
+    ASSERT_EQ(vl_cv_open(&back, (std::string("en_US.") + c.name).c_str(), "en_US.utf8"), 1);
+    EXPECT_EQ(std::tuple(to->bridge_bound, back->bridge_bound), std::tuple(1, 1));
+    // Every code point the codeset maps, as one text each way.
+    UErrorCode e = U_ZERO_ERROR;
+    UConverter *u = ucnv_open(c.icu, &e);
+    USet *set = uset_openEmpty();
+    ucnv_getUnicodeSet(u, set, UCNV_ROUNDTRIP_SET, &e);
+    ucnv_close(u);
+    std::vector<std::string> chars;
+    std::string all;
+    for (UChar32 cp = 1; cp <= 0x10FFFF; ++cp)
+      if (uset_contains(set, cp) && !U_IS_SURROGATE(cp)) chars.push_back(Utf8(cp)), all += chars.back();
+    uint32_t err = 0;
+    const std::string bytes = Lib(to, all, &err);
+    EXPECT_EQ(std::tuple(bytes, err), std::tuple(Icu(c.icu, "UTF-8", all), 0u));
+    EXPECT_EQ(std::tuple(Lib(back, bytes, &err), err), std::tuple(all, 0u));
+    // Random texts of those characters, and one that has no mapping: the
+    // conversion stops in front of it.
+    for (int i = 0; i < 200; ++i) {
+      std::string t;
+      for (int k = rng() % 40; k > 0; --k) t += chars[rng() % chars.size()];
+      EXPECT_EQ(Lib(to, t, &err), Icu(c.icu, "UTF-8", t));
+    }
+    UChar32 none = 1;
+    while (uset_contains(set, none)) ++none;
+    EXPECT_EQ(std::tuple(Lib(to, "ab" + Utf8(none) + "c", &err), err), std::tuple(Icu(c.icu, "UTF-8", "ab"), uint32_t{VL_EILSEQ}));
+    uset_close(set);
+    vl_cv_unload(to), vl_cv_unload(back);
+  }
+}
+
+// Binding from a tree like the build's, with one thing changed.
+struct Failure {
+  const char *what, *registry, *data, *map;
+  int capable;
+  const char *use;
+  uint32_t err;  // of vl_init_vlu
+  int loaded;    // then en_US.UTF-8: 1 bridged, 0 native, -1 refused
+};
+const char kLib[] = "libvlsicu.so\n", kData[] = "VLSICU " U_ICU_VERSION_SHORT "\n", kMap[] = "locale en_US.57372 en_US\ncodeset 57372 UTF-8\n";
+const Failure kFailures[] = {
+    {"bound", kLib, kData, kMap, 1, "1", 0, 1},
+    {"ICU data missing", kLib, nullptr, kMap, 1, "1", VL_ENOENT, 0},
+    {"ICU data of another version", kLib, "VLSICU 1\n", kMap, 1, "1", VL_EVERSION, 0},
+    {"map damaged", kLib, kData, "locale\n", 1, "1", VL_EBADFILE, 0},
+    {"bridge library missing", "absent.so\n", kData, kMap, 2, "2", VL_ENOENT, 0},
+    {"bridge library lacking a name", "missing.so\n", kData, kMap, 1, "1", VL_ENOENT, 0},
+    {"corrupt library, capability 1", "corrupt.so\n", kData, kMap, 1, "2", VL_ENOENT, 0},
+    {"corrupt library, capability 2: native", "corrupt.so\n", kData, kMap, 2, "2", 0, 0},
+    {"a locale ICU does not know", kLib, kData, "locale en_US.57372 xx_YY\n", 1, "1", 0, -1},
+};
+
+TEST(BridgeIcu, FailuresOfBindingAndTheNativeFallback) {
+  for (const Failure &f : kFailures) {
+    SCOPED_TRACE(f.what);
+    vlstest::TempDir tree;
+    tree.write("vls/etc/32-dllregistry.34", f.registry);
+    tree.write("vls/etc/locmap", f.map);
+    if (f.data) tree.write("vls/etc/vlsicu" U_ICU_VERSION_SHORT ".dat", f.data);
+    tree.write("vls/dll/corrupt.so", "no shared object\n");
+    for (const char *d : {"lc11", "cm3", "cv9"}) symlink((kShipped + "/vls/" + d).c_str(), tree.file(std::string("vls/") + d).c_str());
+    symlink(VLS_BRIDGE_DLL, tree.file("vls/dll/libvlsicu.so").c_str());
+    symlink(VLS_BRIDGE_MISSING, tree.file("vls/dll/missing.so").c_str());
+    EXPECT_EQ(vlstest::in_test_child(tree.path(), [&] {
+      if (pMap) vl_unload_vlu();  // an earlier test of this process bound the build's tree
+      vlu_loaded = 0;
+      EXPECT_EQ(Bind(tree.path(), f.capable, f.use), f.err);
+      if (f.err) return;
+      vl_locale_t *h = vlstest::load_locale(tree.path(), "en_us/e01c.lco");
+      EXPECT_EQ(h ? h->bridge_active[1] : -1, f.loaded);
+      if (!h) return;
+      EXPECT_LT(vl_full_mbscoll(h, "a", "B"), 0);  // bridged or native, the locale works
+      vl_lc_unload(h);
+    }), 0);
+  }
+}
+
+// Bridged against native order of the same compiled locale: the count of
+// corpus pairs whose order differs (docs/bridge-vs-native.md says why).
+TEST(BridgeIcu, NativeOrderBesideTheBridge) {
+  ASSERT_EQ(Bind(kShipped), 0u);
+  const int n = sizeof kCorpus / sizeof *kCorpus;
+  for (const std::string &l : Locales()) {
+    vl_locale_t *native = Load(l, false), *bridged = Load(l);
+    ASSERT_TRUE(native && bridged);
+    int differ = 0, opposite = 0;
+    for (int i = 0; i < n; ++i)
+      for (int j = i + 1; j < n; ++j) {
+        const int a = Sign(vl_full_mbscoll(native, kCorpus[i], kCorpus[j]));
+        const int b = Sign(vl_full_mbscoll(bridged, kCorpus[i], kCorpus[j]));
+        differ += a != b, opposite += a == -b && a != 0;
+        if (a != b && getenv("VLS_BRIDGE_DIFFS")) printf("%s\t%d\t%d\t%s\t%s\n", l.c_str(), a, b, kCorpus[i], kCorpus[j]);
+      }
+    printf("%s: %d of %d pairs differ (%d opposite)\n", l.c_str(), differ, n * (n - 1) / 2, opposite);
+    EXPECT_LT(differ, n * (n - 1) / 4) << l;  // the same language: most pairs agree
+    vl_lc_unload(native), vl_lc_unload(bridged);
+  }
+}
+
+}  // namespace
