@@ -35,6 +35,8 @@ const char kUsage[] =
     "common options: -L NAME  a locale: de_DE, de_DE.ISO-8859-1, ja_JP.eucJP, de_DE.8859-1 or a file\n"
     "                         such as de_de/0333.lco (default: the client's settings, vls env)\n"
     "                --raw    write the locale's own bytes, not the terminal's codeset\n"
+    "                --unicode  (before or right after the verb) answer through the Unicode bridge of the\n"
+    "                         tree (vls/dll, vls/etc) where the locale or conversion has one\n"
     "The compiled locales are read from $KELVANIXDIR, else from the tree beside this program.\n";
 
 
@@ -74,8 +76,34 @@ int verb_compile(int argc, char **argv) {
 
 }  // namespace
 
+// --unicode, before the verb or first after it: the process declares
+// itself able to use the Unicode bridge and asks for it as VL_USEVLU=1
+// would, so that every verb runs through the bridge where the tree's map
+// serves the locale or the pair of codesets. The bridge is bound at once so
+// that a missing or broken one is reported here. False after a message.
+bool take_unicode(int *argc, char **argv) {
+  for (int i = 1; i < *argc && i <= 2; ++i) {
+    if (strcmp(argv[i], "--unicode") != 0) continue;
+    memmove(argv + i, argv + i + 1, static_cast<size_t>(*argc - i) * sizeof *argv);  // with the final null
+    --*argc;
+    setenv("VL_USEVLU", "1", 1);
+    vl_usevlu(1);
+    struct {
+      uint32_t vl_errno;
+    } rec{};
+    if (vl_init_vlu(&rec) != 0) {
+      fprintf(stderr, "vls: --unicode: the Unicode bridge of %s does not load: %s\n", kelvanixdir(),
+              reason(rec.vl_errno));
+      return false;
+    }
+    break;
+  }
+  return true;
+}
+
 int main(int argc, char **argv) {
   find_kelvanixdir();
+  if (!take_unicode(&argc, argv)) return kDataError;
   if (argc < 2) {
     fputs(kUsage, stderr);
     return kUsageError;
