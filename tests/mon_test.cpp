@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <string>
 
 #include <vls/libvls.h>
@@ -31,7 +32,7 @@ class Mon : public ::testing::Test {
 std::string fmon(vl_locale_t *h, const char *format, double v, int size = 128) {
   char out[256];
   h->vl_errno = 0;
-  const int n = vl_mbsfmon(h, out, size, format, v);
+  const int n = vl_mbsfmon(h, out, size, format, v, v);  // enough for two directives
   return n < 0 ? "error " + std::to_string(h->vl_errno) : std::string(out, n);
 }
 
@@ -74,6 +75,46 @@ TEST_F(Mon, PlusReplacesParentheses) {
   EXPECT_EQ(fmon(us_, "%n", 2.0), "($2.00)");
   EXPECT_EQ(fmon(us_, "%+n", 2.0), "$2.00");  // en_US's positive_sign is empty
   EXPECT_EQ(fmon(us_, "%+n", -2.0), "-$2.00");
+}
+
+// The byte formatter answers common requests itself; whatever it answers
+// must be what formatting wide and narrowing gives, in every shipped locale,
+// every layout, and at every output size around the result's length.
+TEST(MonBytes, EqualsWideInEveryShippedLocale) {
+  const char *formats[] = {"%n", "%i", "%^n", "%+n", "%(n", "%!i", "%.0n", "%.3i", "%-n", "%%%n", "x%n y %i", "%.n", "%5n", "%q"};
+  const double values[] = {0.0, -0.0, 0.5, 0.995, -1234.5, 999.5, 4294967295.0, 1e12, -98765432.125};
+  for (const auto &dir : std::filesystem::recursive_directory_iterator(kShipped + "/vls/lc11")) {
+    if (dir.path().extension() != ".lco") continue;
+    const std::string file = std::filesystem::relative(dir.path(), kShipped + "/vls/lc11").string();
+    vl_locale_t *h = load_locale(kShipped, file.c_str());
+    if (!h) continue;  // locales the build cannot load are the loader's tests
+    const vl_nmm_block saved = h->nmm;
+    for (int layout = 0; layout < 30; ++layout) {
+      h->nmm.p_cs_precedes = h->nmm.n_cs_precedes = layout % 2;
+      h->nmm.p_sign_posn = h->nmm.n_sign_posn = layout / 2 % 5;
+      h->nmm.p_sep_by_space = h->nmm.n_sep_by_space = layout / 10;
+      if (layout == 29) h->nmm = saved;
+      for (const char *format : formats)
+        for (double v : values) {
+          SCOPED_TRACE(file + " " + format + " " + std::to_string(v) + " layout " + std::to_string(layout));
+          vl_wchar wide[256];
+          h->vl_errno = 0;
+          const int wn = vl_wcsfmon(h, wide, 256, widen(h, format).data(), v, v);
+          const uint32_t werr = h->vl_errno;
+          const std::string want = wn < 0 ? "error " + std::to_string(werr) : narrow(h, wide);
+          ASSERT_EQ(fmon(h, format, v), want);
+          if (wn < 0) continue;
+          char out[256];
+          for (int size = 0; size <= static_cast<int>(want.size()) + 1; ++size) {
+            h->vl_errno = 0;
+            const int n = vl_mbsfmon(h, out, size, format, v, v);
+            if (size > static_cast<int>(want.size())) EXPECT_EQ(std::string(out, n), want);
+            else EXPECT_EQ((std::tuple{n, h->vl_errno}), (std::tuple{-1, VL_E2BIG})) << size;
+          }
+        }
+    }
+    vl_lc_unload(h);
+  }
 }
 
 TEST(MonMask, Table) {

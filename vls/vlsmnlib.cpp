@@ -387,6 +387,187 @@ void note_long(vl_locale_t *h, size_t length) {
   if (length > static_cast<size_t>(kLongText)) vls::set_error(h, VL_ENOMEM);
 }
 
+// ---- byte path -------------------------------------------------------------------------
+
+// A short byte text of the byte path.
+struct Bytes {
+  char c[kText];
+  int n = 0;
+  void put(char v) { c[n++] = v; }
+  void append(const char *s, int count) {
+    memcpy(c + n, s, static_cast<size_t>(count));
+    n += count;
+  }
+};
+
+// Texts of the locale no longer than this take the byte path; the number
+// and its groups then fit the byte texts many times over.
+constexpr int kShortText = 16;
+
+// The bytes of a short locale text whose characters narrow to bytes of
+// their own value (in a multibyte locale: ASCII characters that are whole
+// characters there); false for anything else.
+bool narrow_short(const vl_wchar *w, const unsigned char *own, char *to, int *length) {
+  int n = 0;
+  for (; w && w[n]; ++n) {
+    const vl_wchar v = w[n];
+    if (n >= kShortText || (own && (v >= 0x80u || own[v] != VL_MULTI_COMPLETE))) return false;
+    to[n] = static_cast<char>(v);
+  }
+  *length = n;
+  return true;
+}
+
+// vl_mbsfmon's result, written straight as bytes, for the requests most
+// callers make: directives without a width, a left precision or a fill,
+// values below 2^32, short locale texts, and a result that fits. It gives
+// exactly what formatting wide and narrowing gives; for anything else it
+// returns false and the caller takes that road (nothing it wrote counts,
+// and the arguments are read again from the start).
+bool money_bytes(vl_locale_t *h, char *out, int32_t size, const char *format, const unsigned char *own, va_list args,
+                 int *result) {
+  const vl_nmm_block &m = h->nmm;
+  Layout lay{m.p_cs_precedes, m.n_cs_precedes, m.p_sep_by_space, m.n_sep_by_space, m.p_sign_posn, m.n_sign_posn};
+  char sep[kShortText], point[kShortText];
+  int seplen = 0, plen = 0;
+  if (!narrow_short(m.thousands_sep.wc, own, sep, &seplen) || !narrow_short(m.mon_decimal_point.wc, own, point, &plen))
+    return false;
+  for (int i = 0; i < plen; ++i)
+    if (point[i] >= '0' && point[i] <= '9') return false;  // would read as digits of the number
+  int32_t count = 0;
+  if (size < 1) return false;
+  for (const char *p = format; *p;) {
+    if (*p != '%' || p[1] == '%') {
+      if (count + 2 > size) return false;
+      out[count++] = *p;
+      p += *p == '%' ? 2 : 1;
+      continue;
+    }
+    ++p;
+    bool no_group = false, plus = false, no_symbol = false;
+    for (;; ++p) {
+      const char c = *p;
+      if (c == '^') {
+        no_group = true;
+      } else if (c == '+') {
+        plus = true;
+        if (lay.p_sign_posn == 0) lay.p_sign_posn = 1;
+        if (lay.n_sign_posn == 0) lay.n_sign_posn = 1;
+      } else if (c == '(') {
+        lay.n_sign_posn = 0;
+      } else if (c == '!') {
+        no_symbol = true;
+      } else if (c != '-') {  // left alignment means nothing without a width
+        break;
+      }
+    }
+    if (*p == '=' || *p == '#' || is_digit(h, static_cast<unsigned char>(*p))) return false;
+    int32_t rp = -1;
+    if (*p == '.') {
+      int64_t v = 0;
+      for (++p; is_digit(h, static_cast<unsigned char>(*p)); ++p) {
+        v = v * 10 + (static_cast<unsigned char>(*p) - '0');
+        if (v > kText * 4) v = kText * 4;
+      }
+      rp = static_cast<int32_t>(v);
+    }
+    const bool intl = *p == 'i';
+    if (!intl && *p != 'n') return false;
+    ++p;
+    const double value = va_arg(args, double);
+    if (rp < 0) rp = intl ? m.int_frac_digits : m.frac_digits;
+    if (rp < 0) rp = 2;
+    char text[kText];
+    const int tn = rp > 20 ? 0 : vls::fixed_text(value, 6, text);
+    if (tn == 0) return false;
+    text[tn] = 0;
+    // The number: "%f" digits rounded at the right precision, as the wide
+    // formatter makes them.
+    const char *t = text + (text[0] == '-');
+    char left[24], right[24];
+    int ln = 0, rn = 0;
+    while (*t >= '0' && *t <= '9') left[ln++] = *t++;
+    if (ln == 0) left[ln++] = '0';
+    if (*t == '.') ++t;
+    while (*t >= '0' && *t <= '9' && rn < rp + 1) right[rn++] = *t++;
+    while (rn < rp + 1) right[rn++] = '0';
+    bool carry = right[rp] >= '5';
+    for (int i = rp - 1; carry && i >= 0; --i) carry = (right[i] = right[i] == '9' ? '0' : right[i] + 1) == '0';
+    for (int i = ln - 1; carry && i >= 0; --i) carry = (left[i] = left[i] == '9' ? '0' : left[i] + 1) == '0';
+    char digits[24];
+    int dn = 0;
+    if (carry) digits[dn++] = '1';
+    memcpy(digits + dn, left, static_cast<size_t>(ln));
+    dn += ln;
+    // Grouped from the right as the wide formatter groups.
+    Bytes number;
+    {
+      char scratch[kText];
+      int at = kText;
+      const Groups gr{m.mon_grouping};
+      int index = 1, gsize = (!no_group && gr.g[0] >= 1) ? gr.size(1) : 0, pos = 0;
+      for (int i = dn - 1; i >= 0; --i) {
+        if (gsize >= 1 && pos == gsize) {
+          if (index < gr.g[0]) gsize = gr.size(++index);
+          if (gsize >= 1) {
+            at -= seplen;
+            memcpy(scratch + at, sep, static_cast<size_t>(seplen));
+          }
+          pos = 0;
+        }
+        scratch[--at] = digits[i];
+        ++pos;
+      }
+      number.append(scratch + at, kText - at);
+    }
+    if (rp != 0) number.append(point, plen);
+    number.append(right, rp);
+    // The layout of the value's sign.
+    const bool positive = value >= 0.0;
+    char symbol[kShortText], sign[kShortText];
+    int symbol_len = 0, sign_len = 0;
+    const vl_wchar *wsymbol = no_symbol ? nullptr : (intl ? m.int_curr_symbol.wc : m.currency_symbol.wc);
+    const vl_wchar *wsign = positive ? (plus ? m.positive_sign.wc : nullptr) : m.negative_sign.wc;
+    if (!narrow_short(wsymbol, own, symbol, &symbol_len) || !narrow_short(wsign, own, sign, &sign_len)) return false;
+    const int32_t *mask = positive ? mask_of(lay.p_cs_precedes, lay.p_sign_posn, lay.p_sep_by_space)
+                                   : mask_of(lay.n_cs_precedes, lay.n_sign_posn, lay.n_sep_by_space);
+    Bytes done, ahead;
+    bool behind = false;
+    for (int i = 0; mask[i] != kEnd; ++i) {
+      Bytes &to = behind ? done : ahead;
+      switch (mask[i]) {
+        case kOpen: to.put('('); break;
+        case kSymbol: to.append(symbol, wsymbol ? symbol_len : 0); break;
+        case kSign: to.append(sign, wsign ? sign_len : 0); break;
+        case kClose: to.put(')'); break;
+        case kBlank:
+          if (behind || !(blank_before_number(mask, i) && is_blank(h, static_cast<unsigned char>(number.c[0]))))
+            to.put(' ');
+          break;
+        case kNumber:
+          done.append(ahead.c, ahead.n);
+          done.append(number.c, number.n);
+          behind = true;
+          break;
+        default: break;
+      }
+    }
+    if (count + done.n + 1 > size) return false;
+    memcpy(out + count, done.c, static_cast<size_t>(done.n));
+    count += done.n;
+  }
+  const int32_t min = vl_mb_loc_min(h);
+  if (count + static_cast<int64_t>(min) > size) return false;
+  if (own)
+    for (int i = 0; i < count; ++i) {
+      const unsigned char b = static_cast<unsigned char>(out[i]);
+      if (b >= 0x80u || own[b] != VL_MULTI_COMPLETE) return false;
+    }
+  vls::terminate(out + count, min);
+  *result = count;
+  return true;
+}
+
 }  // namespace
 
 extern "C" {
@@ -486,6 +667,14 @@ VLS_API int vl_mbsfmon(vl_locale_t *h, char *out, int32_t size, const char *form
     bool direct = !_vlu_active(h, VL_LC_CTYPE);
     if (direct && h->single_byte) direct = h->mbstowcs_fn == _vl_is_mbstowcs;
     else if (direct) direct = h->mbstowcs_fn == _vl_im_mbstowcs && (own = vls::direct_bytes(h)) != nullptr;
+    if (direct) {
+      int r = 0;
+      va_list ap;
+      va_start(ap, format);
+      const bool done = money_bytes(h, out, size, format, own, ap, &r);
+      va_end(ap);
+      if (done) return r;
+    }
     vl_wchar wfmt[kArgStack];
     for (int32_t i = 0; direct; ++i) {
       const unsigned c = static_cast<unsigned char>(format[i]);
