@@ -2,8 +2,10 @@
 // conversions through the library bound to the bridge (de_DE.UTF-8 of the
 // build's tree, and its bridged conversions between UTF-8 and ISO-8859-1)
 // and through ICU called directly with the same collator and
-// converters. Rows are <service>/<side>, side vls or icu; after the run a
-// summary prints the CPU-time ratio vls/icu of each row (goal: at most 1.10).
+// converters. Rows are <service>/<side>, side vls or icu (compare: words of
+// 3 to 12 pieces; compare-lines: lines of about 50 bytes alike in their
+// first 30); after the run a summary prints the CPU-time ratio vls/icu of
+// each row (goal: at most 1.10).
 //
 // Run: bench_bridge [--benchmark_filter=...] [--benchmark_min_time=...]
 #include <benchmark/benchmark.h>
@@ -31,6 +33,7 @@ struct Rec {
 vl_locale_t *g_h;
 UCollator *g_coll;
 std::vector<std::string> g_words;  // German-looking words, some alike up to case or accents
+std::vector<std::string> g_lines;  // lines of a few such words with a long common head
 
 // Binds the bridge of the build's tree before anything else uses ICU, so
 // that ICU runs on the library's allocator on both sides.
@@ -54,21 +57,23 @@ bool setup() {
     for (int k = 3 + static_cast<int>(rng() % 10); k > 0; --k) w += pieces[rng() % (sizeof pieces / sizeof *pieces)];
     g_words.push_back(w);
   }
+  for (int i = 0; i < 1024; ++i)
+    g_lines.push_back("Stra\xC3\x9F" "enverzeichnis der Gemeinde " + g_words[i] + " " + g_words[(i * 7) & 1023]);
   return U_SUCCESS(e);
 }
 
-void compare_vls(benchmark::State &state) {
+void compare_vls(benchmark::State &state, const std::vector<std::string> *v) {
   size_t i = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(g_h->mbscoll_fn(g_h, g_words[i & 1023].c_str(), g_words[(i + 1) & 1023].c_str()));
+    benchmark::DoNotOptimize(g_h->mbscoll_fn(g_h, (*v)[i & 1023].c_str(), (*v)[(i + 1) & 1023].c_str()));
     ++i;
   }
 }
-void compare_icu(benchmark::State &state) {
+void compare_icu(benchmark::State &state, const std::vector<std::string> *v) {
   size_t i = 0;
   UErrorCode e = U_ZERO_ERROR;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(ucol_strcollUTF8(g_coll, g_words[i & 1023].c_str(), -1, g_words[(i + 1) & 1023].c_str(), -1, &e));
+    benchmark::DoNotOptimize(ucol_strcollUTF8(g_coll, (*v)[i & 1023].c_str(), -1, (*v)[(i + 1) & 1023].c_str(), -1, &e));
     ++i;
   }
 }
@@ -158,8 +163,10 @@ class Summary : public RowTimes {
 
 int main(int argc, char **argv) {
   if (!setup()) return 1;
-  benchmark::RegisterBenchmark("compare/vls", compare_vls);
-  benchmark::RegisterBenchmark("compare/icu", compare_icu);
+  benchmark::RegisterBenchmark("compare/vls", compare_vls, &g_words);
+  benchmark::RegisterBenchmark("compare/icu", compare_icu, &g_words);
+  benchmark::RegisterBenchmark("compare-lines/vls", compare_vls, &g_lines);
+  benchmark::RegisterBenchmark("compare-lines/icu", compare_icu, &g_lines);
   benchmark::RegisterBenchmark("sortkey/vls", sortkey_vls);
   benchmark::RegisterBenchmark("sortkey/icu", sortkey_icu);
   for (Conv &c : g_convs) {
