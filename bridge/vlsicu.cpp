@@ -512,16 +512,10 @@ VLU_EXPORT void *vlu_loadMapData(const char *path, int16_t *status) {
   int16_t st = 0;
   char *text = read_file(path, &st);
   if (!text) return fail(status, st, static_cast<void *>(nullptr));
-  // Two passes: count the entries, then fill them.
-  int32_t counts[2] = {0, 0};
-  for (char *cur = text, *copy; *cur;) {
-    char *end = strchr(cur, '\n');
-    size_t n = end ? static_cast<size_t>(end - cur) : strlen(cur);
-    copy = cur;
-    if (n >= 7 && strncmp(copy, "locale ", 7) == 0) ++counts[0];
-    if (n >= 8 && strncmp(copy, "codeset ", 8) == 0) ++counts[1];
-    cur += n + (end ? 1 : 0);
-  }
+  // Room for as many entries of each kind as the file has lines.
+  int32_t lines = 1;
+  for (const char *p = text; *p; ++p) lines += *p == '\n';
+  const int32_t counts[2] = {lines, lines};
   auto *m = static_cast<Map *>(alloc_zero(sizeof(Map) + sizeof(MapLocale) * static_cast<size_t>(counts[0]) +
                                           sizeof(MapCodeset) * static_cast<size_t>(counts[1])));
   if (!m) {
