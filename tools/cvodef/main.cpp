@@ -139,29 +139,21 @@ void run_batch(const cvodef::Options &base, const std::string &path) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  cvodef::Options opt;
-  std::string batch;
-  try {
+  return ldef::run_main("vls-cvodef", [&] {
+    cvodef::Options opt;
+    std::string batch;
+    const ldef::SharedOptions shared{&cvodef::g_verbose, &cvodef::g_quiet, &opt.uncompressed, &opt.charmap_dirs, &opt.registry};
     ldef::Args args(argc, argv);
     while (args.next()) {
       const std::string &a = args.arg();
       if (a == "-h" || a == "--help") {
         usage(std::cout);
         return 0;
-      } else if (a == "-v") {
-        cvodef::g_verbose = true;
-      } else if (a == "-q") {
-        cvodef::g_quiet = ldef::g_quiet = true;
-      } else if (a == "-u") {
-        opt.uncompressed = true;
-      } else if (args.is("--charmaps")) {
-        opt.charmap_dirs.push_back(args.value("--charmaps"));
+      } else if (ldef::shared_option(args, shared)) {
       } else if (args.is("--desc")) {
         opt.desc_dirs.push_back(args.value("--desc"));
       } else if (args.is("--batch")) {
         batch = args.value("--batch");
-      } else if (args.is("--registry")) {
-        opt.registry = args.value("--registry");
       } else if (args.is("--from-name")) {
         opt.from_name = args.value("--from-name");
       } else if (args.is("--to-name")) {
@@ -194,12 +186,6 @@ int main(int argc, char **argv) {
     } else {
       run_batch(opt, batch);
     }
-  } catch (const std::bad_alloc &) {
-    std::cerr << "vls-cvodef: out of memory\n";
-    return 1;
-  } catch (const std::exception &e) {
-    std::cerr << "vls-cvodef: " << e.what() << "\n";
-    return 1;
-  }
-  return 0;
+    return 0;
+  });
 }

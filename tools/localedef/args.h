@@ -5,7 +5,11 @@
 #define VLS_LDEF_ARGS_H
 
 #include <cstring>
+#include <exception>
+#include <iostream>
+#include <new>
 #include <string>
+#include <vector>
 
 #include "ldef.h"
 
@@ -42,6 +46,38 @@ class Args {
   int i_ = 0;
   std::string a_;
 };
+
+// The options both compilers take: -v, -q, -u, --charmaps DIR and
+// --registry FILE. Takes the argument when it is one of them.
+struct SharedOptions {
+  bool *verbose, *quiet, *uncompressed;
+  std::vector<std::string> *charmap_dirs;
+  std::string *registry;
+};
+inline bool shared_option(Args &args, const SharedOptions &o) {
+  const std::string &a = args.arg();
+  if (a == "-v") *o.verbose = true;
+  else if (a == "-q") *o.quiet = g_quiet = true;
+  else if (a == "-u") *o.uncompressed = true;
+  else if (args.is("--charmaps")) o.charmap_dirs->push_back(args.value("--charmaps"));
+  else if (args.is("--registry")) *o.registry = args.value("--registry");
+  else return false;
+  return true;
+}
+
+// A compiler's main: the body's status, or 1 with "PROG: message" on
+// standard error when it throws.
+template <class Body>
+int run_main(const char *prog, Body body) {
+  try {
+    return body();
+  } catch (const std::bad_alloc &) {
+    std::cerr << prog << ": out of memory\n";
+  } catch (const std::exception &e) {
+    std::cerr << prog << ": " << e.what() << "\n";
+  }
+  return 1;
+}
 
 }  // namespace ldef
 

@@ -4,7 +4,6 @@
 //                 [--codeset NAME] [--registry FILE] [-u] [-v|-q] OUTPUT
 #include <cstring>
 #include <iostream>
-#include <new>
 
 #include "args.h"
 #include "ldef.h"
@@ -32,26 +31,18 @@ void usage(std::ostream &o) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  ldef::CompileOptions opt;
-  try {
+  return ldef::run_main("vls-localedef", [&] {
+    ldef::CompileOptions opt;
+    const ldef::SharedOptions shared{&ldef::g_verbose, &ldef::g_quiet, &opt.uncompressed, &opt.charmap_dirs, &opt.registry};
     ldef::Args args(argc, argv);
     while (args.next()) {
       const std::string &a = args.arg();
       if (a == "-h" || a == "--help") {
         usage(std::cout);
         return 0;
-      } else if (a == "-v") {
-        ldef::g_verbose = true;
-      } else if (a == "-q") {
-        ldef::g_quiet = true;
-      } else if (a == "-u") {
-        opt.uncompressed = true;
-      } else if (args.is("--charmaps")) {
-        opt.charmap_dirs.push_back(args.value("--charmaps"));
+      } else if (ldef::shared_option(args, shared)) {
       } else if (args.is("--codeset")) {
         opt.codeset = args.value("--codeset");
-      } else if (args.is("--registry")) {
-        opt.registry = args.value("--registry");
       } else if (args.is("-i")) {
         opt.locale = args.value("-i");
       } else if (args.is("-f")) {
@@ -71,12 +62,6 @@ int main(int argc, char **argv) {
       return 2;
     }
     ldef::compile(opt);
-  } catch (const std::bad_alloc &) {
-    std::cerr << "vls-localedef: out of memory\n";
-    return 1;
-  } catch (const std::exception &e) {
-    std::cerr << "vls-localedef: " << e.what() << "\n";
-    return 1;
-  }
-  return 0;
+    return 0;
+  });
 }
