@@ -159,6 +159,17 @@ TEST(BridgeIcu, CollationAndSortKeysOnACorpus) {
       }
     }
     ucol_close(coll);
+    // The corpus as a stream, a character at a time through the library's byte reader, then the end.
+    std::string all;
+    for (const char *a : kCorpus) all += a;
+    FILE *f = tmpfile();
+    fputs(all.c_str(), f), rewind(f);
+    for (int32_t i = 0, c; i < static_cast<int32_t>(all.size());) {
+      U8_NEXT(all.data(), i, static_cast<int32_t>(all.size()), c);
+      EXPECT_EQ(vl_full_fgetwc(h, f), c) << l << " at " << i;
+    }
+    EXPECT_EQ(std::tuple(vl_full_fgetwc(h, f), h->vl_errno), std::tuple(-1, uint32_t{VL_EEOF})) << l;
+    fclose(f);
     vl_lc_unload(h);
   }
 }
