@@ -2034,17 +2034,9 @@ VLS_API void free_collate(vl_locale_t *h) {
   }
   _vl_free_ptr(c.elem_candidates);
   c.elem_candidates = nullptr;
-  if (auto **ignored = static_cast<char **>(h->coll_sb_tables[0])) {
-    for (char **p = ignored; *p; ++p) _vl_free_ptr(*p);
-    _vl_free_ptr(ignored);
-  }
-  if (auto *pairs = static_cast<vl_equiv_pair *>(h->coll_sb_tables[1])) {
-    for (vl_equiv_pair *p = pairs; p->first; ++p) {
-      _vl_free_ptr(p->first);
-      if (!p[1].first || p[1].last != p->last) _vl_free_ptr(p->last);
-    }
-    _vl_free_ptr(pairs);
-  }
+  // The two lists and their strings are one block, which starts with the
+  // first list that is set.
+  _vl_free_ptr(h->coll_sb_tables[0] ? h->coll_sb_tables[0] : h->coll_sb_tables[1]);
   h->coll_sb_tables[0] = h->coll_sb_tables[1] = nullptr;
 }
 

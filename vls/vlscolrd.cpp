@@ -12,6 +12,7 @@
 // the expansions, more than eight passes, empty elements and expansions are
 // all refused as a damaged file (11).
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 
@@ -37,7 +38,62 @@ constexpr int32_t kMaxRecords = 0x4000;  // expansion indexes have 14 bits
 constexpr uint16_t kExpansion = 0x4000, kTie = 0x8000, kIndex = 0x3FFF;
 constexpr int32_t kGrowth = 100;
 
-int row_reader(void *stream, void *target, uint32_t) { return ub2_reader(stream, target); }
+// Hex digit values as _vl_get_hex takes them: any other byte is 0.
+constexpr std::array<unsigned char, 256> kHexValue = [] {
+  std::array<unsigned char, 256> t{};
+  for (int c = '0'; c <= '9'; ++c) t[static_cast<size_t>(c)] = static_cast<unsigned char>(c - '0');
+  for (int c = 'a'; c <= 'f'; ++c) t[static_cast<size_t>(c)] = static_cast<unsigned char>(c - 'a' + 10);
+  for (int c = 'A'; c <= 'F'; ++c) t[static_cast<size_t>(c)] = static_cast<unsigned char>(c - 'A' + 10);
+  return t;
+}();
+
+inline uint32_t hex_of(const unsigned char *p, int digits) {
+  uint32_t v = 0;
+  for (int i = 0; i < digits; ++i) v = (v << 4) | kHexValue[p[i]];
+  return v;
+}
+
+// The section's fixed-width hex fields, read as _vl_get_hex and
+// _vl_skip_nl read them: straight from the C library's buffer while it
+// holds the bytes, through the host's slots otherwise.
+class HexReader {
+ public:
+  explicit HexReader(void *stream) : stream_(stream), in_(stream) {}
+  uint32_t get(int digits) {
+    if (const unsigned char *p = in_.peek(static_cast<size_t>(digits))) {
+      in_.skip(static_cast<size_t>(digits));
+      return hex_of(p, digits);
+    }
+    return _vl_get_hex(stream_, digits);
+  }
+  // One row line: a 4-digit word for each of `passes` tables at `row`,
+  // then a newline (looked for only when there are words). False when the
+  // newline is missing.
+  bool row_line(uint16_t *const *tables, int32_t passes, int32_t row) {
+    const size_t n = 4 * static_cast<size_t>(passes);
+    if (const unsigned char *p = passes > 0 ? in_.peek(n + 1) : nullptr) {
+      for (int32_t q = 0; q < passes; ++q) tables[q][row] = static_cast<uint16_t>(hex_of(p + 4 * q, 4));
+      if (p[n] != '\n') {
+        in_.skip(n);
+        return false;
+      }
+      in_.skip(n + 1);
+      return true;
+    }
+    for (int32_t q = 0; q < passes; ++q) tables[q][row] = static_cast<uint16_t>(_vl_get_hex(stream_, 4));
+    return passes == 0 || _vl_skip_nl(stream_);
+  }
+
+ private:
+  void *stream_;
+  vls::ByteReader in_;
+};
+
+int row_reader(void *stream, void *target, uint32_t) {
+  const uint16_t v = static_cast<uint16_t>(HexReader(stream).get(4));
+  memcpy(target, &v, sizeof v);
+  return 0;
+}
 
 // Appends `value` to a scratch array: it starts at kGrowth entries and
 // doubles, so that a class of many characters (a UTF-8 locale's ignored
@@ -81,7 +137,8 @@ int read_codes(vl_locale_t *h, void *stream, uint32_t count, vl_wchar **chars) {
   if (count == 0) return fail(h, VL_EBADFILE);  // an empty record has no meaning
   *chars = vls::alloc_array<vl_wchar>(count);
   if (!*chars) return fail(h, VL_ENOMEM);
-  for (uint32_t i = 0; i < count; ++i) (*chars)[i] = _vl_get_hex(stream, 8);
+  HexReader in(stream);
+  for (uint32_t i = 0; i < count; ++i) (*chars)[i] = in.get(8);
   if (!_vl_skip_nl(stream)) return fail(h, VL_EBADFILE);
   if (static_cast<double>(count) > h->coll_expansion) h->coll_expansion = count;
   return 0;
@@ -160,16 +217,10 @@ RowFacts row_facts(const collate_category &c, int32_t r) {
 
 // ---- derived lists ------------------------------------------------------------------
 
-int save_impl(vl_locale_t *h, row_set *ignored, class_set *classes, int32_t row, const char *bytes, int32_t length,
-              const RowIndex *index) {
+// save: the searches of the exported form.
+int save_impl(vl_locale_t *h, row_set *ignored, class_set *classes, int32_t row, const char *bytes, int32_t length) {
   bool is_ignored = false;
-  if (ignored->count > 0) {
-    if (index) {
-      is_ignored = row >= 0 && row <= h->collate.max_row && index->ignored[row];
-    } else {
-      for (int32_t i = 0; i < ignored->count && !is_ignored; ++i) is_ignored = ignored->rows[i] == row;
-    }
-  }
+  for (int32_t i = 0; i < ignored->count && !is_ignored; ++i) is_ignored = ignored->rows[i] == row;
   if (is_ignored) {
     char *s = mb_copy(bytes, length);
     if (!s || register_chars(h, ignored, s) != 0) {
@@ -178,16 +229,12 @@ int save_impl(vl_locale_t *h, row_set *ignored, class_set *classes, int32_t row,
     }
   }
   int32_t k = -1;
-  if (index) {
-    if (row >= 0 && row <= h->collate.max_row) k = index->class_of[row];
-  } else {
-    for (int32_t i = 0; i < classes->count && k < 0; ++i)
-      for (int32_t j = 0; j < classes->classes[i].count; ++j)
-        if (classes->classes[i].rows[j] == row) {
-          k = i;
-          break;
-        }
-  }
+  for (int32_t i = 0; i < classes->count && k < 0; ++i)
+    for (int32_t j = 0; j < classes->classes[i].count; ++j)
+      if (classes->classes[i].rows[j] == row) {
+        k = i;
+        break;
+      }
   if (k < 0) return 0;
   char *s = mb_copy(bytes, length);
   if (!s || register_chars(h, &classes->classes[k], s) != 0) {
@@ -209,77 +256,91 @@ int32_t codes_text(vl_locale_t *h, const vl_wchar *chars, uint32_t count, char *
   return n;
 }
 
-int enumerate_impl(vl_locale_t *h, row_set *ignored, class_set *classes, unsigned char *bytes, int32_t depth,
-                   const RowIndex *index) {
+int enumerate_impl(vl_locale_t *h, row_set *ignored, class_set *classes, unsigned char *bytes, int32_t depth) {
   if (depth >= vls::tree::kMaxChar) return 0;
   for (unsigned b = 0; b < 256; ++b) {
     bytes[depth] = static_cast<unsigned char>(b);
     int32_t row = 0;
     const int r = get_chars_row(h->coll_rows, bytes, depth + 1, &row);
     if (r == 0) {
-      if (enumerate_impl(h, ignored, classes, bytes, depth + 1, index) != 0) return -1;
+      if (enumerate_impl(h, ignored, classes, bytes, depth + 1) != 0) return -1;
     } else if (r == 1) {
-      if (save_impl(h, ignored, classes, row, reinterpret_cast<char *>(bytes), depth + 1, index) != 0) return -1;
+      if (save_impl(h, ignored, classes, row, reinterpret_cast<char *>(bytes), depth + 1) != 0) return -1;
     }
   }
   return 0;
 }
 
-// Hands the ignored characters and the classes' pairs to the handle.
-int take_lists(vl_locale_t *h, row_set &ignored, class_set &classes) {
-  if (ignored.char_count > 0) {
-    char **list = vls::alloc_array<char *>(static_cast<size_t>(ignored.char_count) + 1);
-    if (!list) return fail(h, VL_ENOMEM);
-    memcpy(list, ignored.chars, sizeof(char *) * static_cast<size_t>(ignored.char_count));
-    list[ignored.char_count] = nullptr;
-    h->coll_sb_tables[0] = list;
-    _vl_free_ptr(ignored.chars);
-    ignored.chars = nullptr;
-    ignored.char_count = ignored.char_capacity = 0;
-  }
-  int32_t total = 0;
-  // The list is made when the strings outnumber the classes. A class of n
-  // strings gives n - 1 pairs and one with no string gives none, so the
-  // room is counted class by class: a class left empty cannot make the
-  // list too short for the others.
-  int32_t room = 0;
-  for (int32_t i = 0; i < classes.count; ++i) {
-    total += classes.classes[i].char_count;
-    if (classes.classes[i].char_count > 1) room += classes.classes[i].char_count - 1;
-  }
-  total -= classes.count;
-  if (total <= 0) {
-    // Classes of one string (or none) give no pair: their strings go.
-    for (int32_t i = 0; i < classes.count; ++i) {
-      for (int32_t j = 0; j < classes.classes[i].char_count; ++j) _vl_free_ptr(classes.classes[i].chars[j]);
-      classes.classes[i].char_count = 0;
+// What walks of a byte tree know about nodes they have seen, keyed by the
+// node and the depth it was met at: a tree read in compressed form shares
+// nodes between parents, and a walk that has seen a node at a depth need
+// not walk it there again. A failed allocation only makes the map forget;
+// the walks then see every node again, with the same result.
+template <typename V>
+class NodeMap {
+ public:
+  NodeMap() = default;
+  NodeMap(const NodeMap &) = delete;
+  NodeMap &operator=(const NodeMap &) = delete;
+  ~NodeMap() { _vl_free_ptr(slots_); }
+  const V *find(const unc_multi_arr_t *n, int32_t depth) const {
+    if (!slots_) return nullptr;
+    for (size_t i = slot(n, depth);; i = (i + 1) & (capacity_ - 1)) {
+      if (!slots_[i].node) return nullptr;
+      if (slots_[i].node == n && slots_[i].depth == depth) return &slots_[i].value;
     }
-    return 0;
   }
-  vl_equiv_pair *pairs = vls::alloc_array<vl_equiv_pair>(static_cast<size_t>(room) + 1);
-  if (!pairs) return fail(h, VL_ENOMEM);
-  int32_t n = 0;
-  for (int32_t i = 0; i < classes.count; ++i) {
-    row_set &k = classes.classes[i];
-    if (k.char_count == 1) _vl_free_ptr(k.chars[0]);
-    for (int32_t j = 0; j + 1 < k.char_count; ++j) pairs[n++] = {k.chars[j], k.chars[k.char_count - 1]};
-    k.char_count = 0;
+  void put(const unc_multi_arr_t *n, int32_t depth, const V &value) {
+    if (2 * (used_ + 1) > capacity_ && !grow()) return;
+    size_t i = slot(n, depth);
+    while (slots_[i].node) {
+      if (slots_[i].node == n && slots_[i].depth == depth) return;
+      i = (i + 1) & (capacity_ - 1);
+    }
+    slots_[i] = {n, depth, value};
+    ++used_;
   }
-  pairs[n] = {nullptr, nullptr};
-  h->coll_sb_tables[1] = pairs;
-  return 0;
-}
+
+ private:
+  struct Slot {
+    const unc_multi_arr_t *node;
+    int32_t depth;
+    V value;
+  };
+  size_t slot(const unc_multi_arr_t *n, int32_t depth) const {
+    const uint32_t x = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(n) >> 4) ^ static_cast<uint32_t>(depth);
+    return static_cast<size_t>(x * 2654435761u) & (capacity_ - 1);
+  }
+  bool grow() {
+    const size_t capacity = capacity_ ? 2 * capacity_ : 256;
+    Slot *slots = vls::alloc_array<Slot>(capacity);
+    if (!slots) return false;
+    for (size_t i = 0; i < capacity; ++i) slots[i].node = nullptr;
+    Slot *old = slots_;
+    const size_t old_capacity = capacity_;
+    slots_ = slots;
+    capacity_ = capacity;
+    used_ = 0;
+    for (size_t i = 0; i < old_capacity; ++i)
+      if (old[i].node) put(old[i].node, old[i].depth, old[i].value);
+    _vl_free_ptr(old);
+    return true;
+  }
+  Slot *slots_ = nullptr;
+  size_t capacity_ = 0, used_ = 0;
+};
 
 // Rows of the tree beyond max_row would index past the pass tables.
-bool rows_in_range(const multi_t *t, const unc_multi_arr_t *node, int32_t max_row, int depth) {
-  if (!node || !node->flags || depth > vls::tree::kMaxChar) return true;
+bool rows_in_range(const multi_t *t, const unc_multi_arr_t *node, int32_t max_row, int depth, NodeMap<bool> &seen) {
+  if (!node || !node->flags || depth > vls::tree::kMaxChar || seen.find(node, depth)) return true;
   for (unsigned b = 0; b < 256; ++b) {
     if (node->flags[b] == VL_MULTI_COMPLETE) {
       if (vls::tree::u16(vls::tree::row(t, node, b)) > max_row) return false;
     } else if (node->flags[b] == VL_MULTI_LEADS && node->next && node->offsets) {
-      if (!rows_in_range(t, vls::tree::child(node, b), max_row, depth + 1)) return false;
+      if (!rows_in_range(t, vls::tree::child(node, b), max_row, depth + 1, seen)) return false;
     }
   }
+  seen.put(node, depth, true);
   return true;
 }
 
@@ -442,10 +503,9 @@ int read_line_rows(void *stream, vl_locale_t *h, Scratch &s) {
   if (!s.index.class_of || !s.index.ignored) return fail(h, VL_ENOMEM);
   for (size_t i = 0; i < rows; ++i) s.index.class_of[i] = -1;
   memset(s.index.ignored, 0, rows);
-  for (int32_t r = 0; r <= c.max_row; ++r) {
-    for (int32_t p = 0; p < c.num_passes; ++p) c.pass_weights[p][r] = static_cast<uint16_t>(_vl_get_hex(stream, 4));
-    if (c.num_passes > 0 && !_vl_skip_nl(stream)) return -1;  // the error number stays as it was
-  }
+  HexReader in(stream);
+  for (int32_t r = 0; r <= c.max_row; ++r)
+    if (!in.row_line(c.pass_weights, c.num_passes, r)) return -1;  // the error number stays as it was
   IdenticalRows identical(c);
   if (!identical.ok()) return fail(h, VL_ENOMEM);
   for (int32_t r = 0; r <= c.max_row; ++r) {
@@ -465,41 +525,271 @@ int read_line_rows(void *stream, vl_locale_t *h, Scratch &s) {
   return 0;
 }
 
-int derive_lists_into(vl_locale_t *h, Scratch &s) {
-  collate_category &c = h->collate;
-  char text[15 * 4];
-  for (int32_t i = 0; i < c.num_coll_elems; ++i) {
-    const coll_elem &e = c.coll_elems[i];
-    const int32_t n = codes_text(h, e.chars, e.count, text);
-    if (n < 0) return -1;
-    if (save_impl(h, &s.ignored, &s.classes, e.row, text, n, &s.index) != 0) return -1;
+// ---- the handle's lists ---------------------------------------------------------------
+//
+// The ignored characters and the equivalent pairs are the strings that the
+// documented saves give, in the same order: the elements' texts, the texts
+// of the rows that stand for one expansion, then every character of the
+// tree in byte order. They are made in two walks: the first counts the
+// strings of the ignored set and of each class, the second writes them
+// into one heap block, the pointer arrays in front and the strings of each
+// list or class together behind them:
+//   [ignored_chars: n + 1 pointers][equivalent_chars: m + 1 pairs]
+//   [ignored strings][strings of class 0][strings of class 1]...
+// free_collate releases the block through the first list that is set.
+
+// Where a row's characters go: the ignored set, a class, or neither.
+struct Listing {
+  const int32_t *class_of;
+  const unsigned char *ignored;  // null when no row is ignored
+  int32_t max_row;
+  bool ignored_row(int32_t row) const { return ignored && row <= max_row && ignored[row]; }
+  int32_t class_of_row(int32_t row) const { return row <= max_row ? class_of[row] : -1; }
+};
+
+// What the first walk found below a node: its listed characters, and when
+// they all go to one class and none to the ignored set, that class, their
+// bytes and the length of the last one (else class -2).
+struct Found {
+  int32_t count = 0;
+  int32_t only_class = -1;  // -1 none yet
+  int32_t last_length = 0;
+  size_t bytes = 0;
+  void add(const Found &f) {
+    if (f.count == 0) return;
+    only_class = count == 0 ? f.only_class : only_class == f.only_class ? only_class : -2;
+    count += f.count;
+    bytes += f.bytes;
+    last_length = f.last_length;
   }
+};
+
+// The strings of the ignored set and of each class.
+struct Counts {
+  int32_t *count;       // per class
+  size_t *bytes;        // per class
+  int32_t *last_length; // per class: length of its last string
+  int32_t ignored = 0;
+  size_t ignored_bytes = 0;
+  void add(bool ignored_row, int32_t k, int32_t length, int32_t n = 1) {
+    const size_t size = static_cast<size_t>(length) + 4;
+    if (ignored_row) {
+      ignored += n;
+      ignored_bytes += size * static_cast<size_t>(n);
+    }
+    if (k >= 0) {
+      count[k] += n;
+      bytes[k] += size * static_cast<size_t>(n);
+      last_length[k] = length;
+    }
+  }
+};
+
+// The strings' places in the block.
+struct Fill {
+  const int32_t *count;
+  const int32_t *first_pair;  // per class: its first pair
+  int32_t *seen;              // per class: strings written
+  char **at;                  // per class: where its next string goes
+  char *const *last;          // per class: its last string
+  char **ignored_list;
+  char *ignored_at;
+  vl_equiv_pair *pairs;
+  bool with_pairs;
+  int32_t ignored = 0;
+  static char *put(char *&at, const unsigned char *bytes, int32_t length) {
+    char *s = at;
+    if (length <= vls::tree::kMaxChar)
+      memcpy(s, bytes, vls::tree::kMaxChar);  // the block has room behind its last string
+    else
+      memcpy(s, bytes, static_cast<size_t>(length));
+    memset(s + length, 0, 4);
+    at += length + 4;
+    return s;
+  }
+  void add(bool ignored_row, int32_t k, const unsigned char *bytes, int32_t length) {
+    if (ignored_row) ignored_list[ignored++] = put(ignored_at, bytes, length);
+    if (k < 0 || !with_pairs || count[k] < 2) return;
+    char *s = put(at[k], bytes, length);
+    const int32_t j = seen[k]++;
+    if (j < count[k] - 1) pairs[first_pair[k] + j] = {s, last[k]};
+  }
+};
+
+// The characters of the tree below `node` whose rows are listed, in byte
+// order: counted into `counts` (Count) or written through `fill`.
+template <bool Count>
+Found walk_listed(const multi_t *t, const unc_multi_arr_t *node, unsigned char *bytes, int32_t depth,
+                  const Listing &l, NodeMap<Found> &seen, Counts *counts, Fill *fill) {
+  Found found;
+  if (depth >= vls::tree::kMaxChar || !node->flags) return found;
+  if (const Found *f = seen.find(node, depth)) {
+    if (f->count == 0) return *f;
+    if (Count && f->only_class >= 0) {
+      counts->count[f->only_class] += f->count;
+      counts->bytes[f->only_class] += f->bytes;
+      counts->last_length[f->only_class] = f->last_length;
+      return *f;
+    }
+  }
+  const unsigned char *flags = node->flags;
+  const bool leads = node->next && node->offsets;
+  const int32_t length = depth + 1;
+  // Without data every character of the node has the default row.
+  const uint16_t default_row = vls::tree::u16(t->default_data);
+  bool ignored_row = !node->data && l.ignored_row(default_row);
+  int32_t k = node->data ? -1 : l.class_of_row(default_row);
+  if (!Count && !node->data && !ignored_row && k >= 0 && !leads) {
+    // A node of characters of one class (a range of unassigned
+    // characters): their strings and pairs straight.
+    if (!fill->with_pairs || fill->count[k] < 2) return found;
+    char *at = fill->at[k];
+    int32_t j = fill->seen[k];
+    const int32_t pairs_left = fill->count[k] - 1;
+    vl_equiv_pair *pair = fill->pairs + fill->first_pair[k];
+    char *const last = fill->last[k];
+    const uint32_t zeros = 0;
+    for (unsigned b = 0; b < 256; ++b) {
+      if (flags[b] != VL_MULTI_COMPLETE) continue;
+      bytes[depth] = static_cast<unsigned char>(b);
+      memcpy(at, bytes, vls::tree::kMaxChar);
+      memcpy(at + length, &zeros, 4);
+      if (j < pairs_left) pair[j] = {at, last};
+      ++j;
+      at += length + 4;
+    }
+    fill->at[k] = at;
+    fill->seen[k] = j;
+    return found;
+  }
+  for (unsigned b = 0; b < 256; ++b) {
+    if (flags[b] == VL_MULTI_COMPLETE) {
+      if (node->data) {
+        const uint16_t row = vls::tree::u16(vls::tree::row(t, node, b));
+        ignored_row = l.ignored_row(row);
+        k = l.class_of_row(row);
+      }
+      if (!ignored_row && k < 0) continue;
+      bytes[depth] = static_cast<unsigned char>(b);
+      if (Count)
+        counts->add(ignored_row, k, length);
+      else
+        fill->add(ignored_row, k, bytes, length);
+      Found one;
+      one.count = 1;
+      one.only_class = ignored_row ? -2 : k;
+      one.bytes = static_cast<size_t>(length) + 4;
+      one.last_length = length;
+      found.add(one);
+    } else if (flags[b] == VL_MULTI_LEADS && leads) {
+      if (const unc_multi_arr_t *next = vls::tree::child(node, b)) {
+        bytes[depth] = static_cast<unsigned char>(b);
+        found.add(walk_listed<Count>(t, next, bytes, depth + 1, l, seen, counts, fill));
+      }
+    }
+  }
+  if (Count) seen.put(node, depth, found);
+  return found;
+}
+
+// A listed text of an element or of an expansion's row, kept between the
+// two walks.
+struct ListedText {
+  int32_t row;
+  int32_t length;
+  unsigned char text[15 * 4];
+};
+
+int derive_lists(vl_locale_t *h, Scratch &s) {
+  collate_category &c = h->collate;
+  if (s.ignored.count == 0 && s.classes.count == 0) return 0;
+  const Listing l{s.index.class_of, s.ignored.count > 0 ? s.index.ignored : nullptr, c.max_row};
+  const size_t classes = static_cast<size_t>(s.classes.count);
+  vls::HostPtr<int32_t> ints(vls::alloc_array<int32_t>(4 * classes + 1));
+  vls::HostPtr<size_t> bytes(vls::alloc_array<size_t>(classes + 1));
+  vls::HostPtr<char *> places(vls::alloc_array<char *>(2 * classes + 1));
+  if (!ints || !bytes || !places) return fail(h, VL_ENOMEM);
+  int32_t *count = ints.get(), *first_pair = count + classes, *seen = first_pair + classes,
+          *last_length = seen + classes;
+  char **at = places.get(), **last = at + classes;
+  for (size_t k = 0; k < classes; ++k) count[k] = seen[k] = last_length[k] = 0, bytes[k] = 0;
+  Counts counts{count, bytes.get(), last_length};
+
+  // The texts of the elements and of the rows that stand for one
+  // expansion; a code without a character fails here (1).
+  ListedText *texts = nullptr;
+  int32_t text_count = 0, text_capacity = 0;
+  struct FreeTexts {
+    ListedText *&t;
+    ~FreeTexts() { _vl_free_ptr(t); }
+  } free_texts{texts};
+  auto add_text = [&](int32_t row, const vl_wchar *chars, uint32_t n) {
+    ListedText t;
+    t.row = row;
+    t.length = codes_text(h, chars, n, reinterpret_cast<char *>(t.text));
+    if (t.length < 0) return -1;
+    const bool ignored_row = l.ignored_row(row);
+    const int32_t k = l.class_of_row(row);
+    if (!ignored_row && k < 0) return 0;
+    if (!push(texts, text_count, text_capacity, t)) return fail(h, VL_ENOMEM);
+    counts.add(ignored_row, k, t.length);
+    return 0;
+  };
+  for (int32_t i = 0; i < c.num_coll_elems; ++i)
+    if (add_text(c.coll_elems[i].row, c.coll_elems[i].chars, c.coll_elems[i].count) != 0) return -1;
   for (int32_t i = 0; i < s.exps.count; ++i) {
     const exp_pair &p = s.exps.pairs[i];
     if (p.index >= c.num_expansions) continue;  // a row of all ones: no expansion behind it
-    const coll_exp_record &x = c.expansions[p.index];
-    const int32_t n = codes_text(h, x.chars, x.count, text);
-    if (n < 0) return -1;
-    if (save_impl(h, &s.ignored, &s.classes, p.row, text, n, &s.index) != 0) return -1;
+    if (add_text(p.row, c.expansions[p.index].chars, c.expansions[p.index].count) != 0) return -1;
   }
-  unsigned char path[vls::tree::kMaxChar];
-  if (enumerate_impl(h, &s.ignored, &s.classes, path, 0, &s.index) != 0) return -1;
-  return take_lists(h, s.ignored, s.classes);
-}
+  unsigned char path[vls::tree::kMaxChar + 4] = {};
+  NodeMap<Found> found;
+  const multi_t *t = h->coll_rows;
+  if (t && t->root) walk_listed<true>(t, t->root, path, 0, l, found, &counts, nullptr);
 
-// The handle's lists of ignored characters and equivalent pairs. On a
-// failure the strings gathered into the classes so far go with them: the
-// scratch clean-up frees only the classes' arrays, as the handle owns the
-// strings once they are handed over.
-int derive_lists(vl_locale_t *h, Scratch &s) {
-  if (s.ignored.count == 0 && s.classes.count == 0) return 0;
-  if (derive_lists_into(h, s) == 0) return 0;
-  for (int32_t i = 0; i < s.classes.count; ++i) {
-    row_set &k = s.classes.classes[i];
-    for (int32_t j = 0; j < k.char_count; ++j) _vl_free_ptr(k.chars[j]);
-    k.char_count = 0;
+  // The pairs are made when the strings outnumber the classes; a class of
+  // n strings gives n - 1 of them.
+  int64_t total = -static_cast<int64_t>(classes);
+  for (size_t k = 0; k < classes; ++k) total += count[k];
+  const bool with_pairs = total > 0;
+  int32_t pair_count = 0;
+  size_t string_bytes = counts.ignored_bytes;
+  if (with_pairs)
+    for (size_t k = 0; k < classes; ++k) {
+      first_pair[k] = pair_count;
+      if (count[k] < 2) continue;
+      pair_count += count[k] - 1;
+      string_bytes += bytes[k];
+    }
+  if (counts.ignored == 0 && !with_pairs) return 0;
+  const size_t list_bytes = counts.ignored > 0 ? sizeof(char *) * (static_cast<size_t>(counts.ignored) + 1) : 0;
+  const size_t pair_bytes = with_pairs ? sizeof(vl_equiv_pair) * (static_cast<size_t>(pair_count) + 1) : 0;
+  char *block = static_cast<char *>(_vl_alloc_ptr(list_bytes + pair_bytes + string_bytes + vls::tree::kMaxChar));
+  if (!block) return fail(h, VL_ENOMEM);
+  auto *list = list_bytes ? reinterpret_cast<char **>(block) : nullptr;
+  auto *pairs = pair_bytes ? reinterpret_cast<vl_equiv_pair *>(block + list_bytes) : nullptr;
+  char *strings = block + list_bytes + pair_bytes;
+  Fill fill{count, first_pair, seen, at, last, list, strings, pairs, with_pairs};
+  char *next = strings + counts.ignored_bytes;
+  for (size_t k = 0; k < classes; ++k) {
+    at[k] = last[k] = nullptr;
+    if (!with_pairs || count[k] < 2) continue;
+    at[k] = next;
+    next += bytes[k];
+    last[k] = next - last_length[k] - 4;
   }
-  return -1;
+  for (int32_t i = 0; i < text_count; ++i)
+    fill.add(l.ignored_row(texts[i].row), l.class_of_row(texts[i].row), texts[i].text, texts[i].length);
+  if (t && t->root) walk_listed<false>(t, t->root, path, 0, l, found, nullptr, &fill);
+  if (list) {
+    list[counts.ignored] = nullptr;
+    h->coll_sb_tables[0] = list;
+  }
+  if (pairs) {
+    pairs[pair_count] = {nullptr, nullptr};
+    h->coll_sb_tables[1] = pairs;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -507,8 +797,9 @@ int derive_lists(vl_locale_t *h, Scratch &s) {
 extern "C" {
 
 VLS_API int read_coll_elem(vl_locale_t *h, void *stream, coll_elem *elem) {
-  const uint32_t count = _vl_get_hex(stream, 1);
-  elem->row = static_cast<uint16_t>(_vl_get_hex(stream, 4));
+  HexReader in(stream);
+  const uint32_t count = in.get(1);
+  elem->row = static_cast<uint16_t>(in.get(4));
   if (elem->row > h->collate.max_row) return fail(h, VL_EBADFILE);
   if (read_codes(h, stream, count, &elem->chars) != 0) return -1;
   elem->count = count;
@@ -516,7 +807,7 @@ VLS_API int read_coll_elem(vl_locale_t *h, void *stream, coll_elem *elem) {
 }
 
 VLS_API int read_expansion(vl_locale_t *h, void *stream, coll_exp_record *exp) {
-  const uint32_t count = _vl_get_hex(stream, 1);
+  const uint32_t count = HexReader(stream).get(1);
   if (read_codes(h, stream, count, &exp->chars) != 0) return -1;
   exp->count = count;
   return 0;
@@ -551,7 +842,7 @@ VLS_API int register_class(vl_locale_t *h, class_set *classes, int32_t new_row, 
 
 VLS_API int save(vl_locale_t *h, row_set *ignored, class_set *classes, int32_t row, const char *bytes,
                  int32_t length) {
-  return save_impl(h, ignored, classes, row, bytes, length, nullptr);
+  return save_impl(h, ignored, classes, row, bytes, length);
 }
 
 VLS_API int get_chars_row(const multi_t *tree, const unsigned char *bytes, int32_t length, int32_t *row_out) {
@@ -574,7 +865,7 @@ VLS_API int get_chars_row(const multi_t *tree, const unsigned char *bytes, int32
 
 VLS_API int enumerate_codepoints(vl_locale_t *h, row_set *ignored, class_set *classes, unsigned char *bytes,
                                  int32_t depth) {
-  return enumerate_impl(h, ignored, classes, bytes, depth, nullptr);
+  return enumerate_impl(h, ignored, classes, bytes, depth);
 }
 
 VLS_API void cleanup_rows(row_set *set) {
@@ -689,8 +980,12 @@ VLS_API int read_collate(void *stream, vl_locale_t *h) {
     return r;
   }
   if (read_counts(stream, h) != 0 || read_pass_flags(stream, h) != 0 || read_records(stream, h) != 0) return -1;
-  if (!rows_in_range(h->coll_rows, h->coll_rows->root, c.max_row, 1) || !root_rows_in_range(h->coll_rows, c.max_row))
-    return fail(h, VL_EBADFILE);
+  {
+    NodeMap<bool> seen;
+    if (!rows_in_range(h->coll_rows, h->coll_rows->root, c.max_row, 1, seen) ||
+        !root_rows_in_range(h->coll_rows, c.max_row))
+      return fail(h, VL_EBADFILE);
+  }
   Scratch s;
   if (c.codeset_order == 1) {
     read_code_order_rows(stream, c);
