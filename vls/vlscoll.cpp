@@ -663,32 +663,21 @@ struct LazyParallel {
   }
 };
 
-// The state of next_weight over a decoded string (of at least one
-// character) from its character `k` on, and the same steps.
-struct RowCursor {
-  const vl_wchar *codes;
-  const int32_t *rows;
-  LazyParallel *par;
+// next_weight's steps over one side of a comparison. The side gives its
+// characters' codes, rows and element marks by index, tells where the
+// characters end, and its direction (Side::step, +1 or -1).
+template <typename Side>
+struct StepCursor {
+  Side side;
   const uint16_t *weights;
   const coll_exp_record *exp = nullptr;
-  int32_t i, last, step, k, exp_index = 0;
-  bool done = false;
+  int32_t i, exp_index = 0;
+  bool done;
 
-  RowCursor(const Decoded &d, int32_t from, LazyParallel &lp, uint32_t flags, const uint16_t *w)
-      : codes(d.codes + from), rows(d.row() + from), par(lp.par.p ? &lp : nullptr), weights(w), k(from) {
-    const int32_t len = d.size - from;
-    if (flags & 1) {
-      i = 0;
-      last = len - 1;
-      step = 1;
-    } else {
-      i = len - 1;
-      last = 0;
-      step = -1;
-    }
-  }
+  StepCursor(const Side &s, const uint16_t *w, int32_t first) : side(s), weights(w), i(first), done(s.ended(first)) {}
 
   uint16_t next(vl_locale_t *h, vl_wchar &code) {
+    const int32_t step = side.step();
     int32_t entered = 0;
     while (!done) {
       int32_t source = 1;
@@ -699,13 +688,13 @@ struct RowCursor {
         exp_index += step;
         if (exp_index < 0 || exp_index >= static_cast<int32_t>(exp->count)) exp = nullptr;
         row = code_row(h, c);
-      } else if (const parallel_entry *e = par ? par->at(k + i) : nullptr; e && e->elem) {
+      } else if (const coll_elem *e = side.elem(i)) {
         c = 1;
-        row = e->elem->row;
-        source = static_cast<int32_t>(e->elem->count);
+        row = e->row;
+        source = static_cast<int32_t>(e->count);
       } else {
-        c = codes[i];
-        row = rows[i];
+        c = side.code(i);
+        row = side.row(i);
         if (row == kNoRowError) set_error(h, VL_EILSEQ);
       }
       if (row < 0) break;
@@ -721,7 +710,7 @@ struct RowCursor {
       }
       if (!exp) {
         i += source * step;
-        if ((last - i) * step < 0) done = true;
+        done = side.ended(i);
         entered = 0;
       }
       if (w != 1) {
@@ -732,6 +721,32 @@ struct RowCursor {
     done = true;
     code = 0;
     return 0;
+  }
+};
+
+// A decoded string (of at least one character) from its character `k` on,
+// in the pass's direction.
+struct DecodedSide {
+  const vl_wchar *codes;
+  const int32_t *rows;
+  LazyParallel *par;
+  int32_t k, last, dir;
+  int32_t step() const { return dir; }
+  bool ended(int32_t i) const { return (last - i) * dir < 0; }
+  vl_wchar code(int32_t i) const { return codes[i]; }
+  int32_t row(int32_t i) const { return rows[i]; }
+  const coll_elem *elem(int32_t i) const { return par ? par->at(k + i)->elem : nullptr; }
+};
+
+// The cursor of next_weight over a decoded string from its character
+// `from` on.
+struct RowCursor : StepCursor<DecodedSide> {
+  RowCursor(const Decoded &d, int32_t from, LazyParallel &lp, uint32_t flags, const uint16_t *w)
+      : StepCursor(side_of(d, from, lp, flags), w, (flags & 1) ? 0 : d.size - from - 1) {}
+  static DecodedSide side_of(const Decoded &d, int32_t from, LazyParallel &lp, uint32_t flags) {
+    const int32_t len = d.size - from;
+    return {d.codes + from, d.row() + from, lp.par.p ? &lp : nullptr, from, (flags & 1) ? len - 1 : 0,
+            (flags & 1) ? 1 : -1};
   }
 };
 
@@ -958,60 +973,19 @@ class LazySide {
   parallel_entry local_par_[kLocalChars];
 };
 
+// A lazily decoded side, read forward.
+struct LazyRef {
+  LazySide *s;
+  static constexpr int32_t step() { return 1; }
+  bool ended(int32_t i) const { return !s->has(i); }
+  vl_wchar code(int32_t i) const { return s->code(i); }
+  int32_t row(int32_t i) const { return s->row(i); }
+  const coll_elem *elem(int32_t i) const { return s->elem(i); }
+};
+
 // next_weight forward over a lazily decoded side from its character 0.
-struct LazyCursor {
-  LazySide &s;
-  const uint16_t *weights;
-  const coll_exp_record *exp = nullptr;
-  int32_t i = 0, exp_index = 0;
-  bool done;
-
-  LazyCursor(LazySide &side, const uint16_t *w) : s(side), weights(w), done(!side.has(0)) {}
-
-  uint16_t next(vl_locale_t *h, vl_wchar &code) {
-    int32_t entered = 0;
-    while (!done) {
-      int32_t source = 1;
-      vl_wchar c;
-      int32_t row;
-      if (exp) {
-        c = exp->chars[exp_index++];
-        if (exp_index >= static_cast<int32_t>(exp->count)) exp = nullptr;
-        row = code_row(h, c);
-      } else if (const coll_elem *e = s.elem(i)) {
-        c = 1;
-        row = e->row;
-        source = static_cast<int32_t>(e->count);
-      } else {
-        c = s.code(i);
-        row = s.row(i);
-        if (row == kNoRowError) set_error(h, VL_EILSEQ);
-      }
-      if (row < 0) break;
-      uint16_t w = weights[row];
-      if (w & kExpansion) {
-        if (++entered > h->collate.num_expansions) {
-          set_error(h, VL_EILSEQ);
-          break;
-        }
-        exp = &h->collate.expansions[w & kMask];
-        exp_index = 0;
-        w = 1;
-      }
-      if (!exp) {
-        i += source;
-        done = !s.has(i);
-        entered = 0;
-      }
-      if (w != 1) {
-        code = c;
-        return w;
-      }
-    }
-    done = true;
-    code = 0;
-    return 0;
-  }
+struct LazyCursor : StepCursor<LazyRef> {
+  LazyCursor(LazySide &side, const uint16_t *w) : StepCursor(LazyRef{&side}, w, 0) {}
 };
 
 // The first pass of a forward comparison read straight from the bytes, as
