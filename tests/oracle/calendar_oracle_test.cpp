@@ -15,17 +15,9 @@
 // Those days are left out of the comparison (the test expects ICU to
 // depart on each of them, or on none), and the table test checks the new
 // year 5807 and the first of Kislev 5806 by their dates.
-#include <gtest/gtest.h>
+#include "vlstest.h"
 
 #include <unicode/ucal.h>
-
-#include <cstdint>
-#include <cstring>
-#include <set>
-#include <string>
-
-#include <vls/vlstime.h>
-#include <vls/vlstmfmt.h>
 
 namespace {
 

@@ -17,37 +17,17 @@
 // Lighter where it runs slowly (32-bit under qemu, sanitizers): fewer
 // random pairs and a smaller sample; VLS_COLLATE_ORACLE_PAIRS sets the
 // number of random pairs.
-#include <gtest/gtest.h>
-
-#include <locale.h>
-#include <wchar.h>
-#include <wctype.h>
-
-#include <algorithm>
-#include <cstring>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-#include <vector>
-
-#include <vls/vls.h>
-#include <vls/vlscoll.h>
-#include <vls/vlsmbwc.h>
-#include <vls/vlsmulti.h>
 
 #include "glibc_pair.h"
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSlow = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kSlow = true;
-#else
-constexpr bool kSlow = sizeof(void *) == 4;
+#ifndef __has_feature
+#define __has_feature(x) 0
 #endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || __has_feature(address_sanitizer) || \
+    __has_feature(thread_sanitizer)
+constexpr bool kSlow = true;
 #else
 constexpr bool kSlow = sizeof(void *) == 4;
 #endif
@@ -102,23 +82,8 @@ class CollateOracle : public Pair {
 
   size_t pick(size_t n) { return static_cast<size_t>(rng() % n); }
 
-  // glibc's wide value and its key, and the library's.
-  wchar_t g_wide(const std::string &s) {
-    mbstate_t st{};
-    wchar_t wc = 0;
-    locale_t old = uselocale(g);
-    size_t r = mbrtowc(&wc, s.data(), s.size(), &st);
-    uselocale(old);
-    return r == s.size() ? wc : 0;
-  }
-  std::string g_mb(wchar_t wc) {
-    char buf[MB_LEN_MAX];
-    mbstate_t st{};
-    locale_t old = uselocale(g);
-    size_t n = wcrtomb(buf, wc, &st);
-    uselocale(old);
-    return n == static_cast<size_t>(-1) ? std::string() : std::string(buf, n);
-  }
+  bool alpha(const std::string &s) { return iswalpha_l(static_cast<wint_t>(g_wide(g, s)), g); }
+  // glibc's key and the library's.
   std::string g_key(const std::string &s) {
     size_t n = strxfrm_l(nullptr, s.c_str(), 0, g);
     std::string k(n + 1, '\0');
@@ -134,10 +99,11 @@ class CollateOracle : public Pair {
     k.resize(static_cast<size_t>(n));
     return k;
   }
-  std::string v_mb(vl_wchar w) {
-    char buf[8];
-    int n = vl_full_wctomb(h, buf, w);
-    return n <= 0 ? std::string() : std::string(buf, static_cast<size_t>(n));
+  // The characters of collating element i, and its first one.
+  std::string elem(int32_t i, bool first = false) {
+    std::string e;
+    for (uint32_t k = 0; k < (first ? 1 : h->collate.coll_elems[i].count); ++k) e += v_mb(h, h->collate.coll_elems[i].chars[k]);
+    return e;
   }
   // The characters of the codeset that both sides accept, without NUL.
   std::vector<std::string> chars() {
@@ -145,7 +111,7 @@ class CollateOracle : public Pair {
     std::string prefix;
     walk(h->ctype.ctype_tree->root, prefix, all);
     for (const auto &s : all)
-      if (s.find('\0') == std::string::npos && g_wide(s) != 0) out.push_back(s);
+      if (s.find('\0') == std::string::npos && g_wide(g, s) != 0) out.push_back(s);
     return out;
   }
   // The collation row of a character, or -1.
@@ -189,7 +155,7 @@ std::vector<std::string> CollateOracle::corpus() {
   std::map<std::string, std::vector<std::string>> groups;
   std::vector<std::string> letters;
   for (const auto &s : out)
-    if (iswalpha_l(static_cast<wint_t>(g_wide(s)), g)) {
+    if (alpha(s)) {
       letters.push_back(s);
       std::string k = g_key(s);
       groups[k.substr(0, k.find('\1'))].push_back(s);
@@ -227,8 +193,8 @@ std::vector<std::string> CollateOracle::corpus() {
     out.push_back(join(word));
     std::vector<std::string> up = word;
     for (auto &x : up) {
-      std::string u = g_mb(static_cast<wchar_t>(towupper_l(static_cast<wint_t>(g_wide(x)), g)));
-      if (!u.empty() && g_wide(u) != 0) x = u;
+      std::string u = g_mb(g, static_cast<wchar_t>(towupper_l(static_cast<wint_t>(g_wide(g, x)), g)));
+      if (!u.empty() && g_wide(g, u) != 0) x = u;
     }
     out.push_back(join(up));
     std::vector<std::string> cap = word;
@@ -251,12 +217,9 @@ std::vector<std::string> CollateOracle::corpus() {
   // Collating elements and expansions, alone and among letters, and an
   // element's characters apart.
   std::vector<std::string> special;
-  const collate_category &c = h->collate;
-  for (int32_t i = 0; i < c.num_coll_elems; ++i) {
-    std::string e;
-    for (uint32_t k = 0; k < c.coll_elems[i].count; ++k) e += v_mb(c.coll_elems[i].chars[k]);
-    special.push_back(e);
-    if (c.coll_elems[i].count > 1) special.push_back(v_mb(c.coll_elems[i].chars[0]) + "-" + e.substr(v_mb(c.coll_elems[i].chars[0]).size()));
+  for (int32_t i = 0; i < h->collate.num_coll_elems; ++i) {
+    special.push_back(elem(i));
+    if (h->collate.coll_elems[i].count > 1) special.push_back(elem(i, true) + "-" + elem(i).substr(elem(i, true).size()));
   }
   for (const auto &s : cs)
     if (expands(s)) special.push_back(s);
@@ -356,13 +319,9 @@ TEST_P(CollateOracle, SingleBytePathIsTheEngine) {
   std::vector<std::string> pool;
   for (int b = 1; b < 256; ++b) {
     std::string s(1, static_cast<char>(b));
-    if (iswalpha_l(static_cast<wint_t>(g_wide(s)), g) || expands(s)) pool.push_back(s);
+    if (alpha(s) || expands(s)) pool.push_back(s);
   }
-  for (int32_t i = 0; i < h->collate.num_coll_elems; ++i) {
-    std::string e;
-    for (uint32_t k = 0; k < h->collate.coll_elems[i].count; ++k) e += v_mb(h->collate.coll_elems[i].chars[k]);
-    pool.push_back(e);
-  }
+  for (int32_t i = 0; i < h->collate.num_coll_elems; ++i) pool.push_back(elem(i));
   // Some strings repeat one piece: runs of a letter, an element or an
   // expanding character.
   auto gen = [&] {
@@ -426,7 +385,7 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
   std::vector<std::string> pool, cs = chars();
   std::shuffle(cs.begin(), cs.end(), rng);
   for (const auto &s : cs)
-    if (pool.size() < 300 && (s.size() > 1 || iswalpha_l(static_cast<wint_t>(g_wide(s)), g) || expands(s)))
+    if (pool.size() < 300 && (s.size() > 1 || alpha(s) || expands(s)))
       pool.push_back(s);
   // Elements whole and their characters apart, so that a shared head can
   // end inside an element of one side.
@@ -435,12 +394,8 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
   std::shuffle(elems.begin(), elems.end(), rng);
   if (elems.size() > 100) elems.resize(100);
   for (int32_t i : elems) {
-    std::string e;
-    for (uint32_t k = 0; k < h->collate.coll_elems[i].count; ++k) {
-      e += v_mb(h->collate.coll_elems[i].chars[k]);
-      pool.push_back(v_mb(h->collate.coll_elems[i].chars[k]));
-    }
-    pool.push_back(e);
+    for (uint32_t k = 0; k < h->collate.coll_elems[i].count; ++k) pool.push_back(v_mb(h, h->collate.coll_elems[i].chars[k]));
+    pool.push_back(elem(i));
   }
   auto gen = [&](size_t most) {
     std::string s;

@@ -4,16 +4,11 @@
 #ifndef VLS_TEST_GLIBC_PAIR_H
 #define VLS_TEST_GLIBC_PAIR_H
 
-#include <gtest/gtest.h>
+#include "vlstest.h"
 
 #include <locale.h>
-
-#include <cctype>
-#include <string>
-#include <vector>
-
-#include <vls/libvls.h>
-#include <vls/vlsmulti.h>
+#include <wchar.h>
+#include <wctype.h>
 
 // glibc's newlocale keeps the split LOCPATH list it builds (argz) when
 // LOCPATH is set; that is glibc's, not ours.
@@ -36,10 +31,27 @@ inline std::string case_name(const ::testing::TestParamInfo<Case> &info) {
   return n;
 }
 
-inline std::string hex(const std::string &b) {
-  std::string o;
-  for (unsigned char c : b) o += "0123456789abcdef"[c >> 4], o += "0123456789abcdef"[c & 15];
-  return o.empty() ? "(empty)" : o;
+using vlstest::hex;
+
+// glibc's wide value of a whole character (0 if none), its multibyte form
+// of a wide one and the library's ("" if none).
+inline wchar_t g_wide(locale_t g, const std::string &s) {
+  mbstate_t st{};
+  wchar_t wc = 0;
+  const locale_t old = uselocale(g);
+  const size_t r = mbrtowc(&wc, s.data(), s.size(), &st);
+  return uselocale(old), r == s.size() ? wc : 0;
+}
+inline std::string g_mb(locale_t g, wchar_t wc) {
+  char buf[MB_LEN_MAX];
+  mbstate_t st{};
+  const locale_t old = uselocale(g);
+  const size_t n = wcrtomb(buf, wc, &st);
+  return uselocale(old), n == static_cast<size_t>(-1) ? std::string() : std::string(buf, n);
+}
+inline std::string v_mb(vl_locale_t *h, vl_wchar w) {
+  char buf[8];
+  return std::string(buf, static_cast<size_t>(std::max(vl_full_wctomb(h, buf, w), 0)));
 }
 
 // Every character of the library's tree, by walking its nodes.

@@ -8,21 +8,10 @@
 // (done, no mapping, truncated, no room) must agree, except for the
 // deviations of docs/locale-deviations.md, "Conversion"; their counts print
 // as "[iconv] <pair> <id>: <count>".
-#include <gtest/gtest.h>
+#include "vlstest.h"
 
 #include <errno.h>
 #include <iconv.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <map>
-#include <string>
-#include <vector>
-
-#include <vls/vls.h>
-#include <vls/vlscv.h>
-
-#include "vlstest.h"
 
 namespace {
 
@@ -157,12 +146,7 @@ std::string deviation(const Case &c, const std::string &in, const Result &g, con
   return "";
 }
 
-std::string hex(const std::string &s) {
-  std::string o;
-  char h[4];
-  for (unsigned char b : s) snprintf(h, sizeof h, " %02x", b), o += h;
-  return o;
-}
+using vlstest::hex;
 
 const long kShow = getenv("VLS_ICONV_SHOW") ? atol(getenv("VLS_ICONV_SHOW")) : 10;
 
@@ -201,7 +185,7 @@ void compare(const Case &c, conv_object *cv) {
       std::string id = deviation(c, in, gr, lr);
       if (!id.empty()) ++counts[id];
       else if (++faults <= kShow)
-        ADD_FAILURE() << "input" << hex(in) << ": glibc " << gr.status << "/" << gr.consumed << "/" << hex(gr.out)
+        ADD_FAILURE() << "input " << hex(in) << ": glibc " << gr.status << "/" << gr.consumed << "/" << hex(gr.out)
                       << ", library " << lr.status << "/" << lr.consumed << "/" << hex(lr.out);
     }
   }

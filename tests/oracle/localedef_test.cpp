@@ -4,20 +4,6 @@
 // transliteration of strings), the charmap syntax (ranges, WIDTH, gzip),
 // the written file as the library reads it, and clear failures with file
 // and line for bad input.
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-#include <sys/wait.h>
-
-#include <cstring>
-#include <string>
-
-#include <vls/vls.h>
-#include <vls/vlscat.h>
-#include <vls/vlscoll.h>
-#include <vls/vlsctype.h>
-#include <vls/vlsmbwc.h>
-
 #include "vlstest.h"
 
 using vlstest::TempDir;
@@ -35,12 +21,6 @@ Result compile(const TempDir &d, const std::string &args) {
 // xx_XX in TEST-EUC as the library's ujis, to d/name.
 Result compile_xx(const TempDir &d, const std::string &name, const std::string &flags = "") {
   return compile(d, flags + " -i xx_XX -I " + kData + " --charmaps " + kData + " -f TEST-EUC --codeset ujis " + d.file(name));
-}
-
-std::string hexs(const char *s) {
-  std::string o;
-  for (; s && *s; ++s) o += "0123456789abcdef"[(*s >> 4) & 15], o += "0123456789abcdef"[*s & 15];
-  return o;
 }
 
 struct Loaded {
@@ -90,13 +70,13 @@ TEST(Localedef, CompilesAndLoads) {
   // Strings: transliteration for characters outside the charmap; -1 for "not given".
   vlconv *c = vl_localeconv(h);
   struct Text { std::string got, want; } texts[] = {
-      {c->decimal_point, ","}, {hexs(c->thousands_sep), "a1a3"}, {c->currency_symbol, "EUR"}, {c->grouping, "\3\3"},
+      {c->decimal_point, ","}, {vlstest::hex(c->thousands_sep), "a1a3"}, {c->currency_symbol, "EUR"}, {c->grouping, "\3\3"},
       {std::to_string(c->frac_digits) + " " + std::to_string(c->p_cs_precedes) + " " + std::to_string(c->n_sign_posn), "2 127 127"},
-      {c->num_negative_sign, "-"}, {vl_nl_langinfo(h, VL_YESSTR), "ja"}, {hexs(vl_nl_langinfo(h, VL_NOSTR)), "6e65696e2fa1a2a1a1"},
+      {c->num_negative_sign, "-"}, {vl_nl_langinfo(h, VL_YESSTR), "ja"}, {vlstest::hex(vl_nl_langinfo(h, VL_NOSTR)), "6e65696e2fa1a2a1a1"},
       // time: escapes, continued lists, literal UTF-8 in strings, eras
-      {h->time.day[4], "Donnerstag"}, {hexs(h->time.abmon[2]), "4da1a272"}, {hexs(h->time.mon[2]), "4da1a2727a"},
+      {h->time.day[4], "Donnerstag"}, {vlstest::hex(h->time.abmon[2]), "4da1a272"}, {vlstest::hex(h->time.mon[2]), "4da1a2727a"},
       {h->time.d_fmt, "%d.%m.%Y"}, {std::to_string(h->time.era_count) + std::to_string(h->time.alt_digits_count), "12"},
-      {h->time.era_strings[0], "+:1:2000/01/01:+*:\xa4\xa1:\xa4\xa1:%EC %Ey"}, {hexs(h->time.alt_digits[1]), "a4a2"}};
+      {h->time.era_strings[0], "+:1:2000/01/01:+*:\xa4\xa1:\xa4\xa1:%EC %Ey"}, {vlstest::hex(h->time.alt_digits[1]), "a4a2"}};
   for (const Text &t : texts) EXPECT_EQ(t.got, t.want);
 }
 

@@ -5,26 +5,11 @@
 // the build runs this test in the 64-bit configuration only, since each
 // UTF-8 locale takes a few seconds to compile (500 pairs: some 20 minutes
 // of CPU time). VLS_SKIP_SWEEP=1 in the environment skips it.
-#include <gtest/gtest.h>
+#include "vlstest.h"
 
-#include <sys/wait.h>
-
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <vls/vls.h>
-#include <vls/vlscat.h>
-#include <vls/vlsspec.h>
-
-#include "vlstest.h"
 
 using vlstest::TempDir;
 

@@ -8,16 +8,6 @@
 // it (vls --unicode), all but sort, whose order is then ICU's.
 // Known differences are listed in docs/locale-deviations.md ("The vls
 // command") and left out here.
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "vlstest.h"
 
 namespace {

@@ -1,9 +1,5 @@
 #include "lcofix.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-
 #include "lcowriter.h"
 #include "timefix.h"
 

@@ -5,12 +5,7 @@
 #ifndef VLS_TEST_LCOFIX_H
 #define VLS_TEST_LCOFIX_H
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
-#include <vls/vls.h>
-#include <vls/vlsctype.h>
+#include "vlstest.h"
 
 namespace vlstest {
 

@@ -4,15 +4,6 @@
 #ifndef VLS_TEST_SHIPPED_H
 #define VLS_TEST_SHIPPED_H
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <initializer_list>
-#include <string>
-#include <vector>
-
-#include <vls/vlsmbwc.h>
-
 #include "vlstest.h"
 
 namespace vlstest {

@@ -3,12 +3,6 @@
 #ifndef VLS_TEST_STRFIX_H
 #define VLS_TEST_STRFIX_H
 
-#include <functional>
-#include <random>
-#include <string>
-#include <type_traits>
-#include <vector>
-
 #include "lcofix.h"
 #include "threelocales.h"
 

@@ -4,11 +4,6 @@
 #ifndef VLS_TEST_THREELOCALES_H
 #define VLS_TEST_THREELOCALES_H
 
-#include <gtest/gtest.h>
-
-#include <initializer_list>
-#include <string>
-
 #include "lcofix.h"
 
 namespace vlstest {

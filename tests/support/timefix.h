@@ -3,9 +3,6 @@
 #ifndef VLS_TEST_TIMEFIX_H
 #define VLS_TEST_TIMEFIX_H
 
-#include <string>
-#include <vector>
-
 #include "lcofix.h"
 
 namespace vlstest {

@@ -1,15 +1,6 @@
 #include "vlstest.h"
 
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 extern "C" __attribute__((weak)) void __gcov_dump(void);

@@ -1,13 +1,38 @@
-// Shared helpers of the test suites.
+// Shared helpers of the test suites, and what every suite includes: the
+// test framework, the library's interface and the standard headers in use.
 #ifndef VLS_TEST_SUPPORT_H
 #define VLS_TEST_SUPPORT_H
 
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
 #include <functional>
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
 #include <string>
+#include <thread>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
-#include <vls/vls.h>
+#include <vls/libvls.h>
 
 namespace vlstest {
 
@@ -26,6 +51,13 @@ class TempDir {
 };
 
 std::string read_file(const std::string &path);
+
+// Bytes as hex digits, "(empty)" for none.
+inline std::string hex(const std::string &b) {
+  std::string o;
+  for (unsigned char c : b) o += "0123456789abcdef"[c >> 4], o += "0123456789abcdef"[c & 15];
+  return o.empty() ? "(empty)" : o;
+}
 
 // What a program run by run_program did: its exit status (-1 when it did
 // not exit) and what it wrote on standard output and standard error.
