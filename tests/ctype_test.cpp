@@ -1,16 +1,8 @@
 // Character classes and case: the LC_CTYPE reader, class names, and the
 // wide and multibyte classification and case functions, checked on every
 // character of the fixture codesets against their descriptions.
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <map>
-
-#include <vls/vlsctype.h>
-#include <vls/vlsmbwc.h>
 
 #include "strfix.h"
-#include "vlstest.h"
 
 using namespace vlstest;
 

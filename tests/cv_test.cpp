@@ -1,23 +1,9 @@
 // Conversion objects: the ".cvo" reader on damaged files, the converters on
 // small hand-made objects (one per kind of converter), resumption across
 // pieces, measuring against writing, opening and closing.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstring>
-#include <random>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include <vls/vls.h>
-#include <vls/vlsclient.h>
-#include <vls/vlscv.h>
-#include <vls/vlsutils.h>
-#include <vls/vlsvlu.h>
+#include "vlstest.h"
 
 #include "cvowriter.h"
-#include "vlstest.h"
 
 namespace {
 

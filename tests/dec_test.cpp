@@ -1,9 +1,7 @@
 // Decimal record and the locale-free conversions: the documented quirks, bounds
 // and fixed forms, as operations of dec_model/decops.h with their results. The
 // arithmetic at large is checked against the reference model (tests/decmodel.py).
-#include <gtest/gtest.h>
-
-#include <string.h>
+#include "vlstest.h"
 
 #include "dec_model/decops.h"
 

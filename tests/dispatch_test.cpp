@@ -3,14 +3,7 @@
 // LC_CTYPE bridge locale (vl_full_mbschr and the collation forms with the
 // LC_COLLATE one), and a positive status becomes the handle's error number.
 // The bridge table is filled in-process with stubs that record their call.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-#include <tuple>
-#include <type_traits>
-
-#include <vls/libvls.h>
+#include "vlstest.h"
 
 #include "bridge/tbbridge.h"
 

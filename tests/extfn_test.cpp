@@ -1,14 +1,6 @@
 // Host function table. The table is process-wide and its flag never returns
 // to 0: under CTest every test runs in a process of its own, and run as one
 // binary the untouched table is tested first.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <ctime>
-#include <vector>
-
-#include <vls/vls.h>
-
 #include "vlstest.h"
 
 namespace {

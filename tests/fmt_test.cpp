@@ -3,17 +3,6 @@
 // entries (which must agree); the C library's own output as the model of
 // plain conversions; group planning; the directive scanner; size, count
 // and error rules, with their documented quirks.
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cmath>
-#include <cstdio>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <vls/vlsfmt.h>
-#include <vls/vlsmbwc.h>
 
 #include "lcofix.h"
 #include "shipped.h"

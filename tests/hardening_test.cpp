@@ -1,13 +1,5 @@
 // Hostile names and damaged compiled files: each row once wrote or read
 // outside a buffer (or shifted out of range) under the sanitizer build.
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <string>
-
-#include <vls/vlscat.h>
-#include <vls/vlsctype.h>
-#include <vls/vls.h>
 
 #include "lcofix.h"
 

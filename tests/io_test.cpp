@@ -1,16 +1,8 @@
 // Stream character I/O: characters and lines read from streams and through
 // a byte reader agree with in-memory reads of the same bytes, and writes
 // give the bytes; a table of line limits, stream failures and damaged input.
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstring>
-
-#include <vls/vlsio.h>
-#include <vls/vlsmbwc.h>
 
 #include "strfix.h"
-#include "vlstest.h"
 
 namespace {
 

@@ -1,19 +1,9 @@
 // Locale object files: the frame, whole-locale and per-category loads,
 // damaged files with their error numbers and log lines, specifications,
 // codeset checks, sharing and release.
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <cstring>
-
-#include <vls/vlscat.h>
-#include <vls/vlsmbwc.h>
-#include <vls/vlsutils.h>
 
 #include "lcofix.h"
 #include "timefix.h"
-#include "vlstest.h"
 
 using namespace vlstest;
 

@@ -1,13 +1,5 @@
 // The locale handle: the null locale, character length through the LC_CTYPE
 // tree, the derived flags, tables and function pointers, static handles.
-#include <gtest/gtest.h>
-
-#include <cstring>
-
-#include <vls/vlscat.h>
-#include <vls/vlscoll.h>
-#include <vls/vlsmbwc.h>
-#include <vls/vlsvlu.h>
 
 #include "threelocales.h"
 

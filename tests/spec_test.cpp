@@ -1,17 +1,5 @@
 // Locale naming: the registry reader and its caches, codeset numbers and
 // CCSIDs, and the locale specification forms with their file names.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <string>
-#include <unistd.h>
-
-#include <vls/vls.h>
-#include <vls/vlsext.h>
-#include <vls/vlsspec.h>
-#include <vls/vlsutils.h>
-
 #include "vlstest.h"
 
 namespace {

@@ -3,15 +3,6 @@
 // handles in several threads at once is race-free (the ThreadSanitizer
 // build of scripts/test runs this suite) and gives the answers that one
 // thread alone gives.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <vls/libvls.h>
-
 #include "vlstest.h"
 
 using namespace vlstest;

@@ -1,24 +1,9 @@
 // Time category: the section reader and its failures, eras, alternative
 // digits, wide forms, lookup caches, sharing between handles, loading
 // through the locale file frame and the language information items.
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
-
-#include <vls/vlscat.h>
-#include <vls/vlsmbwc.h>
-#include <vls/vlstime.h>
 
 #include "lcofix.h"
 #include "timefix.h"
-#include "vlstest.h"
 
 using namespace vlstest;
 

@@ -3,14 +3,6 @@
 // has, and the shipped Hebrew- and Islamic-calendar locales formatting a
 // date in their calendar. Every day of 1900 to 2100 is checked against ICU
 // by tests/oracle/calendar_oracle_test.cpp.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-
-#include <vls/vlstime.h>
-#include <vls/vlstmfmt.h>
-
 #include "vlstest.h"
 
 using namespace vlstest;

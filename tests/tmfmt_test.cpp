@@ -3,19 +3,6 @@
 // eras and alternative digits; the multibyte and wide entries agree, the
 // measuring mode bounds what is written, a size of exactly the length
 // fails; the C library's strftime is the model of the directives it shares.
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstring>
-#include <ctime>
-#include <memory>
-#include <random>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include <vls/vlsmbwc.h>
-#include <vls/vlstmfmt.h>
 
 #include "shipped.h"
 #include "timefix.h"

@@ -1,15 +1,4 @@
 // Support utilities: the log, the path search and the lexical readers.
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
-#include <vls/vls.h>
-
 #include "vlstest.h"
 
 using vlstest::EnvVar;
