@@ -320,10 +320,48 @@ VLS_API uint32_t _vl_get_hex(void *stream, int digits) {
   return v;
 }
 
+namespace {
+
+// The value of an integer's text (a sign or digit, then digits), held to
+// the 32-bit range; a lone sign is 0.
+int32_t int_of_text(const unsigned char *text, size_t n) {
+  const bool negative = text[0] == '-';
+  int64_t v = 0;
+  for (size_t i = (text[0] == '-' || text[0] == '+') ? 1 : 0; i < n; ++i) {
+    v = v * 10 + (text[i] - '0');
+    if (v > int64_t{1} << 40) v = int64_t{1} << 40;  // far beyond the range either way
+  }
+  if (negative) v = -v;
+  if (v > INT32_MAX) v = INT32_MAX;
+  if (v < INT32_MIN) v = INT32_MIN;
+  return static_cast<int32_t>(v);
+}
+
+constexpr size_t kIntKept = 40;  // characters of an integer's text kept; further digits are dropped
+
+}  // namespace
+
 VLS_API int32_t _vl_get_int(void *stream) {
-  char text[48];
-  size_t n = 0;
   vls::ByteReader in(stream);
+  // Straight from the C library's buffer when the whole number lies in it.
+  constexpr size_t kWindow = 64;
+  if (const unsigned char *p = in.peek(kWindow)) {
+    size_t i = is_blank(p[0]) ? 1 : 0;  // one optional blank
+    if (!is_digit(p[i]) && p[i] != '-' && p[i] != '+') {
+      in.skip(i);
+      return 0;
+    }
+    const size_t start = i++;
+    while (i < kWindow && is_digit(p[i])) ++i;
+    if (i < kWindow) {
+      const size_t n = i - start;
+      const int32_t v = int_of_text(p + start, n < kIntKept ? n : kIntKept);
+      in.skip(i);
+      return v;
+    }
+  }
+  unsigned char text[48];
+  size_t n = 0;
   int c = in.getc();
   if (c == EOF || is_blank(c)) c = in.getc();  // one optional blank
   if (c == EOF) return 0;
@@ -331,16 +369,12 @@ VLS_API int32_t _vl_get_int(void *stream) {
     in.ungetc(c);
     return 0;
   }
-  text[n++] = static_cast<char>(c);
+  text[n++] = static_cast<unsigned char>(c);
   while ((c = in.getc()) != EOF && is_digit(c)) {
-    if (n < 40) text[n++] = static_cast<char>(c);  // further digits are dropped
+    if (n < kIntKept) text[n++] = static_cast<unsigned char>(c);  // further digits are dropped
   }
   if (c != EOF) in.ungetc(c);
-  text[n] = '\0';
-  long long v = strtoll(text, nullptr, 10);
-  if (v > INT32_MAX) v = INT32_MAX;
-  if (v < INT32_MIN) v = INT32_MIN;
-  return static_cast<int32_t>(v);
+  return int_of_text(text, n);
 }
 
 VLS_API double _vl_get_dbl(void *stream) {
