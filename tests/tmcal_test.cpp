@@ -72,7 +72,9 @@ TEST(Calendar, KnownDates) {
     const int rc = vl_cal_gregorian_to_local(h, &g, &local);
     EXPECT_EQ(rc == 0 ? ymd(local) : "", c.want);
     EXPECT_EQ(h->vl_errno, c.err);
-    if (rc == 0) EXPECT_TRUE(local.wday == 4 && local.hour == 9);  // kept
+    if (rc == 0) {
+      EXPECT_TRUE(local.wday == 4 && local.hour == 9);  // kept
+    }
   }
   h->time.calendar = H;
   const vl_alt_tm g = gregorian(2024, 1, 1);

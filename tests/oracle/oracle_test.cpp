@@ -228,12 +228,26 @@ TEST_P(Oracle, WideFormsFollowTheCodeset) {
   vl_lc_unload(x);
 }
 
+// Texts that differ only in blanks, where the field holds a character of
+// more than one byte: the library pads to columns, glibc to bytes (D24).
+const std::string kHigh = [] {
+  std::string s;
+  for (int c = 0x80; c < 0x100; ++c) s += static_cast<char>(c);
+  return s;
+}();
+bool wider_in_bytes(std::string a, std::string b) {
+  if (a.find_first_of(kHigh) == std::string::npos) return false;
+  std::erase(a, ' '), std::erase(b, ' ');
+  return a == b;
+}
+
 // Money against strfmon_l, in the directives whose meaning the two
 // languages share, for values away from a half in the last digit (the
 // library rounds the "%f" text half up, glibc the binary value half to
 // even: D8). Not compared: %i (D9), the left precision's alignment and
 // the ( flag's effect on positive values (D10).
 TEST_P(Oracle, Money) {
+  int columns = 0;
   for (const char *format : {"%n", "%^n", "%14n|", "%-14n|", "%.1n", "%=*^20n|"})
     for (double v : {1234567.3, -1234.7, 0.0, 7.0, -0.1}) {
       char ours[256], theirs[256];
@@ -241,8 +255,11 @@ TEST_P(Oracle, Money) {
       const ssize_t m = strfmon_l(theirs, sizeof theirs, g, format, v);
       ASSERT_GE(n, 0) << format << " " << v;
       ASSERT_GE(m, 0) << format << " " << v;
-      EXPECT_EQ(hex(std::string(ours, n)), hex(std::string(theirs, m))) << format << " " << v << " [" << ours << "] [" << theirs << "]";
+      const std::string o(ours, n), t(theirs, m);
+      if (o != t && wider_in_bytes(o, t)) ++columns;
+      else EXPECT_EQ(hex(o), hex(t)) << format << " " << v << " [" << ours << "] [" << theirs << "]";
     }
+  if (columns) printf("[oracle] %s money D24 widths in columns: %d\n", GetParam().file, columns);
   // Every layout the locale's fields allow, both signs: the parser reads
   // back what the formatter wrote, to its last digit, and stops at its end.
   vl_locale_t *l = h;
@@ -308,6 +325,8 @@ TEST_P(Oracle, Numbers) {
     else if (group && strchr("fgG", conv) && strip(o, true) == strip(t, true)) ++deviations["D15 float groups"];
     else if (group && strchr("diu", conv) && fs.find('.') != std::string::npos && strip(o, true) == strip(t, true))
       ++deviations["D17 precision zeros"];
+    else if (n >= 0 && o.find_first_of(kHigh) != std::string::npos && strip(o, true) == strip(t, true))
+      ++deviations["D24 widths in columns"];
     else ADD_FAILURE() << f << " " << v << ": library [" << o << "] " << n << ", glibc [" << t << "]";
   };
   char ours[256], theirs[256];
@@ -407,7 +426,7 @@ TEST(OracleDeviations, AreDocumented) {
   std::ifstream in(VLS_ORACLE_SOURCE_DIR "/docs/locale-deviations.md");
   const std::string doc(std::istreambuf_iterator<char>(in), {});
   ASSERT_FALSE(doc.empty());
-  for (const char *id : {"D1", "D2", "D3", "D4", "D5", "D6", "D7", "D8", "D9", "D10", "D11", "D12", "D13", "D14", "D15", "D16", "D17", "D18", "D19", "D20", "D21", "D22", "D23"})
+  for (const char *id : {"D1", "D2", "D3", "D4", "D5", "D6", "D7", "D8", "D9", "D10", "D11", "D12", "D13", "D14", "D15", "D16", "D17", "D18", "D19", "D20", "D21", "D22", "D23", "D24"})
     EXPECT_NE(doc.find(std::string("## ") + id + " "), std::string::npos) << id << " is not documented";
 }
 
