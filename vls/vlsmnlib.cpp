@@ -329,6 +329,25 @@ void read_directive(vl_locale_t *h, const vl_wchar *&p, Directive &d, Layout &la
   if (*p) ++p;
 }
 
+// Splits a "%f" text (sign dropped) into its integer digits and rp
+// fraction digits, rounded half up on the digit at index rp, which goes;
+// true when the rounding carries out of the integer digits. `right` holds
+// rp + 1 characters.
+bool split_rounded(const char *text, int32_t rp, char *left, int &ln, char *right) {
+  const char *p = text + (*text == '-');
+  int rn = 0;
+  ln = 0;
+  while (*p >= '0' && *p <= '9') left[ln++] = *p++;
+  if (ln == 0) left[ln++] = '0';
+  if (*p == '.') ++p;
+  while (*p >= '0' && *p <= '9' && rn < rp + 1) right[rn++] = *p++;
+  while (rn < rp + 1) right[rn++] = '0';
+  bool carry = right[rp] >= '5';
+  for (int i = rp - 1; carry && i >= 0; --i) carry = (right[i] = right[i] == '9' ? '0' : right[i] + 1) == '0';
+  for (int i = ln - 1; carry && i >= 0; --i) carry = (left[i] = left[i] == '9' ? '0' : left[i] + 1) == '0';
+  return carry;
+}
+
 // The number text of a value: "%f" split into integer and fraction digits,
 // rounded at the right precision, grouped and filled.
 bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, Text &out) {
@@ -342,20 +361,10 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
   } else if (snprintf(text, sizeof text, "%f", value) >= static_cast<int>(sizeof text)) {
     return false;
   }
-  const char *p = text;
-  if (*p == '-') ++p;
   char left[kText + 2], right[kText + 2];
-  int ln = 0, rn = 0;
-  while (*p >= '0' && *p <= '9') left[ln++] = *p++;
-  if (ln == 0) left[ln++] = '0';
-  if (*p == '.') ++p;
-  while (*p >= '0' && *p <= '9' && rn < rp + 1) right[rn++] = *p++;
-  while (rn < rp + 1) right[rn++] = '0';
-  // Round on the digit at index rp, which then goes.
-  bool carry = right[rp] >= '5';
-  rn = rp;
-  for (int i = rn - 1; carry && i >= 0; --i) carry = (right[i] = right[i] == '9' ? '0' : right[i] + 1) == '0';
-  for (int i = ln - 1; carry && i >= 0; --i) carry = (left[i] = left[i] == '9' ? '0' : left[i] + 1) == '0';
+  int ln = 0;
+  const bool carry = split_rounded(text, rp, left, ln, right);
+  const int rn = rp;
   Text num;
   if (carry) num.put('1');
   for (int i = 0; i < ln; ++i) num.c[num.n + i] = static_cast<unsigned char>(left[i]);  // far below the room
@@ -483,17 +492,9 @@ bool money_bytes(vl_locale_t *h, char *out, int32_t size, const char *format, co
     text[tn] = 0;
     // The number: "%f" digits rounded at the right precision, as the wide
     // formatter makes them.
-    const char *t = text + (text[0] == '-');
     char left[24], right[24];
-    int ln = 0, rn = 0;
-    while (*t >= '0' && *t <= '9') left[ln++] = *t++;
-    if (ln == 0) left[ln++] = '0';
-    if (*t == '.') ++t;
-    while (*t >= '0' && *t <= '9' && rn < rp + 1) right[rn++] = *t++;
-    while (rn < rp + 1) right[rn++] = '0';
-    bool carry = right[rp] >= '5';
-    for (int i = rp - 1; carry && i >= 0; --i) carry = (right[i] = right[i] == '9' ? '0' : right[i] + 1) == '0';
-    for (int i = ln - 1; carry && i >= 0; --i) carry = (left[i] = left[i] == '9' ? '0' : left[i] + 1) == '0';
+    int ln = 0;
+    const bool carry = split_rounded(text, rp, left, ln, right);
     char digits[24];
     int dn = 0;
     if (carry) digits[dn++] = '1';
