@@ -172,19 +172,31 @@ __attribute__((noinline)) inline const unsigned char *wide_row_walk(void *record
 }
 
 // The row of a wide value, or null with 1 stored through `record`. Values
-// of one and two bytes in a tree whose shortest character is one byte (all
-// but a few codesets) take a straight path inline; the rest walk.
+// of up to three bytes in a tree whose shortest character is one byte (all
+// but a few codesets) take a straight path inline; the rest, and every
+// failure, walk.
 __attribute__((always_inline)) inline const unsigned char *wide_row(void *record, vl_wchar v, const multi_t *t) {
-  if (__builtin_expect(t->min_length == 1 && v <= 0xFFFFu, 1)) {
-    const Node *root = t->root;
-    if (const unsigned char *f = root->flags) {
+  if (__builtin_expect(t->min_length == 1 && v <= 0xFFFFFFu, 1)) {
+    const Node *n = t->root;
+    if (const unsigned char *f = n->flags) {
       if (v <= 0xFFu) {
-        if (f[v] == VL_MULTI_COMPLETE) return row(t, root, v);
+        if (f[v] == VL_MULTI_COMPLETE) return row(t, n, v);
       } else {
-        const unsigned hi = v >> 8, lo = v & 0xFFu;
-        if (f[hi] == VL_MULTI_LEADS) {
-          const Node *n = child(root, hi);
-          if (n->flags && n->flags[lo] == VL_MULTI_COMPLETE) return row(t, n, lo);
+        // Two or three bytes: lead on to the node of the last byte.
+        bool leads = true;
+        if (v > 0xFFFFu) {
+          const unsigned b2 = v >> 16;
+          leads = f[b2] == VL_MULTI_LEADS;
+          if (leads) {
+            n = child(n, b2);
+            f = n->flags;
+            leads = f != nullptr;
+          }
+        }
+        const unsigned b1 = (v >> 8) & 0xFFu, b0 = v & 0xFFu;
+        if (leads && f[b1] == VL_MULTI_LEADS) {
+          n = child(n, b1);
+          if (n->flags && n->flags[b0] == VL_MULTI_COMPLETE) return row(t, n, b0);
         }
       }
     }
