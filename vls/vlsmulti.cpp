@@ -200,39 +200,90 @@ bool data_arrs_match(const multi_t *t, const unsigned char *a, const unsigned ch
   return true;
 }
 
-void recursive_compress(multi_t *t, Node *n) {
-  if (!n->flags) {
-    n->flag_index = -1;
-  } else {
-    int i = 0;
-    for (; i < t->flag_arr_count; ++i)
-      if (memcmp(t->flag_arrs[i], n->flags, kTableSize) == 0) break;
-    if (i < t->flag_arr_count) {
-      _vl_free_ptr(n->flags);
-      n->flags = t->flag_arrs[i];
-    } else {
-      t->flag_arrs[t->flag_arr_count++] = n->flags;
-    }
-    n->flag_index = i;
-  }
-  if (!n->data) {
-    n->data_index = -1;
-  } else {
-    int i = 0;
-    for (; i < t->data_arr_count; ++i)
-      if (data_arrs_match(t, t->data_arrs[i], n->data)) break;
-    if (i < t->data_arr_count) {
-      _vl_free_ptr(n->data);
-      n->data = t->data_arrs[i];
-    } else {
-      t->data_arrs[t->data_arr_count++] = n->data;
-    }
-    n->data_index = i;
-  }
-  if (n->flags && n->next)
-    for (int b = 0; b < kTableSize; ++b)
-      if (n->flags[b] == VL_MULTI_LEADS) recursive_compress(t, n->next[n->offsets[b]]);
+// FNV-1a over the flags, or over the meaningful bytes of every row.
+uint64_t mix(uint64_t h, const unsigned char *p, size_t n) {
+  for (size_t i = 0; i < n; ++i) h = (h ^ p[i]) * 0x100000001b3ull;
+  return h;
 }
+constexpr uint64_t kHashSeed = 0xcbf29ce484222325ull;
+uint64_t flags_hash(const unsigned char *f) { return mix(kHashSeed, f, kTableSize); }
+uint64_t data_hash(const multi_t *t, const unsigned char *d) {
+  uint64_t h = kHashSeed;
+  for (int i = 0; i < kTableSize; ++i) h = mix(h, d + (size_t(i) << t->data_shift), t->data_size);
+  return h;
+}
+
+// The arrays kept so far, found by content: an open table of indexes into
+// the tree's list. Without room for it (no memory) every search is a walk
+// of the list, with the same answers.
+class Kept {
+ public:
+  explicit Kept(int32_t most) {
+    while (cap_ < 2u * static_cast<uint32_t>(most > 0 ? most : 1)) cap_ <<= 1;
+    slots_.reset(vls::alloc_array<int32_t>(cap_));
+    if (slots_)
+      for (uint32_t i = 0; i < cap_; ++i) slots_[i] = -1;
+  }
+  // The index of an array equal to `a` among list[0, count), or -1; on -1
+  // the slot for `a` is remembered for add().
+  template <typename Same>
+  int32_t find(unsigned char *const *list, int32_t count, const unsigned char *a, uint64_t h, Same same) {
+    if (!slots_) {
+      for (int32_t i = 0; i < count; ++i)
+        if (same(list[i], a)) return i;
+      return -1;
+    }
+    for (slot_ = static_cast<uint32_t>(h) & (cap_ - 1); slots_[slot_] >= 0; slot_ = (slot_ + 1) & (cap_ - 1))
+      if (same(list[slots_[slot_]], a)) return slots_[slot_];
+    return -1;
+  }
+  void add(int32_t index) {
+    if (slots_) slots_[slot_] = index;
+  }
+
+ private:
+  uint32_t cap_ = 16, slot_ = 0;
+  vls::HostPtr<int32_t> slots_;
+};
+
+struct Compressor {
+  multi_t *t;
+  Kept flags, data;
+
+  void node(Node *n) {
+    if (!n->flags) {
+      n->flag_index = -1;
+    } else {
+      auto same = [](const unsigned char *a, const unsigned char *b) { return memcmp(a, b, kTableSize) == 0; };
+      int32_t i = flags.find(t->flag_arrs, t->flag_arr_count, n->flags, flags_hash(n->flags), same);
+      if (i >= 0) {
+        _vl_free_ptr(n->flags);
+        n->flags = t->flag_arrs[i];
+      } else {
+        flags.add(i = t->flag_arr_count);
+        t->flag_arrs[t->flag_arr_count++] = n->flags;
+      }
+      n->flag_index = i;
+    }
+    if (!n->data) {
+      n->data_index = -1;
+    } else {
+      auto same = [this](const unsigned char *a, const unsigned char *b) { return data_arrs_match(t, a, b); };
+      int32_t i = data.find(t->data_arrs, t->data_arr_count, n->data, data_hash(t, n->data), same);
+      if (i >= 0) {
+        _vl_free_ptr(n->data);
+        n->data = t->data_arrs[i];
+      } else {
+        data.add(i = t->data_arr_count);
+        t->data_arrs[t->data_arr_count++] = n->data;
+      }
+      n->data_index = i;
+    }
+    if (n->flags && n->next)
+      for (int b = 0; b < kTableSize; ++b)
+        if (n->flags[b] == VL_MULTI_LEADS) node(n->next[n->offsets[b]]);
+  }
+};
 
 // ---- textual form: writing -----------------------------------------------------------
 
@@ -675,9 +726,10 @@ VLS_API int _vl_compress_multi(multi_t *tree) {
       return -1;
     }
   }
+  Compressor c{tree, Kept(tree->flag_arr_count), Kept(tree->data_arr_count)};
   tree->data_arr_count = 0;
   tree->flag_arr_count = 0;
-  recursive_compress(tree, tree->root);
+  c.node(tree->root);
   return 0;
 }
 

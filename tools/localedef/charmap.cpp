@@ -382,10 +382,21 @@ struct CharmapReader {
   void apply_widths() {
     for (auto &c : cm.chars) c.width = cm.width_default;
     if (rules.empty()) return;
-    std::vector<size_t> order(cm.chars.size());
-    for (size_t k = 0; k < order.size(); ++k) order[k] = k;
-    std::sort(order.begin(), order.end(),
-              [&](size_t a, size_t b) { return seq_less(cm.chars[a].bytes, cm.chars[b].bytes); });
+    // Sorted by a key that orders as seq_less does (length, then bytes) for
+    // sequences of up to 7 bytes; longer ones compare their bytes.
+    auto key = [](const std::string &b) {
+      uint64_t k = uint64_t{std::min<size_t>(b.size(), 8)} << 56;
+      for (size_t i = 0; i < b.size() && i < 7; ++i) k |= uint64_t{static_cast<unsigned char>(b[i])} << (48 - 8 * i);
+      return k;
+    };
+    std::vector<std::pair<uint64_t, size_t>> keyed(cm.chars.size());
+    for (size_t k = 0; k < keyed.size(); ++k) keyed[k] = {key(cm.chars[k].bytes), k};
+    std::sort(keyed.begin(), keyed.end(), [&](const auto &a, const auto &b) {
+      if (a.first != b.first) return a.first < b.first;
+      return a.first >> 56 == 8 ? seq_less(cm.chars[a.second].bytes, cm.chars[b.second].bytes) : a.second < b.second;
+    });
+    std::vector<size_t> order(keyed.size());
+    for (size_t k = 0; k < order.size(); ++k) order[k] = keyed[k].second;
     for (const auto &r : rules) {
       const CharmapEntry *from = cm.find(CharRef{ucs_of_name(r.from), r.from, {}});
       const CharmapEntry *to = cm.find(CharRef{ucs_of_name(r.to), r.to, {}});
