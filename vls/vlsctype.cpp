@@ -56,12 +56,24 @@ inline vl_wchar pick(const vl_case_pair *p) {
 }
 
 template <bool Upper>
-vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
+__attribute__((noinline)) vl_wchar im_towcase_walk(vl_locale_t *h, vl_wchar value) {
   if (bridged(h))
     return _vlu_call(h, Upper ? fn_vlu_uc32toupper : fn_vlu_uc32tolower, _vlu_locale(h, VL_LC_CTYPE), value);
-  const void *row = vls::tree::wide_row(h, value, h->ctype.case_tree);
+  const void *row = vls::tree::wide_row_walk(h, value, h->ctype.case_tree);
   vl_wchar to = pick<Upper>(pair_of(h, row));
   return to ? to : value;
+}
+
+// A plain value answers inline from the case tree; the bridge, and values
+// the straight path cannot tell, go the long way.
+template <bool Upper>
+inline vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
+  if (__builtin_expect(!bridged(h), 1))
+    if (const unsigned char *row = vls::tree::plain_row(value, h->ctype.case_tree)) {
+      vl_wchar to = pick<Upper>(pair_of(h, row));
+      return to ? to : value;
+    }
+  return im_towcase_walk<Upper>(h, value);
 }
 
 inline uint16_t pack(int consumed, int written) {
@@ -164,6 +176,12 @@ void free_class_names(ctype_category &c, int32_t made) {
     _vl_free_ptr(c.class_names[i].name);
     c.class_names[i].name = nullptr;
   }
+}
+
+__attribute__((noinline)) uint32_t iswctype_walk(vl_locale_t *h, vl_wchar value, uint32_t mask) {
+  if (bridged(h)) return static_cast<uint32_t>(fn_vlu_isuc32type(value, mask));
+  const void *row = vls::tree::wide_row_walk(h, value, h->ctype.ctype_tree);
+  return row ? (row_u16(row) & mask) : 0;
 }
 
 }  // namespace
@@ -353,15 +371,11 @@ VLS_API uint32_t vl_ctype(vl_locale_t *h, const char *name) {
 }
 
 VLS_API uint32_t _vl_im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) {
-  if (bridged(h)) return static_cast<uint32_t>(fn_vlu_isuc32type(value, mask));
-  const multi_t *t = h->ctype.ctype_tree;
-  // A single-byte locale answers from its table, which holds the root's
-  // rows: a byte the root takes as a character walks to that very row.
-  if (const uint16_t *ct = h->class_table)
-    if (value <= 0xFFu && t->min_length == 1 && vls::tree::flag_of(t->root, value) == VL_MULTI_COMPLETE)
-      return ct[value] & mask;
-  const void *row = vls::tree::wide_row(h, value, t);
-  return row ? (row_u16(row) & mask) : 0;
+  // A plain value answers from its row (in a single-byte locale the very
+  // row class_table copies); the bridge and the rest go the long way.
+  if (__builtin_expect(!bridged(h), 1))
+    if (const unsigned char *row = vls::tree::plain_row(value, h->ctype.ctype_tree)) return row_u16(row) & mask;
+  return iswctype_walk(h, value, mask);
 }
 
 VLS_API uint32_t im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) { return _vl_im_iswctype(h, value, mask); }

@@ -171,36 +171,34 @@ __attribute__((noinline)) inline const unsigned char *wide_row_walk(void *record
   return row(t, w);
 }
 
-// The row of a wide value, or null with 1 stored through `record`. Values
-// of up to three bytes in a tree whose shortest character is one byte (all
-// but a few codesets) take a straight path inline; the rest, and every
-// failure, walk.
-__attribute__((always_inline)) inline const unsigned char *wide_row(void *record, vl_wchar v, const multi_t *t) {
-  if (__builtin_expect(t->min_length == 1 && v <= 0xFFFFFFu, 1)) {
-    const Node *n = t->root;
-    if (const unsigned char *f = n->flags) {
-      if (v <= 0xFFu) {
-        if (f[v] == VL_MULTI_COMPLETE) return row(t, n, v);
-      } else {
-        // Two or three bytes: lead on to the node of the last byte.
-        bool leads = true;
-        if (v > 0xFFFFu) {
-          const unsigned b2 = v >> 16;
-          leads = f[b2] == VL_MULTI_LEADS;
-          if (leads) {
-            n = child(n, b2);
-            f = n->flags;
-            leads = f != nullptr;
-          }
-        }
-        const unsigned b1 = (v >> 8) & 0xFFu, b0 = v & 0xFFu;
-        if (leads && f[b1] == VL_MULTI_LEADS) {
-          n = child(n, b1);
-          if (n->flags && n->flags[b0] == VL_MULTI_COMPLETE) return row(t, n, b0);
-        }
-      }
+// The row of a plain wide value, or null when the straight path cannot
+// tell (the caller then walks): values of up to three bytes in a tree whose
+// shortest character is one byte (all but a few codesets), each byte taken
+// from the node its lead leads to. Stores nothing.
+__attribute__((always_inline)) inline const unsigned char *plain_row(vl_wchar v, const multi_t *t) {
+  if (t->min_length != 1 || v > 0xFFFFFFu) return nullptr;
+  const Node *n = t->root;
+  const unsigned char *f = n->flags;
+  if (!f) return nullptr;
+  if (v > 0xFFu) {
+    if (v > 0xFFFFu) {
+      const unsigned b2 = v >> 16;
+      if (f[b2] != VL_MULTI_LEADS) return nullptr;
+      n = child(n, b2);
+      if (!(f = n->flags)) return nullptr;
     }
+    const unsigned b1 = (v >> 8) & 0xFFu;
+    if (f[b1] != VL_MULTI_LEADS) return nullptr;
+    n = child(n, b1);
+    if (!(f = n->flags)) return nullptr;
+    v &= 0xFFu;
   }
+  return f[v] == VL_MULTI_COMPLETE ? row(t, n, v) : nullptr;
+}
+
+// The row of a wide value, or null with 1 stored through `record`.
+__attribute__((always_inline)) inline const unsigned char *wide_row(void *record, vl_wchar v, const multi_t *t) {
+  if (const unsigned char *r = plain_row(v, t)) return r;
   return wide_row_walk(record, v, t);
 }
 
