@@ -10,6 +10,7 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlsscan.h"
 #include "vlswalk.h"
 
 namespace {
@@ -38,8 +39,6 @@ inline uint16_t row_u16(const void *row) {
   memcpy(&v, row, sizeof v);
   return v;
 }
-
-int ub2_tree_reader(void *stream, void *target, uint32_t) { return ub2_reader(stream, target); }
 
 // The case pair behind a row of the case tree, or null for none (index 0,
 // or an index beyond the pairs a damaged file supplied).
@@ -204,9 +203,10 @@ VLS_API int _vl_read_vl_wchar(void *stream, void *target) {
 
 namespace {
 
-// One of the two trees; the tree's own error goes to the handle.
+// One of the two trees, its values read as ub2_reader reads them; the
+// tree's own error goes to the handle.
 int read_tree(void *stream, vl_locale_t *h, multi_t *tree) {
-  int r = _vl_fscanf_multi(stream, tree, 4, ub2_tree_reader);
+  int r = vls::scan_multi(stream, tree, 4, nullptr, 4);
   if (r != 0) vls::set_error(h, static_cast<uint32_t>(_vl_multi_err(tree)));
   return r;
 }
@@ -241,6 +241,12 @@ int read_classes(void *stream, vl_locale_t *h) {
   return 0;
 }
 
+inline vl_wchar hex8(const unsigned char *p) {
+  vl_wchar v = 0;
+  for (int i = 0; i < 8; ++i) v = (v << 4) | static_cast<vl_wchar>(vls::hex_value(p[i]));
+  return v;
+}
+
 // N and N pairs of upper and lower values, a line each; row 0 is never
 // used, since case indexes start at 1.
 int read_case_pairs(void *stream, vl_locale_t *h) {
@@ -250,7 +256,16 @@ int read_case_pairs(void *stream, vl_locale_t *h) {
   c.case_pairs = vls::alloc_array<vl_case_pair>(static_cast<size_t>(n) + 1);
   if (!c.case_pairs) return vls::fail(h, VL_ENOMEM);
   c.case_pairs[0] = {0, 0};
+  vls::ByteReader in(stream);
   for (int32_t i = 1; i <= n; ++i) {
+    // A line feed and two values of eight digits, in place when the
+    // buffer holds them.
+    if (const unsigned char *p = in.peek(17); p && p[0] == '\n') {
+      c.case_pairs[i].upper = hex8(p + 1);
+      c.case_pairs[i].lower = hex8(p + 9);
+      in.skip(17);
+      continue;
+    }
     if (!_vl_skip_nl(stream)) {
       h->case_pair_count = i - 1;
       return vls::fail(h, VL_EBADFILE);

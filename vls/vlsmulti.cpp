@@ -8,6 +8,7 @@
 #include <vls/vlscv.h>
 
 #include "vlsint.h"
+#include "vlsscan.h"
 #include "vlswalk.h"
 
 namespace {
@@ -43,12 +44,19 @@ unsigned char *new_flags(multi_t *t) {
   return f;
 }
 
+// Every row of a fresh data array a copy of default_data, the slack of
+// each row zero: the first row is made, then copied in doubling spans.
+void fill_default_rows(const multi_t *t, unsigned char *d) {
+  const size_t rb = row_bytes(t), total = data_bytes(t);
+  memset(d, 0, rb);
+  memcpy(d, t->default_data, t->data_size);
+  for (size_t filled = rb; filled < total; filled *= 2) memcpy(d + filled, d, filled < total - filled ? filled : total - filled);
+}
+
 unsigned char *new_data(multi_t *t) {
   auto *d = static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t)));
   if (d) {
-    size_t rb = row_bytes(t);
-    memset(d, 0, data_bytes(t));
-    for (int i = 0; i < kTableSize; ++i) memcpy(d + i * rb, t->default_data, t->data_size);
+    fill_default_rows(t, d);
     ++t->data_arr_count;
   }
   return d;
@@ -382,11 +390,167 @@ void fprintf_comp_node(Printer &p, const Node *n) {
 }
 
 // ---- textual form: reading -------------------------------------------------------------
+//
+// The reader takes its bytes from a source: a stream that the library
+// opened for one load is the C library's own (ByteReader's fast way), and
+// is read straight from its buffer with a cursor that goes back to the
+// stream whenever a value reader of the caller runs and when the reading
+// ends; any other stream goes through the host's getc and ungetc slots.
+// Both give the bytes and the end of file that those slots give, so the
+// tree, the bytes consumed and the errors are the same either way.
 
+constexpr int kEof = -1;
+
+struct HostSource {
+  void *stream;
+  int get() { return _vl_ext_getc(stream); }
+  void unget(int c) { _vl_ext_ungetc(c, stream); }
+  bool eof() { return _vl_ext_feof(stream) != 0; }
+  void sync() {}
+  void load() {}
+  const unsigned char *window(size_t) const { return nullptr; }
+  void skip(size_t) {}
+};
+
+struct FileSource {
+  FILE *f;
+  const unsigned char *p = nullptr, *end = nullptr, *base = nullptr;
+  explicit FileSource(FILE *file) : f(file) { load(); }
+  FileSource(const FileSource &) = delete;
+  FileSource &operator=(const FileSource &) = delete;
+  ~FileSource() { sync(); }
+  void load() {
+    p = reinterpret_cast<const unsigned char *>(f->_IO_read_ptr);
+    end = reinterpret_cast<const unsigned char *>(f->_IO_read_end);
+    base = reinterpret_cast<const unsigned char *>(f->_IO_read_base);
+  }
+  void sync() { f->_IO_read_ptr = reinterpret_cast<char *>(const_cast<unsigned char *>(p)); }
+  // The next n bytes when the buffer holds them, else null; skip(n) then
+  // consumes them.
+  const unsigned char *window(size_t n) const { return static_cast<size_t>(end - p) >= n ? p : nullptr; }
+  void skip(size_t n) { p += n; }
+  int get() { return p < end ? *p++ : refill(); }
+  int refill() {
+    sync();
+    int c = getc_unlocked(f);
+    load();
+    return c;
+  }
+  // Only ever the byte just read.
+  void unget(int c) {
+    if (p > base) {
+      --p;
+    } else {
+      sync();
+      ::ungetc(c, f);
+      load();
+    }
+  }
+  bool eof() {
+    sync();
+    return feof_unlocked(f) != 0;
+  }
+};
+
+// The value of a hexadecimal digit; any other byte, and the end, is 0.
+struct HexTable {
+  unsigned char v[256] = {};
+  constexpr HexTable() {
+    for (int c = '0'; c <= '9'; ++c) v[c] = static_cast<unsigned char>(c - '0');
+    for (int c = 'a'; c <= 'f'; ++c) v[c] = static_cast<unsigned char>(c - 'a' + 10);
+    for (int c = 'A'; c <= 'F'; ++c) v[c] = static_cast<unsigned char>(c - 'A' + 10);
+  }
+};
+constexpr HexTable kHex;
+inline uint32_t hex_of(int c) { return c < 0 ? 0u : kHex.v[c]; }
+inline bool digit(int c) { return c >= '0' && c <= '9'; }
+
+// The lexical readers of the object files, over a source: the same bytes
+// consumed and the same values as _vl_get_int, _vl_get_hex, _vl_skip_nl
+// and _vl_skip_space_if_needed.
+#define VLS_INLINE inline __attribute__((always_inline))
+
+template <typename Src>
+struct Lexer {
+  Src &in;
+  VLS_INLINE int32_t get_int() {
+    // Most numbers of a tree are short: read in place when the buffer
+    // holds the number and what ends it.
+    if (const unsigned char *w = in.window(16)) {
+      size_t i = (w[0] == ' ' || w[0] == '\t') ? 1 : 0;
+      if (digit(w[i])) {
+        uint32_t v = static_cast<uint32_t>(w[i] - '0');
+        size_t j = i + 1;
+        while (j < i + 9 && digit(w[j])) v = v * 10 + static_cast<uint32_t>(w[j++] - '0');
+        if (!digit(w[j])) {
+          in.skip(j);
+          return static_cast<int32_t>(v);
+        }
+      }
+    }
+    return get_int_slow();
+  }
+  int32_t get_int_slow() {
+    int c = in.get();
+    if (c == kEof || c == ' ' || c == '\t') c = in.get();  // one optional blank
+    if (c == kEof) return 0;
+    if (!digit(c) && c != '-' && c != '+') {
+      in.unget(c);
+      return 0;
+    }
+    const bool negative = c == '-';
+    int64_t v = digit(c) ? c - '0' : 0;
+    int kept = 1;  // characters of the text kept, the sign included; further digits are dropped
+    while ((c = in.get()) != kEof && digit(c)) {
+      if (kept < 40) {
+        ++kept;
+        v = v * 10 + (c - '0');
+        if (v > int64_t{1} << 40) v = int64_t{1} << 40;
+      }
+    }
+    if (c != kEof) in.unget(c);
+    if (negative) v = -v;
+    if (v > INT32_MAX) v = INT32_MAX;
+    if (v < INT32_MIN) v = INT32_MIN;
+    return static_cast<int32_t>(v);
+  }
+  VLS_INLINE uint32_t get_hex(int digits) {
+    uint32_t v = 0;
+    if (const unsigned char *w = in.window(static_cast<size_t>(digits))) {
+      for (int i = 0; i < digits; ++i) v = (v << 4) | kHex.v[w[i]];
+      in.skip(static_cast<size_t>(digits));
+      return v;
+    }
+    for (int i = 0; i < digits; ++i) v = (v << 4) | hex_of(in.get());
+    return v;
+  }
+  VLS_INLINE bool skip_nl() {
+    int c = in.get();
+    if (c == '\n') return true;
+    if (c != kEof) in.unget(c);
+    return false;
+  }
+  void skip_space_if_needed() {
+    int c = in.get();
+    if (c != kEof && c != ' ' && c != '\t') in.unget(c);
+  }
+};
+
+// How a data value is read: by the caller's reader through the stream, or
+// (hex_digits > 0) as that many hexadecimal digits stored as an unsigned
+// 16-bit value, as ub2_reader does.
+struct ValueReader {
+  vl_multi_reader reader;
+  int hex_digits;
+};
+
+template <typename Src>
 struct Scanner {
   void *stream;
+  Src &in;
+  Lexer<Src> lex;
   multi_t *tree;
-  vl_multi_reader reader;
+  ValueReader value_reader;
   int longest;
   int err = 0;
   int shortest_key = kMaxKey + 1;  // lengths of the complete characters seen
@@ -404,12 +568,71 @@ struct Scanner {
   // flag array share one offsets array (by flag index; null until met).
   unsigned char **offsets_by_flags = nullptr;
 
-  Scanner(void *s, multi_t *t, vl_multi_reader r, int l) : stream(s), tree(t), reader(r), longest(l) {}
+  // Child arrays kept so far, by their contents: open addressing, a null
+  // array for an empty slot.
+  struct NextSlot {
+    uint64_t hash;
+    Node **next;
+    int count;
+  };
+  NextSlot *nexts = nullptr;
+  uint32_t next_capacity = 0, next_count_kept = 0;
+
+  NextSlot *next_slot(uint64_t h, Node *const *children, int count) {
+    const uint32_t mask = next_capacity - 1;
+    for (uint32_t i = static_cast<uint32_t>(h >> 32) & mask;; i = (i + 1) & mask) {
+      NextSlot &s = nexts[i];
+      if (!s.next) return &s;
+      if (s.hash == h && s.count == count && memcmp(s.next, children, static_cast<size_t>(count) * sizeof(Node *)) == 0)
+        return &s;
+    }
+  }
+  // Room for one more array; false without memory (the array is then not
+  // shared, which costs only memory).
+  bool next_room() {
+    if (next_count_kept * 2 < next_capacity) return true;
+    const uint32_t capacity = next_capacity ? next_capacity * 2 : 256;
+    NextSlot *old = nexts;
+    const uint32_t old_capacity = next_capacity;
+    nexts = vls::alloc_array<NextSlot>(capacity);
+    if (!nexts) {
+      nexts = old;
+      return false;
+    }
+    memset(nexts, 0, capacity * sizeof(NextSlot));
+    next_capacity = capacity;
+    for (uint32_t i = 0; i < old_capacity; ++i)
+      if (old[i].next) *next_slot(old[i].hash, old[i].next, old[i].count) = old[i];
+    _vl_free_ptr(old);
+    return true;
+  }
+
+  // Whether each distinct flag array completes any character (by index).
+  unsigned char *completes = nullptr;
+
+  Scanner(void *s, Src &source, multi_t *t, ValueReader r, int l)
+      : stream(s), in(source), lex{source}, tree(t), value_reader(r), longest(l) {}
   Scanner(const Scanner &) = delete;
   Scanner &operator=(const Scanner &) = delete;
   ~Scanner() {
     _vl_free_ptr(leaves);
     _vl_free_ptr(offsets_by_flags);
+    _vl_free_ptr(completes);
+    _vl_free_ptr(nexts);
+  }
+
+  // One data value into `target`; false when the caller's reader fails.
+  bool value(unsigned char *target) {
+    if (value_reader.hex_digits > 0) {
+      const uint16_t v = static_cast<uint16_t>(lex.get_hex(value_reader.hex_digits));
+      memcpy(target, &v, sizeof v);
+      return true;
+    }
+    if (!value_reader.reader) return true;
+    in.sync();
+    const int r = value_reader.reader(stream, target, tree->data_size);
+    in.load();
+    return r >= 0;
   }
 
   static uint32_t leaf_hash(uint64_t key) { return static_cast<uint32_t>((key * 0x9E3779B97F4A7C15ull) >> 32); }
@@ -449,8 +672,20 @@ struct Scanner {
   // Notes the key length `depth` when the node completes any character.
   void note_keys(const unsigned char *flags, int depth) {
     if (!flags || !memchr(flags, VL_MULTI_COMPLETE, kTableSize)) return;
+    note_length(depth);
+  }
+  void note_length(int depth) {
     if (depth < shortest_key) shortest_key = depth;
     if (depth > longest_key) longest_key = depth;
+  }
+
+  // note_keys for the distinct flag array `fi`, tested once.
+  void note_flags(int32_t fi, int depth) {
+    if (!completes) {
+      note_keys(tree->flag_arrs[fi], depth);
+    } else if (completes[fi]) {
+      note_length(depth);
+    }
   }
 
   bool fail(int code) {
@@ -460,9 +695,9 @@ struct Scanner {
 
   // Reads one run header; false at the terminator.
   bool run_header(int &first, int &length, int &repeat) {
-    first = static_cast<int>(_vl_get_hex(stream, 2));
-    length = static_cast<int>(_vl_get_hex(stream, 3));
-    repeat = static_cast<int>(_vl_get_hex(stream, 3));
+    first = static_cast<int>(lex.get_hex(2));
+    length = static_cast<int>(lex.get_hex(3));
+    repeat = static_cast<int>(lex.get_hex(3));
     return length != 0;
   }
 
@@ -472,8 +707,8 @@ struct Scanner {
     while (run_header(first, length, repeat)) {
       if (length > kTableSize || first + length * repeat > kTableSize) return fail(VL_ENOMEM);
       unsigned char values[kTableSize];
-      for (int i = 0; i < length; ++i) values[i] = static_cast<unsigned char>(_vl_get_hex_byte(stream));
-      if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+      for (int i = 0; i < length; ++i) values[i] = static_cast<unsigned char>(lex.get_hex(2));
+      if (!lex.skip_nl()) return fail(VL_ENOMEM);
       for (int k = 0; k < repeat; ++k)
         for (int i = 0; i < length; ++i) {
           flags[first + length * k + i] = values[i];
@@ -489,8 +724,8 @@ struct Scanner {
     while (run_header(first, length, repeat)) {
       if (length > kTableSize || first + length * repeat > kTableSize) return fail(VL_ENOMEM);
       for (int i = 0; i < length; ++i)
-        if (reader && reader(stream, scratch + i * rb, tree->data_size) < 0) return fail(VL_ENOMEM);
-      if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+        if (!value(scratch + i * rb)) return fail(VL_ENOMEM);
+      if (!lex.skip_nl()) return fail(VL_ENOMEM);
       for (int k = 0; k < repeat; ++k) memcpy(data + (first + length * k) * rb, scratch, length * rb);
     }
     return true;
@@ -509,7 +744,12 @@ struct Scanner {
       n->offsets = static_cast<unsigned char *>(bytes(kTableSize));
       if (shared) *shared = n->offsets;
     }
-    n->next = static_cast<Node **>(bytes(slots * sizeof(Node *)));
+    // Read in compressed form, the children are gathered first: a node
+    // whose children are those of a node read before takes that node's
+    // array (the tree is only read from, and goes as a whole).
+    const bool gather = compressed && arena;
+    Node *gathered[kTableSize];
+    n->next = gather ? gathered : static_cast<Node **>(bytes(slots * sizeof(Node *)));
     if (!n->offsets || !n->next) {
       // keep the node consistent for release
       if (!arena) _vl_free_ptr(n->next);
@@ -522,10 +762,13 @@ struct Scanner {
     int pos = 0;
     for (int b = 0; b < kTableSize; ++b) {
       if (n->flags[b] != VL_MULTI_LEADS) continue;
-      if (pos >= slots) return fail(VL_ENOMEM);
-      if (compressed && arena) {
+      if (pos >= slots) {
+        if (gather) keep_gathered(n, slots);
+        return fail(VL_ENOMEM);
+      }
+      if (gather) {
         if (fresh) n->offsets[b] = static_cast<unsigned char>(pos);
-        if (!(n->next[pos++] = comp_child(depth + 1, scratch))) return false;
+        if (!(n->next[pos++] = comp_child(depth + 1, scratch))) return keep_gathered(n, slots), false;
         continue;
       }
       Node *child = node();
@@ -534,6 +777,30 @@ struct Scanner {
       n->next[pos++] = child;  // owned by the tree from here on
       if (!(compressed ? comp_node(child, depth + 1, scratch) : unc_node(child, depth + 1, scratch))) return false;
     }
+    if (gather) return keep_gathered(n, slots) ? true : fail(VL_ENOMEM);
+    return true;
+  }
+
+  // Gives a node its gathered children: the array of an earlier node with
+  // the same children, or a copy in the arena (null when there is no
+  // memory for it).
+  bool keep_gathered(Node *n, int slots) {
+    Node **gathered = n->next;
+    const size_t size = static_cast<size_t>(slots) * sizeof(Node *);
+    uint64_t h = static_cast<uint64_t>(slots);
+    for (int i = 0; i < slots; ++i) h = (h ^ reinterpret_cast<uintptr_t>(gathered[i])) * 0x100000001B3ull;
+    NextSlot *slot = next_room() ? next_slot(h, gathered, slots) : nullptr;
+    if (slot && slot->next) {
+      n->next = slot->next;
+      return true;
+    }
+    n->next = static_cast<Node **>(bytes(size));
+    if (!n->next) return false;
+    memcpy(n->next, gathered, size);
+    if (slot) {
+      *slot = {h, n->next, slots};
+      ++next_count_kept;
+    }
     return true;
   }
 
@@ -541,14 +808,14 @@ struct Scanner {
   // before is that leaf, and any other node is read on as comp_node would.
   // Null on failure.
   Node *comp_child(int depth, unsigned char *scratch) {
-    int has_flags = _vl_get_int(stream);
-    int has_data = _vl_get_int(stream);
-    int32_t fi = _vl_get_int(stream);
-    int32_t di = _vl_get_int(stream);
-    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM), nullptr;
+    int has_flags = lex.get_int();
+    int has_data = lex.get_int();
+    int32_t fi = lex.get_int();
+    int32_t di = lex.get_int();
+    if (!lex.skip_nl()) return fail(VL_ENOMEM), nullptr;
     if (has_flags && (fi < 0 || fi >= tree->flag_arr_count)) return fail(VL_ENOMEM), nullptr;
     if (has_data && (di < 0 || di >= tree->data_arr_count)) return fail(VL_ENOMEM), nullptr;
-    if (has_flags) note_keys(tree->flag_arrs[fi], depth);
+    if (has_flags) note_flags(fi, depth);
     const bool leaf = !has_flags || tree->flag_next_counts[fi] == 0;
     Leaf *slot = nullptr;
     uint64_t key = (uint64_t{has_flags ? static_cast<uint32_t>(fi) + 1 : 0u} << 32) |
@@ -578,9 +845,9 @@ struct Scanner {
   }
 
   bool unc_node(Node *n, int depth, unsigned char *scratch) {
-    int has_flags = _vl_get_int(stream);
-    int has_data = _vl_get_int(stream);
-    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+    int has_flags = lex.get_int();
+    int has_data = lex.get_int();
+    if (!lex.skip_nl()) return fail(VL_ENOMEM);
     if (has_flags) {
       if (!n->flags && !(n->flags = new_flags(tree))) return fail(VL_ENOMEM);
       if (!flag_runs(n->flags, &n->next_count)) return false;
@@ -594,17 +861,17 @@ struct Scanner {
   }
 
   bool comp_node(Node *n, int depth, unsigned char *scratch) {
-    int has_flags = _vl_get_int(stream);
-    int has_data = _vl_get_int(stream);
-    int32_t fi = _vl_get_int(stream);
-    int32_t di = _vl_get_int(stream);
-    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+    int has_flags = lex.get_int();
+    int has_data = lex.get_int();
+    int32_t fi = lex.get_int();
+    int32_t di = lex.get_int();
+    if (!lex.skip_nl()) return fail(VL_ENOMEM);
     if (has_flags) {
       if (fi < 0 || fi >= tree->flag_arr_count) return fail(VL_ENOMEM);
       n->flags = tree->flag_arrs[fi];
       n->next_count = tree->flag_next_counts[fi];
       n->flag_index = fi;
-      note_keys(n->flags, depth);
+      note_flags(fi, depth);
     }
     if (has_data) {
       if (di < 0 || di >= tree->data_arr_count) return fail(VL_ENOMEM);
@@ -615,9 +882,9 @@ struct Scanner {
   }
 
   bool comp_body(unsigned char *scratch) {
-    int32_t nflags = _vl_get_int(stream);
-    int32_t ndata = _vl_get_int(stream);
-    if (!_vl_skip_nl(stream)) return fail(VL_ENOMEM);
+    int32_t nflags = lex.get_int();
+    int32_t ndata = lex.get_int();
+    if (!lex.skip_nl()) return fail(VL_ENOMEM);
     // A tree holds at most one distinct array per node; far more than any
     // codeset needs, far less than a damaged count could ask for.
     constexpr int32_t kMaxArrays = 1 << 16;
@@ -641,7 +908,7 @@ struct Scanner {
     _vl_free_ptr(t->root->flags);
     t->root->flags = nullptr;
     for (int32_t i = 0; i < nflags; ++i) {
-      if (_vl_ext_feof(stream)) return fail(VL_ENOMEM);  // the text ran out: no more arrays
+      if (in.eof()) return fail(VL_ENOMEM);  // the text ran out: no more arrays
       unsigned char *f = static_cast<unsigned char *>(bytes(kTableSize));
       if (!f) return fail(VL_ENOMEM);
       memset(f, 0, kTableSize);
@@ -650,13 +917,15 @@ struct Scanner {
       ++t->flag_arr_count;
       if (!flag_runs(f, &t->flag_next_counts[i])) return false;
     }
+    completes = static_cast<unsigned char *>(_vl_alloc_ptr(static_cast<size_t>(nflags > 0 ? nflags : 1)));
+    if (completes)
+      for (int32_t i = 0; i < nflags; ++i)
+        completes[i] = memchr(t->flag_arrs[i], VL_MULTI_COMPLETE, kTableSize) != nullptr;
     for (int32_t i = 0; i < ndata; ++i) {
-      if (_vl_ext_feof(stream)) return fail(VL_ENOMEM);
+      if (in.eof()) return fail(VL_ENOMEM);
       unsigned char *d = static_cast<unsigned char *>(bytes(data_bytes(t)));
       if (!d) return fail(VL_ENOMEM);
-      size_t rb = row_bytes(t);
-      memset(d, 0, data_bytes(t));
-      for (int r = 0; r < kTableSize; ++r) memcpy(d + r * rb, t->default_data, t->data_size);
+      fill_default_rows(t, d);
       t->data_arrs[t->data_arr_count++] = d;
       if (!data_runs(d, scratch)) return false;
     }
@@ -790,18 +1059,28 @@ VLS_API int _vl_fprintf_multi(void *stream, multi_t *tree, vl_multi_writer write
 }
 
 VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, vl_multi_reader reader) {
-  if (!stream || !tree) return -1;
+  return vls::scan_multi(stream, tree, longest_allowed, reader, 0);
+}
+
+}  // extern "C"
+
+namespace {
+
+template <typename Src>
+int scan_multi_from(void *stream, Src &in, multi_t *tree, int longest_allowed, ValueReader values) {
+  Lexer<Src> lex{in};
   tree->err = 0;
-  tree->max_length = _vl_get_int(stream);
-  tree->min_length = _vl_get_int(stream);
-  tree->tree_flags = static_cast<uint32_t>(_vl_get_int(stream));
+  tree->max_length = lex.get_int();
+  tree->min_length = lex.get_int();
+  tree->tree_flags = static_cast<uint32_t>(lex.get_int());
   if (tree->max_length > longest_allowed) {
     tree->err = VL_ETOODEEP;
     return -1;
   }
-  _vl_skip_space_if_needed(stream);
-  if (reader && reader(stream, tree->default_data, tree->data_size) < 0) return -1;
-  if (!_vl_skip_nl(stream)) return -1;  // err stays 0
+  lex.skip_space_if_needed();
+  Scanner<Src> sc(stream, in, tree, values, longest_allowed < kMaxKey ? longest_allowed : kMaxKey);
+  if (!sc.value(tree->default_data)) return -1;
+  if (!lex.skip_nl()) return -1;  // err stays 0
   // Lengths a codeset cannot have: the services trust both (terminator
   // widths, the width of small wide values, buffers of the longest).
   bool empty = tree->max_length == 0;
@@ -811,7 +1090,6 @@ VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, v
     return -1;
   }
 
-  Scanner sc(stream, tree, reader, longest_allowed < kMaxKey ? longest_allowed : kMaxKey);
   if (sc.longest < 1) sc.longest = 1;
   vls::HostPtr<unsigned char> scratch(static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(tree))));
   bool ok;
@@ -831,6 +1109,21 @@ VLS_API int _vl_fscanf_multi(void *stream, multi_t *tree, int longest_allowed, v
   }
   return 0;
 }
+
+}  // namespace
+
+int vls::scan_multi(void *stream, multi_t *tree, int longest_allowed, vl_multi_reader reader, int hex_digits) {
+  if (!stream || !tree) return -1;
+  const ValueReader values{reader, hex_digits};
+  if (FILE *f = vls::owned_file(stream)) {
+    FileSource in(f);
+    return scan_multi_from(stream, in, tree, longest_allowed, values);
+  }
+  HostSource in{stream};
+  return scan_multi_from(stream, in, tree, longest_allowed, values);
+}
+
+extern "C" {
 
 // ---- walks --------------------------------------------------------------------------------
 

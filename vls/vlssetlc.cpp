@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <sys/stat.h>
+
 #include <vls/vlscat.h>
 #include <vls/vlscoll.h>
 #include <vls/vlsctype.h>
@@ -436,6 +438,29 @@ VLS_API int read_file_header(void *stream, char *codeset, int *code) {
 
 namespace {
 
+// The largest file whose whole text a load buffers.
+constexpr off_t kWholeFileLimit = 16 << 20;
+
+// Gives a stream that the library opened, and that is the C library's own,
+// a buffer of the whole file, so that one read fills it and later seeks
+// and rewinds stay within it. Gives the buffer, freed by the caller after
+// the stream is closed, or null when the stream keeps its own.
+void *buffer_whole_file(void *stream) {
+  if (!stream || !vls::default_streams()) return nullptr;
+  FILE *f = static_cast<FILE *>(stream);
+  struct stat st;
+  if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size <= 0 || st.st_size >= kWholeFileLimit)
+    return nullptr;
+  // One byte more than the file: the first read takes all of it.
+  const size_t size = static_cast<size_t>(st.st_size) + 1;
+  void *buffer = _vl_alloc_ptr(size);
+  if (buffer && setvbuf(f, static_cast<char *>(buffer), _IOFBF, size) != 0) {
+    _vl_free_ptr(buffer);
+    buffer = nullptr;
+  }
+  return buffer;
+}
+
 // A load of several categories from one file opens it once, when the
 // stream is the C library's own. Each category still reads the header from
 // the start, and finds its marker as a scan from behind the header would:
@@ -443,6 +468,10 @@ namespace {
 // and where the scan stopped, so that no line is scanned twice.
 struct LcoReuse {
   void *stream = nullptr;
+  void *buffer = nullptr;  // the stream's buffer of the whole file, or null
+  // The whole file, once the buffer holds it: seeks then move within it.
+  const char *text = nullptr;
+  size_t size = 0;
   char name[kMaxSpec + 1] = {};
   const char *directory = nullptr;
   long resume = -1;     // behind the last line scanned; -1: behind the header
@@ -457,10 +486,28 @@ struct LcoReuse {
   void close() {
     if (stream) _vl_ext_fclose(stream);
     stream = nullptr;
+    _vl_free_ptr(buffer);
+    buffer = nullptr;
+    text = nullptr;
+    size = 0;
   }
   void take(void *f, const char *n, const char *dir) {
     close();
     stream = f;
+    buffer = buffer_whole_file(f);
+    if (buffer) {
+      // The first read takes the whole file into the buffer.
+      FILE *file = static_cast<FILE *>(f);
+      struct stat st;
+      if (getc_unlocked(file) != EOF) {
+        --file->_IO_read_ptr;
+        if (file->_IO_read_base == buffer && fstat(fileno(file), &st) == 0 &&
+            file->_IO_read_end - file->_IO_read_base == st.st_size) {
+          text = file->_IO_read_base;
+          size = static_cast<size_t>(st.st_size);
+        }
+      }
+    }
     snprintf(name, sizeof name, "%s", n);
     directory = dir;
     resume = -1;
@@ -470,7 +517,79 @@ struct LcoReuse {
   // Finds the category's marker and leaves the stream behind it.
   bool find(int category) {
     if (after[category] < 0 && !scan(category)) return false;
+    if (seek_in_text(static_cast<size_t>(after[category]))) return true;
     return _vl_ext_fseek(stream, after[category], SEEK_SET) == 0;
+  }
+  void rewind_stream() {
+    if (!seek_in_text(0)) rewind(static_cast<FILE *>(stream));
+  }
+  // A seek within the buffered text (a stream reading pushed-back bytes
+  // has another read base), as fseek would leave the stream (the
+  // end-of-file and error marks cleared); false when the text is not
+  // buffered whole.
+  bool seek_in_text(size_t offset) {
+    FILE *f = static_cast<FILE *>(stream);
+    if (!text || offset > size || f->_IO_read_base != text ||
+        static_cast<size_t>(f->_IO_read_end - f->_IO_read_base) != size)
+      return false;
+    f->_IO_read_ptr = const_cast<char *>(text) + offset;
+    f->_flags &= ~(_IO_EOF_SEEN | _IO_ERR_SEEN);
+    return true;
+  }
+  // The stream's offset within the buffered text, or -1.
+  long text_offset() const {
+    const FILE *f = static_cast<const FILE *>(stream);
+    if (!text || f->_IO_read_base != text ||
+        static_cast<size_t>(f->_IO_read_end - f->_IO_read_base) != size)
+      return -1;
+    return static_cast<long>(f->_IO_read_ptr - f->_IO_read_base);
+  }
+
+  // Notes the markers that the piece at `q` of `len` bytes, which ends in
+  // a line feed, equals; true when it is the category's.
+  bool note_piece(const char *piece, size_t len, long at, int category) {
+    for (int c = VL_LC_CTYPE; c <= VL_LC_MESSAGES; ++c) {
+      const char *m = category_markers[c];
+      if (after[c] < 0 && strlen(m) == len && memcmp(piece, m, len) == 0) {
+        after[c] = at + static_cast<long>(len);
+        if (c == category) {
+          resume = after[c];
+          return true;
+        }
+      }
+    }
+    return false;
+  }
+
+  // scan over the buffered text: only pieces that start with '#' can be
+  // markers, so the scan goes from one '#' to the next and tells from the
+  // line it lies in whether a piece starts there.
+  bool scan_text(int category, size_t pos) {
+    constexpr size_t kPiece = kHeaderLine - 1;
+    const char *t = text;
+    const size_t n = size;
+    while (pos < n) {  // pos starts a piece
+      const char *hash = static_cast<const char *>(memchr(t + pos, '#', n - pos));
+      if (!hash) break;
+      const size_t q = static_cast<size_t>(hash - t);
+      const char *nl = q > pos ? static_cast<const char *>(memrchr(t + pos, '\n', q - pos)) : nullptr;
+      const size_t line = nl ? static_cast<size_t>(nl - t) + 1 : pos;  // a piece starts here
+      if ((q - line) % kPiece != 0) {
+        // Behind the piece that holds q: its line feed, or the next cut.
+        const size_t next = line + ((q - line) / kPiece + 1) * kPiece;
+        const size_t stop = next < n ? next : n;
+        const char *e = static_cast<const char *>(memchr(t + q, '\n', stop - q));
+        pos = e ? static_cast<size_t>(e - t) + 1 : next;
+        continue;
+      }
+      const size_t span = n - q < kPiece ? n - q : kPiece;
+      const char *e = static_cast<const char *>(memchr(t + q, '\n', span));
+      const size_t len = e ? static_cast<size_t>(e - (t + q)) + 1 : span;
+      if (e && note_piece(t + q, len, static_cast<long>(q), category)) return true;
+      pos = q + len;
+    }
+    at_end = true;
+    return false;
   }
 
   // Scans on as find_marker's fgets of kHeaderLine bytes would, in blocks:
@@ -479,6 +598,7 @@ struct LcoReuse {
   // (each marker ends in its line feed and holds no zero byte).
   bool scan(int category) {
     if (at_end) return false;
+    if (long at = resume >= 0 ? resume : text_offset(); text && at >= 0) return scan_text(category, static_cast<size_t>(at));
     FILE *f = static_cast<FILE *>(stream);
     long base = resume >= 0 ? resume : ftell(f);
     if (base < 0 || fseek(f, base, SEEK_SET) != 0) return false;
@@ -501,18 +621,7 @@ struct LcoReuse {
       size_t span = have - p < kPiece ? have - p : kPiece;
       const char *nl = static_cast<const char *>(memchr(buf + p, '\n', span));
       size_t len = nl ? static_cast<size_t>(nl - (buf + p)) + 1 : span;
-      if (buf[p] == '#' && nl) {
-        for (int c = VL_LC_CTYPE; c <= VL_LC_MESSAGES; ++c) {
-          const char *m = category_markers[c];
-          if (after[c] < 0 && strlen(m) == len && memcmp(buf + p, m, len) == 0) {
-            after[c] = base + static_cast<long>(p + len);
-            if (c == category) {
-              resume = after[c];
-              return true;
-            }
-          }
-        }
-      }
+      if (buf[p] == '#' && nl && note_piece(buf + p, len, base + static_cast<long>(p), category)) return true;
       p += len;
     }
     at_end = true;
@@ -715,7 +824,7 @@ static int load_category_reusing(vl_locale_t *h, int category, const char *spec,
   name_out[n] = '\0';
   if (reuse && reuse->holds(name, directory)) {
     // The file of the previous category: read again from its start.
-    rewind(static_cast<FILE *>(reuse->stream));
+    reuse->rewind_stream();
   } else {
     if (reuse) reuse->close();
     void *f = open_in(h, name, directory);
@@ -877,8 +986,10 @@ VLS_API int vl_createlocale2_4(vl_locale_t **out, const char *directory) {
     return -1;
   }
   vls::own_stream(f);
+  void *buffer = buffer_whole_file(f);
   int r = read_locale_file(f, h);
   _vl_ext_fclose(f);
+  _vl_free_ptr(buffer);
   if (r != 0) return -1;
   for (auto &row : h->locale_names) {
     memset(row, 0, sizeof row);
