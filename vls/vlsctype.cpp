@@ -297,13 +297,40 @@ int32_t value_bytes(int32_t min_length, vl_wchar v) {
   return min_length;
 }
 
+// Factors of childless nodes already weighed, by their arrays and depth:
+// a tree read from a file has many alike leaves. A full table just stops
+// remembering.
+struct LeafFactors {
+  struct Entry {
+    const unsigned char *flags, *data;
+    int32_t depth, factor;
+  };
+  static constexpr uint32_t kSize = 1024;
+  Entry *entries = nullptr;  // kSize of them, or null without memory
+  uint32_t used = 0;
+  Entry *find(const unc_multi_arr_t *n, int32_t depth) {
+    if (!entries) return nullptr;
+    uintptr_t k = reinterpret_cast<uintptr_t>(n->flags) * 31 + reinterpret_cast<uintptr_t>(n->data) * 7 + static_cast<uintptr_t>(depth);
+    for (uint32_t i = static_cast<uint32_t>((k * 0x9E3779B97F4A7C15ull) >> 40) % kSize, tries = 0; tries < 16; i = (i + 1) % kSize, ++tries) {
+      Entry &e = entries[i];
+      if (!e.flags || (e.flags == n->flags && e.data == n->data && e.depth == depth)) return &e;
+    }
+    return nullptr;
+  }
+};
+
 // The largest factor by which case changes the length of a character
 // `depth` bytes long under `node` of the case tree (the pair of its row
 // against the character's own length).
-int32_t node_expansion(const vl_locale_t *h, const unc_multi_arr_t *node, int32_t depth, int32_t min) {
+int32_t node_expansion(const vl_locale_t *h, const unc_multi_arr_t *node, int32_t depth, int32_t min, LeafFactors &memo) {
   int32_t most = 1;
   if (!node || !node->flags) return most;
   const multi_t *t = h->ctype.case_tree;
+  // A tree read from a file holds next_count children, in at most 256
+  // slots (a slot left empty by a damaged count is null).
+  const int32_t children = node->next ? (node->next_count < 256 ? node->next_count : 256) : 0;
+  LeafFactors::Entry *known = children == 0 && memo.used < LeafFactors::kSize / 2 ? memo.find(node, depth) : nullptr;
+  if (known && known->flags) return known->factor;
   if (node->data) {
     for (unsigned b = 0; b < 256; ++b) {
       if (node->flags[b] != VL_MULTI_COMPLETE) continue;
@@ -318,16 +345,17 @@ int32_t node_expansion(const vl_locale_t *h, const unc_multi_arr_t *node, int32_
       }
     }
   }
-  // A tree read from a file holds next_count children, in at most 256
-  // slots (a slot left empty by a damaged count is null).
-  const int32_t children = node->next ? (node->next_count < 256 ? node->next_count : 256) : 0;
+  if (known) {
+    *known = {node->flags, node->data, depth, most};
+    ++memo.used;
+  }
   // A tree read from a file shares its alike leaves: each is weighed once
   // per parent.
   const unc_multi_arr_t *last = nullptr;
   for (int32_t i = 0; i < children; ++i) {
     if (node->next[i] == last && !last->next) continue;
     last = node->next[i];
-    int32_t f = node_expansion(h, last, depth + 1, min);
+    int32_t f = node_expansion(h, last, depth + 1, min, memo);
     if (f > most) most = f;
   }
   return most;
@@ -335,7 +363,10 @@ int32_t node_expansion(const vl_locale_t *h, const unc_multi_arr_t *node, int32_
 
 int32_t pair_expansion(const vl_locale_t *h) {
   if (h->case_pair_count <= 0) return 1;
-  return node_expansion(h, h->ctype.case_tree->root, 1, _vl_multi_min_length(h->ctype.ctype_tree));
+  vls::HostPtr<LeafFactors::Entry> entries(vls::alloc_array<LeafFactors::Entry>(LeafFactors::kSize));
+  if (entries) memset(entries.get(), 0, LeafFactors::kSize * sizeof(LeafFactors::Entry));
+  LeafFactors memo{entries.get(), 0};
+  return node_expansion(h, h->ctype.case_tree->root, 1, _vl_multi_min_length(h->ctype.ctype_tree), memo);
 }
 
 // The rest of the last line: empty for 4.0, else the case expansion.

@@ -524,6 +524,29 @@ struct Lexer {
     for (int i = 0; i < digits; ++i) v = (v << 4) | hex_of(in.get());
     return v;
   }
+  // `count` numbers (at most 4) and a line feed, as that many get_int and
+  // a skip_nl read them; false when the line feed is missing. A line of
+  // short unsigned numbers is read in place.
+  bool ints_line(int32_t *out, int count) {
+    if (const unsigned char *w = in.window(48)) {
+      size_t j = 0;
+      int k = 0;
+      for (; k < count; ++k) {
+        if (w[j] == ' ' || w[j] == '\t') ++j;
+        if (!digit(w[j])) break;
+        uint32_t v = static_cast<uint32_t>(w[j++] - '0');
+        for (int d = 1; d < 9 && digit(w[j]); ++d) v = v * 10 + static_cast<uint32_t>(w[j++] - '0');
+        if (digit(w[j])) break;
+        out[k] = static_cast<int32_t>(v);
+      }
+      if (k == count && w[j] == '\n') {
+        in.skip(j + 1);
+        return true;
+      }
+    }
+    for (int k = 0; k < count; ++k) out[k] = get_int();
+    return skip_nl();
+  }
   VLS_INLINE bool skip_nl() {
     int c = in.get();
     if (c == '\n') return true;
@@ -695,6 +718,13 @@ struct Scanner {
 
   // Reads one run header; false at the terminator.
   bool run_header(int &first, int &length, int &repeat) {
+    if (const unsigned char *w = in.window(8)) {
+      first = static_cast<int>(kHex.v[w[0]] << 4 | kHex.v[w[1]]);
+      length = static_cast<int>(kHex.v[w[2]] << 8 | kHex.v[w[3]] << 4 | kHex.v[w[4]]);
+      repeat = static_cast<int>(kHex.v[w[5]] << 8 | kHex.v[w[6]] << 4 | kHex.v[w[7]]);
+      in.skip(8);
+      return length != 0;
+    }
     first = static_cast<int>(lex.get_hex(2));
     length = static_cast<int>(lex.get_hex(3));
     repeat = static_cast<int>(lex.get_hex(3));
@@ -707,8 +737,18 @@ struct Scanner {
     while (run_header(first, length, repeat)) {
       if (length > kTableSize || first + length * repeat > kTableSize) return fail(VL_ENOMEM);
       unsigned char values[kTableSize];
-      for (int i = 0; i < length; ++i) values[i] = static_cast<unsigned char>(lex.get_hex(2));
+      if (const unsigned char *w = in.window(2 * static_cast<size_t>(length))) {
+        for (int i = 0; i < length; ++i) values[i] = static_cast<unsigned char>(kHex.v[w[2 * i]] << 4 | kHex.v[w[2 * i + 1]]);
+        in.skip(2 * static_cast<size_t>(length));
+      } else {
+        for (int i = 0; i < length; ++i) values[i] = static_cast<unsigned char>(lex.get_hex(2));
+      }
       if (!lex.skip_nl()) return fail(VL_ENOMEM);
+      if (length == 1) {
+        memset(flags + first, values[0], static_cast<size_t>(repeat));
+        if (values[0] == VL_MULTI_LEADS) *leads += repeat;
+        continue;
+      }
       for (int k = 0; k < repeat; ++k)
         for (int i = 0; i < length; ++i) {
           flags[first + length * k + i] = values[i];
@@ -723,9 +763,24 @@ struct Scanner {
     int first, length, repeat;
     while (run_header(first, length, repeat)) {
       if (length > kTableSize || first + length * repeat > kTableSize) return fail(VL_ENOMEM);
-      for (int i = 0; i < length; ++i)
-        if (!value(scratch + i * rb)) return fail(VL_ENOMEM);
+      const unsigned char *w = value_reader.hex_digits == 4 ? in.window(4 * static_cast<size_t>(length)) : nullptr;
+      if (w) {
+        for (int i = 0; i < length; ++i, w += 4) {
+          const uint16_t v = static_cast<uint16_t>(kHex.v[w[0]] << 12 | kHex.v[w[1]] << 8 | kHex.v[w[2]] << 4 | kHex.v[w[3]]);
+          memcpy(scratch + i * rb, &v, sizeof v);
+        }
+        in.skip(4 * static_cast<size_t>(length));
+      } else {
+        for (int i = 0; i < length; ++i)
+          if (!value(scratch + i * rb)) return fail(VL_ENOMEM);
+      }
       if (!lex.skip_nl()) return fail(VL_ENOMEM);
+      if (length == 1 && rb == 2) {
+        uint16_t v;
+        memcpy(&v, scratch, sizeof v);
+        for (int k = 0; k < repeat; ++k) memcpy(data + (first + k) * 2, &v, sizeof v);
+        continue;
+      }
       for (int k = 0; k < repeat; ++k) memcpy(data + (first + length * k) * rb, scratch, length * rb);
     }
     return true;
@@ -808,11 +863,11 @@ struct Scanner {
   // before is that leaf, and any other node is read on as comp_node would.
   // Null on failure.
   Node *comp_child(int depth, unsigned char *scratch) {
-    int has_flags = lex.get_int();
-    int has_data = lex.get_int();
-    int32_t fi = lex.get_int();
-    int32_t di = lex.get_int();
-    if (!lex.skip_nl()) return fail(VL_ENOMEM), nullptr;
+    int32_t line[4];
+    const bool nl = lex.ints_line(line, 4);
+    const int has_flags = line[0], has_data = line[1];
+    const int32_t fi = line[2], di = line[3];
+    if (!nl) return fail(VL_ENOMEM), nullptr;
     if (has_flags && (fi < 0 || fi >= tree->flag_arr_count)) return fail(VL_ENOMEM), nullptr;
     if (has_data && (di < 0 || di >= tree->data_arr_count)) return fail(VL_ENOMEM), nullptr;
     if (has_flags) note_flags(fi, depth);
@@ -845,9 +900,10 @@ struct Scanner {
   }
 
   bool unc_node(Node *n, int depth, unsigned char *scratch) {
-    int has_flags = lex.get_int();
-    int has_data = lex.get_int();
-    if (!lex.skip_nl()) return fail(VL_ENOMEM);
+    int32_t line[2];
+    const bool nl = lex.ints_line(line, 2);
+    const int has_flags = line[0], has_data = line[1];
+    if (!nl) return fail(VL_ENOMEM);
     if (has_flags) {
       if (!n->flags && !(n->flags = new_flags(tree))) return fail(VL_ENOMEM);
       if (!flag_runs(n->flags, &n->next_count)) return false;
@@ -861,11 +917,11 @@ struct Scanner {
   }
 
   bool comp_node(Node *n, int depth, unsigned char *scratch) {
-    int has_flags = lex.get_int();
-    int has_data = lex.get_int();
-    int32_t fi = lex.get_int();
-    int32_t di = lex.get_int();
-    if (!lex.skip_nl()) return fail(VL_ENOMEM);
+    int32_t line[4];
+    const bool nl = lex.ints_line(line, 4);
+    const int has_flags = line[0], has_data = line[1];
+    const int32_t fi = line[2], di = line[3];
+    if (!nl) return fail(VL_ENOMEM);
     if (has_flags) {
       if (fi < 0 || fi >= tree->flag_arr_count) return fail(VL_ENOMEM);
       n->flags = tree->flag_arrs[fi];
@@ -882,9 +938,10 @@ struct Scanner {
   }
 
   bool comp_body(unsigned char *scratch) {
-    int32_t nflags = lex.get_int();
-    int32_t ndata = lex.get_int();
-    if (!lex.skip_nl()) return fail(VL_ENOMEM);
+    int32_t line[2];
+    const bool nl = lex.ints_line(line, 2);
+    const int32_t nflags = line[0], ndata = line[1];
+    if (!nl) return fail(VL_ENOMEM);
     // A tree holds at most one distinct array per node; far more than any
     // codeset needs, far less than a damaged count could ask for.
     constexpr int32_t kMaxArrays = 1 << 16;
