@@ -47,7 +47,46 @@ class Loader : public ::testing::Test {
   }
 };
 
+// Installs the default stream forms in the host table while it lives, so
+// that loads read through the slots and not the C library's buffer.
+class HostStreams {
+ public:
+  explicit HostStreams(bool on) : on_(on) { set(true); }
+  ~HostStreams() { set(false); }
+
+ private:
+  void set(bool install) {
+    if (!on_) return;
+    const std::pair<int, void *> slots[] = {
+        {VL_EXT_FCLOSE, reinterpret_cast<void *>(&vl_ext_fclose)}, {VL_EXT_FEOF, reinterpret_cast<void *>(&vl_ext_feof)},
+        {VL_EXT_FERROR, reinterpret_cast<void *>(&vl_ext_ferror)}, {VL_EXT_FGETC, reinterpret_cast<void *>(&vl_ext_fgetc)},
+        {VL_EXT_FGETS, reinterpret_cast<void *>(&vl_ext_fgets)},   {VL_EXT_FOPEN, reinterpret_cast<void *>(&vl_ext_fopen)},
+        {VL_EXT_FSEEK, reinterpret_cast<void *>(&vl_ext_fseek)},   {VL_EXT_FTELL, reinterpret_cast<void *>(&vl_ext_ftell)},
+        {VL_EXT_FWRITE, reinterpret_cast<void *>(&vl_ext_fwrite)}, {VL_EXT_GETC, reinterpret_cast<void *>(&vl_ext_getc)},
+        {VL_EXT_UNGETC, reinterpret_cast<void *>(&vl_ext_ungetc)}};
+    for (const auto &[slot, f] : slots) _vl_set_ext_funcptr(slot, install ? f : nullptr);
+  }
+  bool on_;
+};
+
 }  // namespace
+
+// A whole-locale load finds a marker as lines of at most 127 bytes are
+// read: behind a long line, only at a multiple of 127 bytes into it.
+TEST_F(Loader, MarkerBehindLongLine) {
+  const std::string rest = kColl + "### LC_NUMERIC\n" + kNum + "### LC_MONETARY\n" + kMon + "### LC_TIME\n" + kTime +
+                           "### LC_MESSAGES\n" + kMsg;
+  for (size_t n : {126, 127, 128, 254}) {
+    SCOPED_TRACE(n);
+    lc("long.lco", lco_header("8859-1") + "### LC_CTYPE\n" + kCt + std::string(n, 'x') + "### LC_COLLATE\n" + rest);
+    vl_locale_t *x = nullptr;
+    ASSERT_EQ(vl_create_null_locale_4(&x), 0);
+    char *r = vl_setlocale_4(x, VL_LC_ALL, "long.lco");
+    EXPECT_EQ(r != nullptr, n % 127 == 0);
+    EXPECT_EQ(x->vl_errno, n % 127 == 0 ? 0u : uint32_t{VL_EBADFILE});
+    vl_destroystring(r), vl_lc_unload(x);
+  }
+}
 
 // With and without a trailing slash ("<dir>lc11default.lco"), and 116
 // characters: the search finds default.lco, for every category.
@@ -154,23 +193,28 @@ TEST_F(Loader, DamagedFiles) {
   ASSERT_EQ(chdir(dir.path().c_str()), 0);  // the log goes to ./vls.log
   EnvVar log("VLSLOG", "on");
   vls_debug_initialized = 0;
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.name);
-    const size_t before = read_file("vls.log").size();
-    vl_locale_t *x = nullptr;
-    if (c.category == 0) {
-      lc("bad/default.lco", c.text);
-      EXPECT_EQ(vl_createlocale2_4(&x, (dir.path() + "/vls/lc11/bad/").c_str()), -1);
-    } else {
-      lc("bad.lco", c.text);
-      ASSERT_EQ(vl_create_null_locale_4(&x), 0);
-      vl_destroystring(vl_setlocale_4(x, VL_LC_CTYPE, c.no_chars ? "nochars.lco" : "ok.lco"));
-      EXPECT_EQ(vl_setlocale_4(x, c.category, "bad.lco"), nullptr);
-      EXPECT_EQ(x->locale_names[c.category - 2][0], '\0');
+  // Through the library's own streams, then through the host's stream
+  // slots (the default forms installed in the table): the same errors.
+  for (bool host : {false, true}) {
+    HostStreams streams(host);
+    for (const Case &c : cases) {
+      SCOPED_TRACE(std::string(c.name) + (host ? " (host streams)" : ""));
+      const size_t before = read_file("vls.log").size();
+      vl_locale_t *x = nullptr;
+      if (c.category == 0) {
+        lc("bad/default.lco", c.text);
+        EXPECT_EQ(vl_createlocale2_4(&x, (dir.path() + "/vls/lc11/bad/").c_str()), -1);
+      } else {
+        lc("bad.lco", c.text);
+        ASSERT_EQ(vl_create_null_locale_4(&x), 0);
+        vl_destroystring(vl_setlocale_4(x, VL_LC_CTYPE, c.no_chars ? "nochars.lco" : "ok.lco"));
+        EXPECT_EQ(vl_setlocale_4(x, c.category, "bad.lco"), nullptr);
+        EXPECT_EQ(x->locale_names[c.category - 2][0], '\0');
+      }
+      EXPECT_EQ(x->vl_errno, c.err);
+      EXPECT_TRUE(!c.log || read_file("vls.log").find(c.log, before) != std::string::npos);
+      vl_lc_unload(x);
     }
-    EXPECT_EQ(x->vl_errno, c.err);
-    EXPECT_TRUE(!c.log || read_file("vls.log").find(c.log, before) != std::string::npos);
-    vl_lc_unload(x);
   }
   const size_t before = read_file("vls.log").size();  // and a good load, then its release
   vl_locale_t *x = nullptr;
