@@ -258,11 +258,19 @@ inline void *_vlu_locale(const Handle *handle, int category) {
   return handle->bridge_locale[category - 2];
 }
 
+/* The store of a failed call's status, out of the way of the call itself:
+ * on success a forwarder keeps only the handle across the bridge call. */
+template <typename Handle, typename R>
+__attribute__((noinline, cold)) R _vlu_failed(Handle *handle, int16_t status, R result) {
+  *_vl_ext_errno(handle) = static_cast<uint32_t>(status);
+  return result;
+}
+
 template <typename Handle, typename R, typename... P, typename... A>
 inline R _vlu_call(Handle *handle, R (*fn)(P...), A... args) {
   int16_t status = 0;
   R result = fn(args..., &status);
-  if (status > 0) *_vl_ext_errno(handle) = static_cast<uint32_t>(status);
+  if (__builtin_expect(status > 0, 0)) return _vlu_failed(handle, status, result);
   return result;
 }
 
