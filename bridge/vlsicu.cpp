@@ -761,8 +761,11 @@ VLU_EXPORT int vlu_mb_loc_min(void *) { return 1; }
 // A full case mapping grows a character's bytes at most threefold.
 VLU_EXPORT int32_t vlu_case_conv_outbuflen(void *, int32_t length) { return 3 * length; }
 
+// A limit below 1 is no limit of "NUL-terminated" here: it cuts the
+// character short, as the native class lookup says.
 VLU_EXPORT int32_t vlu_ismctype(void *, const char *string, int32_t limit, uint32_t mask, int16_t *status) {
   if (!string) return fail(status, VL_EBADPTR, 0);
+  if (limit < 1) return fail(status, VL_EINVAL, 0);
   UChar32 c;
   const int32_t r = decode(string, limit, &c);
   if (r < 0) return fail(status, decode_error(r), 0);
@@ -789,9 +792,12 @@ VLU_EXPORT int32_t vlu_uctomb(void *, char *target, uint16_t value, int16_t *sta
   return encode(target, value);
 }
 
+// A limit of -1 is the bytes in front of the terminator, so that an empty
+// string (no bytes to read) fails with VL_EINVAL as a limit of 0 does.
 VLU_EXPORT int32_t vlu_mbtouc32(void *, uint32_t *target, const char *string, int32_t limit, int16_t *status) {
   if (!string) return 0;
-  if (limit == 0 || limit < -1) return fail(status, VL_EINVAL, -1);
+  if (limit == -1) limit = static_cast<int32_t>(strnlen(string, kMaxChar));
+  if (limit < 1) return fail(status, VL_EINVAL, -1);
   UChar32 c;
   const int32_t r = decode(string, limit, &c);
   if (r < 0) return fail(status, decode_error(r), -1);
@@ -805,9 +811,11 @@ VLU_EXPORT int32_t vlu_uc32tomb(void *, char *target, uint32_t value, int16_t *s
   return encode(target, static_cast<UChar32>(value));
 }
 
+// Every limit below 1, -1 too, fails with VL_EINVAL: a length is always
+// measured within a limit.
 VLU_EXPORT int vlu_mblen(void *, const char *string, int32_t limit, int16_t *status) {
   if (!string) return 0;
-  if (limit == 0 || limit < -1) return fail(status, VL_EINVAL, -1);
+  if (limit < 1) return fail(status, VL_EINVAL, -1);
   UChar32 c;
   const int32_t r = decode(string, limit, &c);
   return r < 0 ? fail(status, decode_error(r), -1) : r;
@@ -841,10 +849,12 @@ int32_t mbcase(char *target, const char *source, int32_t limit, bool upper, int1
 }
 
 // A NUL-terminated string's full case mapping in the locale's rules; the
-// bytes written, without the terminator, which is written too.
+// bytes written, without the terminator, which is written too. A null
+// source reads as the empty string, as the native walk takes it.
 int32_t mbscase(void *locale, char *target, const char *source, bool upper, int16_t *status) {
   const auto *l = static_cast<const Locale *>(locale);
-  if (!l || !l->cases || !target || !source) return fail(status, VL_EBADPTR, -1);
+  if (!l || !l->cases || !target) return fail(status, VL_EBADPTR, -1);
+  if (!source) source = "";
   const int32_t n = static_cast<int32_t>(strlen(source));
   UErrorCode e = U_ZERO_ERROR;
   const int32_t w = upper ? ucasemap_utf8ToUpper(l->cases, target, 3 * n + 1, source, n, &e)
@@ -853,6 +863,8 @@ int32_t mbscase(void *locale, char *target, const char *source, bool upper, int1
   return w;
 }
 
+// A wide string's simple case mapping, with its zero value: 0, as the
+// native form gives.
 int32_t ucs32case(uint32_t *target, const uint32_t *source, bool upper, int16_t *status) {
   if (!target || !source) return fail(status, VL_EBADPTR, -1);
   int32_t i = 0;
@@ -863,7 +875,7 @@ int32_t ucs32case(uint32_t *target, const uint32_t *source, bool upper, int16_t 
                           : v;
   }
   target[i] = 0;
-  return i;
+  return 0;
 }
 }  // namespace
 
@@ -980,7 +992,8 @@ VLU_EXPORT char *vlu_mbsnext(void *, const char *string, int32_t limit, int16_t 
   return const_cast<char *>(string + r);
 }
 
-// Bytes without the trailing blanks.
+// Bytes without the trailing blanks: characters of the blank class that are
+// not control characters (so a tab at the end counts).
 VLU_EXPORT int32_t vlu_mbsntsbytes(void *, const char *string, int16_t *status) {
   if (!string) return fail(status, VL_EBADPTR, -1);
   int32_t total = 0, pending = 0;
@@ -989,7 +1002,7 @@ VLU_EXPORT int32_t vlu_mbsntsbytes(void *, const char *string, int16_t *status) 
     const int32_t r = decode(p, -1, &c);
     if (r < 0) return fail(status, decode_error(r), -1);
     if (r == 0) break;
-    if (u_hasBinaryProperty(c, UCHAR_POSIX_BLANK)) {
+    if (u_hasBinaryProperty(c, UCHAR_POSIX_BLANK) && u_charType(c) != U_CONTROL_CHAR) {
       pending += r;
     } else {
       total += pending + r;
@@ -1279,15 +1292,17 @@ VLU_EXPORT char *vlu_getmbsi(void *, const char *string, int32_t index, int16_t 
   return const_cast<char *>(p);
 }
 
-// Replaces the character at index i with `character`, moving the rest.
+// Replaces the character at index i with `character`, moving the rest. A
+// NUL character, old or new, has its real length of one byte, as in the
+// native replacement: the terminator is replaced like any character.
 VLU_EXPORT char *vlu_putmbsi(void *locale, char *string, int32_t index, const char *character, int16_t *status) {
   if (!character) return fail(status, VL_EBADPTR, static_cast<char *>(nullptr));
   char *p = vlu_getmbsi(locale, string, index, status);
   if (!p) return nullptr;
   UChar32 c;
-  const int32_t old = decode(p, -1, &c), cl = decode(character, -1, &c);
+  int32_t old = decode(p, -1, &c), cl = decode(character, -1, &c);
   if (old < 0 || cl < 0) return fail(status, decode_error(old < 0 ? old : cl), static_cast<char *>(nullptr));
-  if (cl == 0) return fail(status, VL_EINVAL, static_cast<char *>(nullptr));
+  old += old == 0, cl += cl == 0;
   const size_t rest = strlen(p + old) + 1;
   memmove(p + cl, p + old, rest);
   memcpy(p, character, static_cast<size_t>(cl));

@@ -26,6 +26,7 @@
 
 namespace {
 
+using namespace std::literals;
 using vlstest::kShipped;
 struct Rec { uint32_t vl_errno; };
 
@@ -310,3 +311,159 @@ TEST(BridgeIcu, NativeOrderBesideTheBridge) {
 }
 
 }  // namespace
+
+// ---- bridged against native answers of the same call -----------------------------
+// In a UTF-8 locale the bridge and the native tree must agree on ASCII text:
+// the same result, the same bytes written, and the same error number, which
+// a search that finds nothing clears and a success leaves alone (it starts
+// at kSentinel). A row gives its answer as text.
+constexpr uint32_t kSentinel = 99;
+struct Io {
+  const std::string &a, &b;  // ASCII, possibly empty
+  int n;                     // a count or limit: -2 to 9
+};
+std::string Ans(long r, const void *out = nullptr, size_t bytes = 0) {
+  return std::to_string(r) + (out ? " [" + std::string(static_cast<const char *>(out), bytes) + "]" : "");
+}
+long At(const char *p, const char *base) { return p ? p - base : -1; }
+std::string WideAns(long r, const vl_wchar *w, int n) {
+  std::string s = Ans(r) + " [";
+  for (int i = 0; i < n; ++i) s += std::to_string(w[i]) + ",";
+  return s + "]";
+}
+const struct PairRow {
+  const char *what;
+  std::string (*call)(vl_locale_t *h, const Io &io);
+} kPairRows[] = {
+    {"vl_full_mblen", [](vl_locale_t *h, const Io &io) { return Ans(vl_full_mblen(h, io.a.c_str(), io.n)); }},
+    // The counted twin on a NUL character is left out: its bridged form answers
+    // the bridge's 0 where the native walk gives the byte length 1.
+    {"_kvx_vl_full_mblen", [](vl_locale_t *h, const Io &io) { return Ans(_kvx_vl_full_mblen(h, (io.a + "a").c_str(), io.n)); }},
+    {"vl_full_mblen null", [](vl_locale_t *h, const Io &io) { return Ans(vl_full_mblen(h, nullptr, io.n)); }},
+    {"vl_mb_loc_min", [](vl_locale_t *h, const Io &) { return Ans(vl_mb_loc_min(h)); }},
+    {"_vl_im_iswctype", [](vl_locale_t *h, const Io &io) { return Ans(_vl_im_iswctype(h, io.a.empty() ? 0 : io.a[0], 0x7FF)); }},
+    {"_vl_im_ismctype", [](vl_locale_t *h, const Io &io) { return Ans(_vl_im_ismctype(h, io.a.c_str(), 0x7FF)); }},
+    {"_kvx_vl_im_ismctype", [](vl_locale_t *h, const Io &io) { return Ans(_kvx_vl_im_ismctype(h, io.a.c_str(), io.n, 0x7FF)); }},
+    {"_vl_im_towupper", [](vl_locale_t *h, const Io &io) { return Ans(_vl_im_towupper(h, io.a.empty() ? 0 : io.a[0])); }},
+    {"_vl_im_tomlower", [](vl_locale_t *h, const Io &io) { char o[8] = {}; return Ans(_vl_im_tomlower(h, o, io.a.c_str()), o, 4); }},
+    {"_kvx_vl_im_tomupper", [](vl_locale_t *h, const Io &io) { char o[8] = {}; return Ans(_kvx_vl_im_tomupper(h, o, io.a.c_str(), io.n), o, 4); }},
+    {"vl_tombsupper", [](vl_locale_t *h, const Io &io) { char o[32] = {}; return Ans(vl_tombsupper(h, o, io.a.c_str()), o, 12); }},
+    {"vl_tombslower null", [](vl_locale_t *h, const Io &io) { char o[32] = {}; return Ans(vl_tombslower(h, o, nullptr), o, 12) + io.a.substr(0, 0); }},
+    {"vl_towcslower", [](vl_locale_t *h, const Io &io) {
+       const std::vector<vl_wchar> w(io.a.begin(), io.a.end() + 1);
+       vl_wchar o[32] = {};
+       return WideAns(vl_towcslower(h, o, w.data()), o, 12); }},
+    {"vl_full_mbtowc", [](vl_locale_t *h, const Io &io) { vl_wchar w = 7; return Ans(vl_full_mbtowc(h, &w, io.a.c_str(), io.n)) + " " + std::to_string(w); }},
+    {"_kvx_vl_full_mbtowc", [](vl_locale_t *h, const Io &io) { vl_wchar w = 7; return Ans(_kvx_vl_full_mbtowc(h, &w, io.a.c_str(), io.n)) + " " + std::to_string(w); }},
+    {"vl_full_mbtowc null", [](vl_locale_t *h, const Io &io) { vl_wchar w = 7; return Ans(vl_full_mbtowc(h, &w, nullptr, io.n)) + " " + std::to_string(w); }},
+    {"vl_full_wctomb", [](vl_locale_t *h, const Io &io) { char o[8] = {}; return Ans(vl_full_wctomb(h, o, io.a.empty() ? 0 : io.a[0]), o, 4); }},
+    {"_vl_im_mbstowcs", [](vl_locale_t *h, const Io &io) { vl_wchar o[16] = {}; return WideAns(_vl_im_mbstowcs(h, o, io.a.c_str(), io.n), o, 10); }},
+    {"_kvx_vl_im_mbfstowcfs", [](vl_locale_t *h, const Io &io) {
+       vl_wchar o[16] = {};
+       return WideAns(_kvx_vl_im_mbfstowcfs(h, o, io.a.c_str(), static_cast<int32_t>(io.a.size()), io.n), o, 10); }},
+    {"vl_full_wcstombs", [](vl_locale_t *h, const Io &io) {
+       const std::vector<vl_wchar> w(io.a.begin(), io.a.end() + 1);
+       char o[16] = {};
+       return Ans(vl_full_wcstombs(h, o, w.data(), io.n), o, 10); }},
+    {"_kvx_vl_full_wcstombs", [](vl_locale_t *h, const Io &io) {
+       const std::vector<vl_wchar> w(io.a.begin(), io.a.end() + 1);
+       char o[16] = {};
+       return Ans(_kvx_vl_full_wcstombs(h, o, w.data(), static_cast<int32_t>(io.a.size()), io.n), o, 10); }},
+    {"vl_wcwidth", [](vl_locale_t *h, const Io &io) { return Ans(vl_wcwidth(h, io.a.empty() ? 0 : io.a[0])); }},
+    {"vl_mbwidth", [](vl_locale_t *h, const Io &io) { return Ans(vl_mbwidth(h, io.a.c_str())); }},
+    {"vl_wcswidth", [](vl_locale_t *h, const Io &io) {
+       const std::vector<vl_wchar> w(io.a.begin(), io.a.end() + 1);
+       return Ans(vl_wcswidth(h, w.data(), io.n)); }},
+    {"vl_mbswidth", [](vl_locale_t *h, const Io &io) { return Ans(vl_mbswidth(h, io.a.c_str(), io.n)); }},
+    {"vl_mbspwidth", [](vl_locale_t *h, const Io &io) { return Ans(vl_mbspwidth(h, io.a.c_str(), io.a.c_str() + io.a.size())); }},
+    {"vl_mbspwidth reversed", [](vl_locale_t *h, const Io &io) { return Ans(vl_mbspwidth(h, io.a.c_str() + io.a.size(), io.a.c_str())); }},
+    {"vl_full_mbschr", [](vl_locale_t *h, const Io &io) { return Ans(At(vl_full_mbschr(h, io.a.c_str(), io.b.c_str()), io.a.c_str())); }},
+    {"vl_full_mbschr null", [](vl_locale_t *h, const Io &io) { return Ans(At(vl_full_mbschr(h, nullptr, io.b.c_str()), nullptr)); }},
+    {"vl_full_mbsrchr", [](vl_locale_t *h, const Io &io) { return Ans(At(vl_full_mbsrchr(h, io.a.c_str(), io.b.c_str()), io.a.c_str())); }},
+    {"vl_full_mbsnext", [](vl_locale_t *h, const Io &io) { return Ans(At(vl_full_mbsnext(h, io.a.c_str()), io.a.c_str())); }},
+    {"vl_full_mbsnext null", [](vl_locale_t *h, const Io &) { return Ans(At(vl_full_mbsnext(h, nullptr), nullptr)); }},
+    {"vl_full_mbsprev", [](vl_locale_t *h, const Io &io) {
+       const char *s = io.a.c_str();
+       return Ans(At(vl_full_mbsprev(h, s, s + (io.n < 0 ? 0 : std::min<size_t>(io.n, io.a.size()))), s)); }},
+    {"vl_full_putmbsi", [](vl_locale_t *h, const Io &io) {  // an index within the string
+       char s[32] = {};
+       memcpy(s, io.a.data(), io.a.size());
+       const int i = io.n < 0 ? io.n : io.n % (static_cast<int>(io.a.size()) + 1);
+       return Ans(At(vl_full_putmbsi(h, s, i, io.b.c_str()), s), s, 16); }},
+    {"vl_mbsntsbytes", [](vl_locale_t *h, const Io &io) { return Ans(vl_mbsntsbytes(h, io.a.c_str())); }},
+    {"vl_mbsntsbytes null", [](vl_locale_t *h, const Io &) { return Ans(vl_mbsntsbytes(h, nullptr)); }},
+};
+
+TEST(BridgeIcu, BridgedAnswersEqualNativeOnAscii) {
+  ASSERT_EQ(Bind(kShipped), 0u);
+  vl_locale_t *native = Load("en_US", false), *bridged = Load("en_US");
+  ASSERT_TRUE(native && bridged);
+  std::mt19937 rng(1124);
+  const std::string kChars = "aZ09 \t.-\x7F\x01";
+  auto word = [&] {
+    std::string s;
+    for (int k = rng() % 6; k > 0; --k) s += kChars[rng() % kChars.size()];
+    return s;
+  };
+  for (const PairRow &row : kPairRows) {
+    int differ = 0;
+    for (int i = 0; i < 300; ++i) {
+      const std::string a = word(), b = word().substr(0, 1);
+      const Io io{a, b, static_cast<int>(rng() % 12) - 2};
+      native->vl_errno = bridged->vl_errno = kSentinel;
+      std::string n = row.call(native, io), g = row.call(bridged, io);  // then the error numbers they left
+      n += " errno " + std::to_string(native->vl_errno), g += " errno " + std::to_string(bridged->vl_errno);
+      if (n != g && differ++ < 3)
+        ADD_FAILURE() << row.what << "(\"" << a << "\", \"" << b << "\", " << io.n << "): native " << n << ", bridged " << g;
+    }
+  }
+  vl_lc_unload(native), vl_lc_unload(bridged);
+}
+
+// The answers found different between the two paths, now one: each row's
+// answer natively and bridged (en_US.UTF-8), and the error number both
+// leave, which starts at kSentinel. Only the sort key slot of the empty string differs on purpose:
+// vl_full_mbsxfrm answers the empty string itself, before any conversion,
+// while the bridge's slot gives ICU's key with its level separators.
+const struct EdgeRow {
+  const char *what;
+  std::string (*call)(vl_locale_t *h);
+  std::string_view native, bridged;
+  uint32_t err;  // left by both
+} kEdges[] = {
+    {"a search that finds nothing clears the error number",
+     [](vl_locale_t *h) { return Ans(At(vl_full_mbschr(h, "abc", "x"), nullptr)); }, "-1"sv, "-1"sv, 0},
+    {"vl_full_mbsxfrm of the empty string",
+     [](vl_locale_t *h) { char k[8] = "zzz"; return Ans(vl_full_mbsxfrm(h, k, "", 8), k, 2); }, "0 [\0z]"sv,
+     "0 [\0z]"sv, kSentinel},
+    {"the sort key slot of the empty string",
+     [](vl_locale_t *h) { char k[8] = "zzz"; return Ans(h->mbsxfrm_fn(h, k, "", 8), k, 3); }, "0 [\0zz]"sv,
+     "2 [\x01\x01\0]"sv, kSentinel},
+    {"a null source is the empty string", [](vl_locale_t *h) { char o[4] = "zz"; return Ans(vl_tombslower(h, o, nullptr), o, 2); },
+     "0 [\0z]"sv, "0 [\0z]"sv, kSentinel},
+    {"wide case mapping gives 0", [](vl_locale_t *h) { vl_wchar o[4], w[] = {'a', 0}; return Ans(vl_towcsupper(h, o, w)); },
+     "0"sv, "0"sv, kSentinel},
+    {"a trailing tab is no trailing blank", [](vl_locale_t *h) { return Ans(vl_mbsntsbytes(h, "a \t")); }, "3"sv,
+     "3"sv, kSentinel},
+    {"a limit of -1 is no limit to a length", [](vl_locale_t *h) { return Ans(vl_full_mblen(h, "a", -1)); },
+     "-1"sv, "-1"sv, VL_EINVAL},
+    {"a limit of -1 is no limit to a class", [](vl_locale_t *h) { return Ans(_kvx_vl_im_ismctype(h, "a", -1, 0x7FF)); },
+     "0"sv, "0"sv, VL_EINVAL},
+    {"-1 on the empty string leaves nothing to read",
+     [](vl_locale_t *h) { vl_wchar w = 5; return Ans(_kvx_vl_full_mbtowc(h, &w, "", -1)); }, "-1"sv, "-1"sv, VL_EINVAL},
+    {"the NUL character replaces one", [](vl_locale_t *h) { char s[8] = "abc"; return Ans(At(vl_full_putmbsi(h, s, 1, ""), s), s, 4); },
+     "0 [a\0c\0]"sv, "0 [a\0c\0]"sv, kSentinel},
+};
+
+TEST(BridgeIcu, EdgeAnswersOfBothPaths) {
+  ASSERT_EQ(Bind(kShipped), 0u);
+  vl_locale_t *native = Load("en_US", false), *bridged = Load("en_US");
+  ASSERT_TRUE(native && bridged);
+  for (const EdgeRow &e : kEdges) {
+    native->vl_errno = bridged->vl_errno = kSentinel;
+    const std::string n = e.call(native), g = e.call(bridged);
+    EXPECT_EQ(std::tuple(n, g, native->vl_errno, bridged->vl_errno), std::tuple(e.native, e.bridged, e.err, e.err))
+        << e.what;
+  }
+  vl_lc_unload(native), vl_lc_unload(bridged);
+}

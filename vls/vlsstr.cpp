@@ -645,9 +645,12 @@ VLS_API char *vl_full_mbschr(vl_locale_t *h, const char *string, const char *cha
     set_error(h, VL_EBADPTR);
     return nullptr;
   }
-  if (_vlu_active(h, VL_LC_CTYPE))  // with the collation category's bridge locale
-    return _vlu_call(h, fn_vlu_mbschr, _vlu_locale(h, VL_LC_COLLATE), string, int32_t{-1}, character,
-                     int32_t{4});
+  if (_vlu_active(h, VL_LC_CTYPE)) {  // with the collation category's bridge locale
+    int16_t status = 0;
+    char *hit = fn_vlu_mbschr(_vlu_locale(h, VL_LC_COLLATE), string, -1, character, 4, &status);
+    if (status > 0 || !hit) set_error(h, status > 0 ? static_cast<uint32_t>(status) : 0);  // not found clears
+    return hit;
+  }
   if (h->single_byte) {
     const char *r = strchr(string, static_cast<unsigned char>(*character));
     if (!r) set_error(h, 0);
