@@ -792,11 +792,17 @@ VLU_EXPORT int32_t vlu_uctomb(void *, char *target, uint16_t value, int16_t *sta
   return encode(target, value);
 }
 
-// A limit of -1 is the bytes in front of the terminator, so that an empty
-// string (no bytes to read) fails with VL_EINVAL as a limit of 0 does.
+// A limit of -1 is the bytes in front of the terminator, all of which must
+// be characters, as the native twin measures them: an empty string (no
+// bytes to read) fails with VL_EINVAL as a limit of 0 does.
 VLU_EXPORT int32_t vlu_mbtouc32(void *, uint32_t *target, const char *string, int32_t limit, int16_t *status) {
   if (!string) return 0;
-  if (limit == -1) limit = static_cast<int32_t>(strnlen(string, kMaxChar));
+  if (limit == -1) {
+    limit = 0;
+    UChar32 c;
+    for (int32_t r; (r = decode(string + limit, -1, &c)) != 0; limit += r)
+      if (r < 0) return fail(status, decode_error(r), -1);
+  }
   if (limit < 1) return fail(status, VL_EINVAL, -1);
   UChar32 c;
   const int32_t r = decode(string, limit, &c);

@@ -451,6 +451,8 @@ const struct EdgeRow {
      "0"sv, "0"sv, VL_EINVAL},
     {"-1 on the empty string leaves nothing to read",
      [](vl_locale_t *h) { vl_wchar w = 5; return Ans(_kvx_vl_full_mbtowc(h, &w, "", -1)); }, "-1"sv, "-1"sv, VL_EINVAL},
+    {"-1 measures the whole string", [](vl_locale_t *h) { vl_wchar w = 5; return Ans(_kvx_vl_full_mbtowc(h, &w, "a\xFF", -1)); },
+     "-1"sv, "-1"sv, VL_EILSEQ},
     {"the NUL character replaces one", [](vl_locale_t *h) { char s[8] = "abc"; return Ans(At(vl_full_putmbsi(h, s, 1, ""), s), s, 4); },
      "0 [a\0c\0]"sv, "0 [a\0c\0]"sv, kSentinel},
 };
