@@ -391,7 +391,10 @@ int32_t order(UCollationResult r) { return r == UCOL_LESS ? -1 : r == UCOL_GREAT
 int32_t key_of(const Locale *l, const UChar *s, int32_t n, char *target, int32_t capacity, int16_t *status) {
   if (!l || !l->coll) return fail(status, VL_EBADPTR, -1);
   if (capacity < 0) capacity = 0;
-  int32_t r = ucol_getSortKey(l->coll, s, n, reinterpret_cast<uint8_t *>(target), target ? capacity : 0);
+  // The collator's own entry, as ucol_getSortKey calls it, without that
+  // wrapper's frame and trace hooks.
+  int32_t r = icu::Collator::fromUCollator(l->coll)->getSortKey(s, n, reinterpret_cast<uint8_t *>(target),
+                                                                target ? capacity : 0);
   if (r <= 0) return fail(status, VL_EILSEQ, -1);
   return r - 1;
 }
