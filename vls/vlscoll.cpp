@@ -25,6 +25,7 @@ using vls::set_error;
 constexpr uint16_t kExpansion = 0x4000, kTie = 0x8000, kMask = 0x3FFF;
 constexpr int32_t kLocalChars = 127;  // characters compared without allocation
 constexpr int32_t kLocalThai = 512;   // bytes of a Thai conversion without allocation
+constexpr int32_t kFastHead = 32;     // bytes a terminated text's fast first pass reads at most
 
 int sign(bool less) { return less ? -1 : 1; }
 
@@ -183,6 +184,50 @@ void thai_put(unsigned char v, char *dest, int32_t &count, int32_t size) {
   for (unsigned char d : {static_cast<unsigned char>((v >> 4) + 2), static_cast<unsigned char>((v & 15) + 2)}) {
     if (count < size) dest[count] = static_cast<char>(d);
     ++count;
+  }
+}
+
+// Digits of a key field for values up to `limit` (as write_weight counts).
+inline int key_digits(uint32_t limit) {
+  return limit >= 4162314256u ? 5 : limit >= 16387064u ? 4 : limit >= 64516u ? 3 : limit >= 254u ? 2 : 1;
+}
+
+// write_weight's digits of `value`, at `count` in `out` while below `size`.
+inline void put_digits(uint32_t value, int digits, char *out, int32_t &count, int32_t size) {
+  uint32_t field = value - 2;
+  if (field < 254u && size - count >= digits) {
+    // One digit of value, the rest zeros (a code of one byte, most weights).
+    for (int i = 1; i < digits; ++i) out[count++] = 2;
+    out[count++] = static_cast<char>(value & 0xFF);
+    return;
+  }
+  auto put = [&](uint32_t d) {
+    if (count < size) out[count] = static_cast<char>((d + 2) & 0xFF);
+    ++count;
+  };
+  // Constant divisors, so that no digit costs a division instruction.
+  switch (digits) {
+    case 1:
+      return put(field);
+    case 2:
+      put(field / 254u);
+      return put(field % 254u);
+    case 3:
+      put(field / 64516u);
+      put(field % 64516u / 254u);
+      return put(field % 254u);
+    case 4:
+      put(field / 16387064u);
+      put(field % 16387064u / 64516u);
+      put(field % 64516u / 254u);
+      return put(field % 254u);
+    default:
+      put(field / 4162314256u);
+      field %= 4162314256u;
+      put(field / 16387064u);
+      put(field % 16387064u / 64516u);
+      put(field % 64516u / 254u);
+      return put(field % 254u);
   }
 }
 
@@ -417,22 +462,23 @@ int sb_xfrm(vl_locale_t *h, char *target, const char *source, int32_t size) {
   const unsigned char *e = P == SbPath::Back ? s + strlen(source) : nullptr;
   const uint32_t limit = code_limit(h);
   int32_t count = 0;
-  char *out = target;
+  // write_weight's digits, their counts worked out once.
+  const int dw = key_digits(c.max_weight), dc = key_digits(limit);
   auto emit = [&](auto reader) {
     uint16_t w = 0;
     unsigned b = 0;
     while (sb_word(reader, w, b) && w != 0) {
       if (w & kTie) {
-        write_weight(w & kMask, c.max_weight, &out, &count, size);
-        write_weight(b, limit, &out, &count, size);
+        put_digits(w & kMask, dw, target, count, size);
+        put_digits(b, dc, target, count, size);
       } else {
-        write_weight(w, c.max_weight, &out, &count, size);
+        put_digits(w, dw, target, count, size);
       }
     }
   };
   for (int32_t p = 0; p < c.num_passes; ++p) {
     if (p > 0) {
-      if (count < size) *out++ = 1;
+      if (count < size) target[count] = 1;
       ++count;
     }
     if constexpr (P == SbPath::Exp) {
@@ -447,7 +493,7 @@ int sb_xfrm(vl_locale_t *h, char *target, const char *source, int32_t size) {
       emit(SbPlain<true>(h, p, s, e));
     }
   }
-  if (count < size) *out = 0;
+  if (count < size) target[count] = 0;
   return count;
 }
 
@@ -806,9 +852,55 @@ int decoded_coll(vl_locale_t *h, const Decoded &a, const Decoded &z) {
 // end, so that the answer (and the error of an illegal string) is that of
 // a string decoded in full.
 
+// Whether the root takes every byte below 0x80 as a character of its own
+// (vls::tree::ascii_direct in a few wide loads).
+inline bool ascii_whole(const unsigned char *f) {
+  typedef unsigned char V16 __attribute__((vector_size(16)));
+  V16 acc = {};
+#pragma GCC unroll 8
+  for (int k = 0; k < 128; k += 16) {
+    V16 x;
+    memcpy(&x, f + k, sizeof x);
+    acc |= x ^ static_cast<unsigned char>(VL_MULTI_COMPLETE);
+  }
+  uint64_t h[2];
+  memcpy(h, &acc, sizeof h);
+  return (h[0] | h[1]) == 0;
+}
+
 // Whether `bytes` bytes at `s` are whole characters.
-bool text_valid(const multi_t *t, const unsigned char *s, int32_t bytes) {
+// `ascii`: 1 when the root takes every byte below 0x80 whole, 0 when not,
+// -1 to find out here if it pays.
+bool text_valid(const multi_t *t, const unsigned char *s, int32_t bytes, int ascii = -1) {
   const unsigned char *f = t->root->flags;
+  if (bytes >= 8 && (ascii < 0 ? ascii_whole(f) : ascii != 0)) {
+    // Every byte below 0x80 is a character: runs of them pass eight at a
+    // time, up to the first byte with its high bit set.
+    for (int32_t i = 0;;) {
+      for (;;) {
+        if (bytes - i < 8) {
+          while (i < bytes && s[i] < 0x80) ++i;
+          break;
+        }
+        uint64_t w;
+        memcpy(&w, s + i, sizeof w);
+        w &= 0x8080808080808080ull;
+        if (w != 0) {
+          if constexpr (std::endian::native == std::endian::little)
+            i += __builtin_ctzll(w) >> 3;
+          else
+            i += __builtin_clzll(w) >> 3;
+          break;
+        }
+        i += 8;
+      }
+      if (i == bytes) return true;
+      const int32_t len = char_length(t, f, s + i, bytes - i);
+      if (len == 0) return false;
+      i += len;
+      if (i == bytes) return true;
+    }
+  }
   for (int32_t i = 0; i < bytes;) {
     while (f[s[i]] == VL_MULTI_COMPLETE)
       if (++i == bytes) return true;
@@ -1001,6 +1093,7 @@ struct PlainReader {
   const unsigned char *row_flags;
   int32_t row_count;
   const unsigned char *second;
+  const vls::coll::FastTable *ft;  // or null
 
   // Whether an element in the index starts with `code` at a character whose
   // text follows at `s` (`room` bytes).
@@ -1051,6 +1144,36 @@ struct PlainReader {
       const unsigned b = s[pos];
       vl_wchar v;
       int32_t len, row;
+      if (ft) {
+        // A character in the fast table: its word straight from there. One
+        // that an element may start takes the general step, unless the
+        // character behind it is a byte that no element has second.
+        int32_t x = -1;
+        len = 1;
+        v = b;
+        if (f[b] == VL_MULTI_COMPLETE) {
+          x = static_cast<int32_t>(b);
+        } else if (f[b] == VL_MULTI_LEADS && bytes - pos >= 2) {
+          const unsigned t2 = s[pos + 1];
+          x = vls::coll::fast_index2(b, t2);
+          if (x >= 0 && vls::tree::flag_of(vls::tree::child(t->root, b), t2) != VL_MULTI_COMPLETE) x = -1;
+          len = 2;
+          v = (b << 8) | t2;
+        }
+        if (x >= 0) {
+          const uint16_t x0 = ft->elem_word0[x];
+          if (x0 != 0 && (ft->word0[x] != vls::coll::kFastElem ||
+                          (pos + len < bytes && f[s[pos + len]] == VL_MULTI_COMPLETE && !second[s[pos + len]]))) {
+            pos += len;
+            if (x0 != 1) {
+              out = x0;
+              code = v;
+              return 1;
+            }
+            continue;
+          }
+        }
+      }
       if (f[b] == VL_MULTI_COMPLETE && rf && rf[b] == VL_MULTI_COMPLETE) {
         const unsigned char *r = vls::tree::row(rt, rt->root, b);
         if (!r) return -1;
@@ -1094,7 +1217,8 @@ int plain_first_pass(vl_locale_t *h, const multi_t *t, const unsigned char *a, i
                       cand,
                       cand ? vls::coll::elem_row_flags(cand) : nullptr,
                       cand ? vls::coll::elem_row_count(cand) : 0,
-                      cand ? vls::coll::elem_second_flags(cand) : nullptr};
+                      cand ? vls::coll::elem_second_flags(cand) : nullptr,
+                      vls::coll::fast_table(c)};
   for (;;) {
     uint16_t w1 = 0, w2 = 0;
     vl_wchar c1 = 0, c2 = 0;
@@ -1109,6 +1233,129 @@ int plain_first_pass(vl_locale_t *h, const multi_t *t, const unsigned char *a, i
   }
 }
 
+// The next word other than 1 of a side read through the fast table alone:
+// 1 with the word and code, 0 at the end of the side, -1 at a character
+// the table cannot answer for (the general readers take it from there).
+// A terminated text (Nul) ends at its zero byte and `bytes` is not read.
+template <bool Nul = false>
+__attribute__((always_inline)) inline int fast_word(const vls::coll::FastTable *ft, const unsigned char *f,
+                                                    const vls::tree::Node *root, const unsigned char *second,
+                                                    const unsigned char *s, int32_t bytes, int32_t &pos, uint16_t &w,
+                                                    int32_t &index) {
+  for (;;) {
+    if (Nul ? s[pos] == 0 : pos >= bytes) return 0;
+    const unsigned b = s[pos];
+    int32_t x, len;
+    if (f[b] == VL_MULTI_COMPLETE) {
+      x = static_cast<int32_t>(b);
+      len = 1;
+    } else {
+      // (A zero byte behind a lead is no trail of the table.)
+      if (f[b] != VL_MULTI_LEADS || (!Nul && bytes - pos < 2)) return -1;
+      const unsigned t2 = s[pos + 1];
+      x = vls::coll::fast_index2(b, t2);
+      if (x < 0 || vls::tree::flag_of(vls::tree::child(root, b), t2) != VL_MULTI_COMPLETE) return -1;
+      len = 2;
+    }
+    uint16_t x0 = ft->word0[x];
+    if (x0 == vls::coll::kFastElem) {
+      // An element may start here unless the next character is a byte that
+      // no element has second (with an element of one character every byte
+      // is flagged).
+      const unsigned nb = s[pos + len];
+      if (!((Nul ? nb != 0 : pos + len < bytes) && f[nb] == VL_MULTI_COMPLETE && !second[nb])) return -1;
+      x0 = ft->elem_word0[x];
+    }
+    if (x0 == 0) return -1;
+    pos += len;
+    if (x0 != 1) {
+      w = x0;
+      index = x;
+      return 1;
+    }
+  }
+}
+
+// plain_first_pass over the characters of the fast table: the same answers,
+// and 2 (positions undefined) where it would read any other character.
+template <bool Nul = false>
+__attribute__((always_inline)) inline int fast_first_pass(const collate_category &c,
+                                                          const vls::coll::FastTable *ft, const multi_t *t,
+                                                          const unsigned char *a, int32_t bytes1, int32_t &pos1,
+                                                          const unsigned char *z, int32_t bytes2, int32_t &pos2) {
+  const unsigned char *f = t->root->flags;
+  const vls::tree::Node *root = t->root;
+  const unsigned char *second = c.num_coll_elems > 0 ? vls::coll::elem_second_flags(c.elem_candidates) : nullptr;
+  int32_t i = 0, j = 0;
+  int r;
+  for (;;) {
+    uint16_t w1 = 0, w2 = 0;
+    int32_t x1 = 0, x2 = 0;
+    const int m1 = fast_word<Nul>(ft, f, root, second, a, bytes1, i, w1, x1);
+    const int m2 = m1 < 0 ? -1 : fast_word<Nul>(ft, f, root, second, z, bytes2, j, w2, x2);
+    // A terminated text gives up after a head of a few words: a long one is
+    // passed over faster by the general path.
+    if (m2 < 0 || (Nul && i > kFastHead)) {
+      r = 2;
+      break;
+    }
+    if (m1 == 0 && m2 == 0) {
+      r = 0;
+      break;
+    }
+    if ((w1 & kMask) != (w2 & kMask)) {
+      r = sign((w1 & kMask) < (w2 & kMask));
+      break;
+    }
+    if (m1 == 0 || m2 == 0) {
+      r = 2;
+      break;
+    }
+    // The table's order is the codes' order.
+    if ((w1 & kTie) && x1 != x2) {
+      r = sign(x1 < x2);
+      break;
+    }
+  }
+  pos1 = i;
+  pos2 = j;
+  return r;
+}
+
+// fast_coll on terminated texts.
+__attribute__((noinline)) int fast_coll_nul(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
+                                            const unsigned char *a, const unsigned char *z) {
+  int32_t pos1 = 0, pos2 = 0;
+  const int r = fast_first_pass<true>(h->collate, ft, t, a, 0, pos1, z, 0, pos2);
+  if (r != -1 && r != 1) return 2;
+  // The rest of each text measured, then checked as counted text.
+  const int32_t n1 = static_cast<int32_t>(strlen(reinterpret_cast<const char *>(a + pos1)));
+  const int32_t n2 = static_cast<int32_t>(strlen(reinterpret_cast<const char *>(z + pos2)));
+  const int ascii = n1 >= 8 || n2 >= 8 ? ascii_whole(t->root->flags) : 0;
+  if (!text_valid(t, a + pos1, n1, ascii) || !text_valid(t, z + pos2, n2, ascii)) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  return r;
+}
+
+// A comparison decided by the fast table's first pass, with the rest of both
+// texts checked: -1 or 1, or 0 with error 1 for an illegal text; 2 when the
+// first pass ties or meets a character outside the table.
+__attribute__((noinline)) int fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
+                                        const unsigned char *a, int32_t bytes1, const unsigned char *z,
+                                        int32_t bytes2) {
+  int32_t pos1 = 0, pos2 = 0;
+  const int r = fast_first_pass(h->collate, ft, t, a, bytes1, pos1, z, bytes2, pos2);
+  if (r != -1 && r != 1) return 2;
+  const int ascii = bytes1 - pos1 >= 8 || bytes2 - pos2 >= 8 ? ascii_whole(t->root->flags) : 0;
+  if (!text_valid(t, a + pos1, bytes1 - pos1, ascii) || !text_valid(t, z + pos2, bytes2 - pos2, ascii)) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  return r;
+}
+
 // The weighted comparison of two multibyte texts whose passes all run
 // forward, decoded as far as read.
 int lazy_coll(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t bytes1, const unsigned char *z,
@@ -1116,10 +1363,18 @@ int lazy_coll(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t 
   const collate_category &c = h->collate;
   if (c.num_passes < 1) return 0;
   int32_t pos1 = 0, pos2 = 0;
-  const int first = plain_first_pass(h, t, a, bytes1, pos1, z, bytes2, pos2);
+  const vls::coll::FastTable *ft = vls::coll::fast_table(c);
+  int first = ft && (c.num_coll_elems == 0 || c.elem_candidates)
+                  ? fast_first_pass(c, ft, t, a, bytes1, pos1, z, bytes2, pos2)
+                  : 2;
+  if (first == 2) {
+    pos1 = pos2 = 0;
+    first = plain_first_pass(h, t, a, bytes1, pos1, z, bytes2, pos2);
+  }
   if (first == -1 || first == 1) {
     // Only the bytes not read are left to check.
-    if (!text_valid(t, a + pos1, bytes1 - pos1) || !text_valid(t, z + pos2, bytes2 - pos2)) {
+    const int ascii = bytes1 - pos1 >= 8 || bytes2 - pos2 >= 8 ? ascii_whole(t->root->flags) : 0;
+    if (!text_valid(t, a + pos1, bytes1 - pos1, ascii) || !text_valid(t, z + pos2, bytes2 - pos2, ascii)) {
       set_error(h, VL_EILSEQ);
       return 0;
     }
@@ -1268,48 +1523,69 @@ int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char
   return at;
 }
 
-// Digits of a key field for values up to `limit` (as write_weight counts).
-inline int key_digits(uint32_t limit) {
-  return limit >= 4162314256u ? 5 : limit >= 16387064u ? 4 : limit >= 64516u ? 3 : limit >= 254u ? 2 : 1;
-}
-
-// write_weight's digits of `value`, at `count` in `out` while below `size`.
-inline void put_digits(uint32_t value, int digits, char *out, int32_t &count, int32_t size) {
-  uint32_t field = value - 2;
-  if (field < 254u && size - count >= digits) {
-    // One digit of value, the rest zeros (a code of one byte, most weights).
-    for (int i = 1; i < digits; ++i) out[count++] = 2;
-    out[count++] = static_cast<char>(value & 0xFF);
-    return;
+// The key of a terminated text (at least one character) whose characters
+// all lie in the fast table and have frags in every pass, written from the
+// frags; -1 when some character does not (nothing written then).
+// A single-byte locale (Single) reads each byte as its own code.
+template <bool Single = false>
+int fast_xfrm(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t, const unsigned char *s, char *target,
+              int32_t size) {
+  constexpr int32_t kChars = 64, kBytes = 1024;
+  const unsigned char *f = Single ? nullptr : t->root->flags;
+  uint16_t index[kChars];
+  int32_t n = 0;
+  for (int32_t i = 0; s[i];) {
+    if (n == kChars) return -1;
+    const unsigned b = s[i];
+    int32_t x;
+    if (Single || f[b] == VL_MULTI_COMPLETE) {
+      x = static_cast<int32_t>(b);
+      ++i;
+    } else {
+      const unsigned t2 = s[i + 1];
+      if (f[b] != VL_MULTI_LEADS || (x = vls::coll::fast_index2(b, t2)) < 0 ||
+          vls::tree::flag_of(vls::tree::child(t->root, b), t2) != VL_MULTI_COMPLETE)
+        return -1;
+      i += 2;
+    }
+    index[n++] = static_cast<uint16_t>(x);
   }
-  auto put = [&](uint32_t d) {
-    if (count < size) out[count] = static_cast<char>((d + 2) & 0xFF);
-    ++count;
-  };
-  // Constant divisors, so that no digit costs a division instruction.
-  switch (digits) {
-    case 1:
-      return put(field);
-    case 2:
-      put(field / 254u);
-      return put(field % 254u);
-    case 3:
-      put(field / 64516u);
-      put(field % 64516u / 254u);
-      return put(field % 254u);
-    case 4:
-      put(field / 16387064u);
-      put(field % 16387064u / 64516u);
-      put(field % 64516u / 254u);
-      return put(field % 254u);
-    default:
-      put(field / 4162314256u);
-      field %= 4162314256u;
-      put(field / 16387064u);
-      put(field % 16387064u / 64516u);
-      put(field % 64516u / 254u);
-      return put(field % 254u);
+  const collate_category &c = h->collate;
+  const int dc = key_digits(code_limit(h));
+  const int32_t passes = ft->passes;
+  if (n * passes * (6 + dc) + passes + 8 > kBytes) return -1;
+  // Whole words are stored and the count moves on by the bytes that
+  // belong; only the key's bytes are copied out.
+  char buf[kBytes];
+  int32_t count = 0;
+  for (int32_t p = 0; p < passes; ++p) {
+    if (p > 0) buf[count++] = 1;
+    const vls::coll::Frag *fr = vls::coll::fast_frags(ft, p);
+    auto put = [&](uint16_t x) {
+      const vls::coll::Frag &g = fr[x];
+      if (g.len == vls::coll::kFragNone) return false;
+      memcpy(buf + count, &g, sizeof g);
+      count += g.len;
+      if (g.tie) {
+        // The code's digits: leading zeros (2), then its last two.
+        memset(buf + count, 2, 8);
+        memcpy(buf + count + dc - 2, ft->code_lo[x], 2);
+        count += dc;
+      }
+      return true;
+    };
+    if (c.pass_flags[p] & 1) {
+      for (int32_t k = 0; k < n; ++k)
+        if (!put(index[k])) return -1;
+    } else {
+      for (int32_t k = n - 1; k >= 0; --k)
+        if (!put(index[k])) return -1;
+    }
   }
+  const int32_t m = count < size ? count : size;
+  if (m > 0) memcpy(target, buf, static_cast<size_t>(m));
+  if (count < size) target[count] = 0;
+  return count;
 }
 
 // vl_wcsxfrm's key of a decoded string (at least one character) of a table
@@ -1376,6 +1652,77 @@ int decoded_xfrm(vl_locale_t *h, char *target, const Decoded &s, int32_t size) {
 }
 
 }  // namespace
+
+namespace vls::coll {
+
+// The fast table: each code's row as the engine finds it, and what the
+// engine then yields for that character alone. A character that starts no
+// element gives the same words wherever it stands, so its words (and the
+// key bytes of each pass) can be worked out here once.
+void build_fast_table(vl_locale_t *h) {
+  collate_category &c = h->collate;
+  if (!c.exp_candidates[0]) return;
+  FastTable *t = fast_table_slot(c);
+  t->built = 0;
+  const multi_t *rt = h->coll_rows;
+  if (!rt || !rt->root || c.num_passes < 1 || c.num_passes > VL_MAX_PASSES) return;
+  if (c.num_coll_elems > 0 && !c.elem_candidates) return;
+  const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
+  t->passes = c.num_passes;
+  t->forward = 1;
+  for (int32_t p = 0; p < c.num_passes; ++p)
+    if (!(c.pass_flags[p] & 1)) t->forward = 0;
+  const int dw = key_digits(c.max_weight);
+  t->key_dw = dw;
+  for (int32_t x = 0; x < kFastCodes; ++x) {
+    const vl_wchar code = fast_code(x);
+    const int32_t row = row_mark(rt, code);
+    const bool elem = cand && starts_elem(cand, code);
+    const uint16_t w0 = row >= 0 ? c.pass_weights[0][row] : 0;
+    t->elem_word0[x] = row >= 0 && w0 != 0 && !(w0 & kExpansion) ? w0 : 0;
+    t->word0[x] = elem && t->elem_word0[x] ? kFastElem : t->elem_word0[x];
+    const uint32_t field = code - 2;
+    t->code_lo[x][0] = static_cast<unsigned char>(field / 254u + 2);
+    t->code_lo[x][1] = static_cast<unsigned char>(field % 254u + 2);
+    for (int32_t p = 0; p < c.num_passes; ++p) {
+      Frag &f = fast_frags(t, p)[x];
+      f = Frag{{}, kFragNone, 0};
+      if (row < 0 || elem || code < 2) continue;
+      char buf[32];
+      int32_t n = 0;
+      bool ok = true, tie = false;
+      const uint16_t w = c.pass_weights[p][row];
+      if (w == 0) {
+        ok = false;
+      } else if (w & kExpansion) {
+        // The expansion's characters in the pass's direction; one that
+        // expands again, ends the text or ties on its code is left to the
+        // engine.
+        const coll_exp_record &e = c.expansions[w & kMask];
+        const bool fwd = (c.pass_flags[p] & 1) != 0;
+        // (A single-byte path reads at most 15 of them.)
+        ok = e.count <= 15;
+        for (uint32_t k = 0; k < e.count && ok; ++k) {
+          const vl_wchar ec = e.chars[fwd ? k : e.count - 1 - k];
+          const int32_t er = row_mark(rt, ec);
+          const uint16_t ew = er >= 0 ? c.pass_weights[p][er] : 0;
+          if (ew == 0 || (ew & (kExpansion | kTie))) ok = false;
+          else if (ew != 1) put_digits(ew, dw, buf, n, static_cast<int32_t>(sizeof buf));
+        }
+      } else if (w != 1) {
+        tie = (w & kTie) != 0;
+        put_digits(tie ? w & kMask : w, dw, buf, n, static_cast<int32_t>(sizeof buf));
+      }
+      if (!ok || n > static_cast<int32_t>(sizeof f.bytes)) continue;
+      f.len = static_cast<unsigned char>(n);
+      f.tie = tie ? 1 : 0;
+      memcpy(f.bytes, buf, static_cast<size_t>(n));
+    }
+  }
+  t->built = 1;
+}
+
+}  // namespace vls::coll
 
 extern "C" {
 
@@ -1572,6 +1919,14 @@ VLS_API int vl_full_mbsxfrm(vl_locale_t *h, char *target, const char *source, in
   // its comparisons take.
   if (h->single_byte && *source && h->collate.collation_kind == VL_COLL_TABLE && !h->codepoint_collation &&
       !_vlu_active(h, VL_LC_COLLATE)) {
+    // Bytes that all have frags write the same key from the fast table.
+    const vls::coll::FastTable *ft = vls::coll::fast_table(h->collate);
+    if (ft && h->coll_rows->min_length == 1 &&
+        (h->mbscoll_fn == _vl_is_mbscoll_back || h->mbscoll_fn == _vl_is_mbscoll_exp ||
+         h->mbscoll_fn == _vl_is_mbscoll_elem || h->mbscoll_fn == _vl_is_mbscoll_exp_elem))
+      if (const int r = fast_xfrm<true>(h, ft, nullptr, reinterpret_cast<const unsigned char *>(source), target, size);
+          r >= 0)
+        return r;
     if (h->mbscoll_fn == _vl_is_mbscoll_back) return sb_xfrm<SbPath::Back>(h, target, source, size);
     if (h->mbscoll_fn == _vl_is_mbscoll_exp) return sb_xfrm<SbPath::Exp>(h, target, source, size);
     if (h->mbscoll_fn == _vl_is_mbscoll_elem) return sb_xfrm<SbPath::Elem>(h, target, source, size);
@@ -1585,6 +1940,9 @@ VLS_API int vl_full_mbsxfrm(vl_locale_t *h, char *target, const char *source, in
       !_vlu_active(h, VL_LC_COLLATE) && !_vlu_active(h, VL_LC_CTYPE) && h->coll_rows && tree &&
       tree->min_length == 1 && tree->root->flags && tree->root->flags[0] == VL_MULTI_COMPLETE &&
       h->mbstowcs_fn == _vl_im_mbstowcs) {
+    if (const vls::coll::FastTable *ft = vls::coll::fast_table(h->collate))
+      if (const int r = fast_xfrm(h, ft, tree, reinterpret_cast<const unsigned char *>(source), target, size); r >= 0)
+        return r;
     Decoded d;
     const auto *s = reinterpret_cast<const unsigned char *>(source);
     if (d.decode<false>(tree, h->coll_rows, s, static_cast<int32_t>(strlen(source))) > 0)
@@ -1679,12 +2037,17 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
     // forward, a head of equal characters is passed over before decoding
     // (each side keeps at least its last byte).
     const collate_category &c = h->collate;
-    bool forward = c.num_passes <= VL_MAX_PASSES;
-    for (int32_t p = 0; forward && p < c.num_passes; ++p) forward = (c.pass_flags[p] & 1) != 0;
+    const vls::coll::FastTable *ft = vls::coll::fast_table(c);
+    bool forward = ft ? ft->forward != 0 : c.num_passes <= VL_MAX_PASSES;
+    for (int32_t p = 0; !ft && forward && p < c.num_passes; ++p) forward = (c.pass_flags[p] & 1) != 0;
     const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
     // A head of a few bytes is not worth finding.
     const int32_t cap = std::min(bytes1, bytes2) - 1;
-    const int32_t skip = forward && cap >= 16 && memcmp(a, z, 16) == 0 ? mb_head(tree, c, a, z, cap) : 0;
+    const bool head = forward && cap >= 16 && memcmp(a, z, 16) == 0;
+    // Without a head to pass over, the fast table mostly decides at once.
+    if (!head && forward && ft && tree->root->flags && (c.num_coll_elems == 0 || c.elem_candidates))
+      if (const int r = fast_coll(h, ft, tree, a, bytes1, z, bytes2); r != 2) return r;
+    const int32_t skip = head ? mb_head(tree, c, a, z, cap) : 0;
     if (forward && tree->root->flags) return lazy_coll(h, tree, a + skip, bytes1 - skip, z + skip, bytes2 - skip);
     Decoded d1, d2;
     const int32_t r1 = d1.decode<true>(tree, h->coll_rows, a + skip, bytes1 - skip);
@@ -1743,6 +2106,21 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
 }
 
 VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
+  // Terminated texts of a table locale whose passes all run forward: the
+  // fast table's first pass mostly decides without measuring them.
+  if (h && s1 && s2) {
+    const multi_t *tree = h->ctype.ctype_tree;
+    const collate_category &c = h->collate;
+    const vls::coll::FastTable *ft;
+    if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree && tree->min_length == 1 && h->coll_rows &&
+        !h->codepoint_collation && c.collation_kind == VL_COLL_TABLE && !_vlu_active(h, VL_LC_COLLATE) &&
+        (ft = vls::coll::fast_table(c)) != nullptr && ft->forward && tree->root->flags &&
+        (c.num_coll_elems == 0 || c.elem_candidates)) {
+      const int r = fast_coll_nul(h, ft, tree, reinterpret_cast<const unsigned char *>(s1),
+                                  reinterpret_cast<const unsigned char *>(s2));
+      if (r != 2) return r;
+    }
+  }
   return _kvx_vl_im_mbfscoll(h, s1, -1, s2, -1);
 }
 

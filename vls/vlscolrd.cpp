@@ -895,8 +895,12 @@ VLS_API int set_exp_candidates(vl_locale_t *h) {
   collate_category &c = h->collate;
   for (auto &t : c.exp_candidates) t = nullptr;
   for (int32_t p = 0; p < c.num_passes; ++p) {
-    c.exp_candidates[p] = static_cast<coll_exp_record **>(_vl_alloc_ptr(vls::coll::pass_table_bytes()));
+    // Pass 0's table carries the fast table of multibyte text behind it,
+    // filled once the element index is made.
+    const size_t extra = p == 0 ? vls::coll::fast_table_bytes(std::min<int32_t>(c.num_passes, VL_MAX_PASSES)) : 0;
+    c.exp_candidates[p] = static_cast<coll_exp_record **>(_vl_alloc_ptr(vls::coll::pass_table_bytes() + extra));
     if (!c.exp_candidates[p]) return fail(h, VL_ENOMEM);
+    if (p == 0) vls::coll::fast_table_slot(c)->built = 0;
   }
   const multi_t *t = h->coll_rows;
   for (vl_wchar ch = 0; ch < 256; ++ch) {
@@ -914,7 +918,15 @@ VLS_API int set_exp_candidates(vl_locale_t *h) {
   return 0;
 }
 
+static int make_elem_candidates(vl_locale_t *h);
+
 VLS_API int set_elem_candidates(vl_locale_t *h) {
+  const int r = make_elem_candidates(h);
+  if (r == 0) vls::coll::build_fast_table(h);
+  return r;
+}
+
+static int make_elem_candidates(vl_locale_t *h) {
   collate_category &c = h->collate;
   c.elem_candidates = nullptr;
   if (c.num_coll_elems < 1) return 0;
