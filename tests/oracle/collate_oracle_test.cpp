@@ -379,9 +379,10 @@ TEST_P(CollateOracle, SingleBytePathIsTheEngine) {
 }
 
 // In a multibyte locale the multibyte entries (which decode each string
-// once, and pass over a shared head) give the wide engine's results on the
-// widened strings: the sign of a comparison, terminated and with lengths,
-// and the key byte for byte.
+// once, pass over a shared head, and read the characters of their fast
+// table straight from the bytes) give the wide engine's results on the
+// widened strings: the result and error of a comparison, terminated and
+// with lengths, and the key byte for byte at full room and cut short.
 TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
   if (h->single_byte) GTEST_SKIP() << "single-byte";
   std::vector<std::string> pool, cs = chars();
@@ -399,6 +400,14 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
     for (uint32_t k = 0; k < h->collate.coll_elems[i].count; ++k) pool.push_back(v_mb(h, h->collate.coll_elems[i].chars[k]));
     pool.push_back(elem(i));
   }
+  // The characters of the fast table: printable ASCII, and the two-byte
+  // codes 0xC280..0xC5BF where they are characters.
+  for (unsigned b = 0x20; b < 0x7F; b += 1 + pick(3)) pool.push_back(std::string(1, static_cast<char>(b)));
+  for (unsigned code = 0xC280; code <= 0xC5BF; code += 1 + pick(4)) {
+    const std::string c{static_cast<char>(code >> 8), static_cast<char>(code & 0xFF)};
+    vl_wchar w[4];
+    if ((code & 0xC0) == 0x80 && h->mbstowcs_fn(h, w, c.c_str(), 4) == 1) pool.push_back(c);
+  }
   auto gen = [&](size_t most) {
     std::string s;
     for (size_t len = pick(most); len; --len)
@@ -414,9 +423,13 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
   };
   // A byte that starts no character, for strings that must fail whole
   // however early the comparison decides.
-  std::string illegal;
-  for (unsigned b = 1; b < 256 && illegal.empty(); ++b)
-    if (h->ctype.ctype_tree->root->flags[b] == VL_MULTI_INVALID) illegal = std::string(1, static_cast<char>(b));
+  // A lead byte left without its trail at the end is another.
+  std::string illegal, lead;
+  for (unsigned b = 1; b < 256; ++b) {
+    const unsigned char f = h->ctype.ctype_tree->root->flags[b];
+    if (f == VL_MULTI_INVALID && illegal.empty()) illegal = std::string(1, static_cast<char>(b));
+    if (f == VL_MULTI_LEADS && (lead.empty() || b == 0xC3)) lead = std::string(1, static_cast<char>(b));
+  }
   const long rounds = kSlow ? 2000 : 20000;
   long bad = 0;
   for (long k = 0; k < rounds; ++k) {
@@ -424,7 +437,8 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
     const size_t most = (k % 16) == 0 ? 160 : 9;
     const std::string head = (k & 1) ? gen(most) : std::string();
     if (k % 8 == 5 && !illegal.empty()) {
-      const std::string a = head + gen(most), b = head + gen(most) + illegal + gen(most);
+      const std::string a = head + gen(most);
+      const std::string b = (k & 32) && !lead.empty() ? head + gen(most) + lead : head + gen(most) + illegal + gen(most);
       const std::string &x = (k & 16) ? a : b, &y = (k & 16) ? b : a;
       h->vl_errno = 0;
       const int mb = _vl_im_mbscoll(h, x.c_str(), y.c_str());
@@ -439,21 +453,27 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
     }
     const std::string a = head + gen(most), b = (k & 2) ? head + gen(most) : head;
     const std::vector<vl_wchar> wa = wide(a), wb = wide(b);
-    const int mb = sign(_vl_im_mbscoll(h, a.c_str(), b.c_str()));
-    const int wc = sign(vl_full_wcscoll(h, wa.data(), wb.data()));
+    h->vl_errno = 0;
+    const int mb = _vl_im_mbscoll(h, a.c_str(), b.c_str());
+    const uint32_t mb_err = h->vl_errno;
+    const int wc = vl_full_wcscoll(h, wa.data(), wb.data());
+    const uint32_t wc_err = h->vl_errno;
     const std::string ta = a + "zz", tb = b + "q";
-    const int counted = sign(_kvx_vl_im_mbfscoll(h, ta.data(), static_cast<int32_t>(a.size()), tb.data(),
-                                                 static_cast<int32_t>(b.size())));
-    if ((mb != wc || counted != wc) && bad++ < 10)
-      ADD_FAILURE() << hex(a) << " vs " << hex(b) << ": terminated " << mb << ", counted " << counted << ", wide "
-                    << wc;
+    const int counted = _kvx_vl_im_mbfscoll(h, ta.data(), static_cast<int32_t>(a.size()), tb.data(),
+                                            static_cast<int32_t>(b.size()));
+    if ((mb != wc || counted != wc || mb_err != wc_err || h->vl_errno != wc_err) && bad++ < 10)
+      ADD_FAILURE() << hex(a) << " vs " << hex(b) << ": terminated " << mb << " error " << mb_err << ", counted "
+                    << counted << ", wide " << wc << " error " << wc_err;
     if (a.empty()) continue;
-    const std::string key = v_key(a);
-    const int n = vl_wcsxfrm(h, nullptr, wa.data(), 0);
-    std::string wkey(static_cast<size_t>(std::max(n, 0)) + 1, '\0');
-    vl_wcsxfrm(h, wkey.data(), wa.data(), n + 1);
-    wkey.resize(static_cast<size_t>(std::max(n, 0)));
-    if (key != wkey && bad++ < 10) ADD_FAILURE() << "key of " << hex(a) << ": " << hex(key) << ", wide " << hex(wkey);
+    char key[2048], wkey[2048];
+    const int32_t room = (k & 4) ? static_cast<int32_t>(pick(160)) : static_cast<int32_t>(sizeof key);
+    memset(key, 0x55, sizeof key);
+    memset(wkey, 0x55, sizeof wkey);
+    const int n = vl_full_mbsxfrm(h, key, a.c_str(), room), wn = vl_wcsxfrm(h, wkey, wa.data(), room);
+    if ((n != wn || memcmp(key, wkey, sizeof key) != 0) && bad++ < 10)
+      ADD_FAILURE() << "key of " << hex(a) << " in " << room << " bytes: "
+                    << hex(std::string(key, static_cast<size_t>(std::clamp(n, 0, room)))) << " (" << n << "), wide "
+                    << hex(std::string(wkey, static_cast<size_t>(std::clamp(wn, 0, room)))) << " (" << wn << ")";
   }
   EXPECT_EQ(bad, 0);
 }
