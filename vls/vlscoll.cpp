@@ -384,12 +384,23 @@ int sb_pass(Reader a, Reader z) {
 size_t common_head(const collate_category &c, const unsigned char *a, const unsigned char *ea,
                    const unsigned char *z, const unsigned char *ez) {
   size_t k = 0;
+  // Counted, or terminated and equal in their first 16 bytes (then
+  // measured), the bytes are compared 16 at a time.
+  size_t n = 0;
   if (ea) {
-    const size_t n = static_cast<size_t>(ea - a) < static_cast<size_t>(ez - z) ? static_cast<size_t>(ea - a)
-                                                                               : static_cast<size_t>(ez - z);
-    while (k < n && a[k] == z[k]) ++k;
+    n = static_cast<size_t>(ea - a) < static_cast<size_t>(ez - z) ? static_cast<size_t>(ea - a)
+                                                                  : static_cast<size_t>(ez - z);
   } else {
-    while (a[k] && a[k] == z[k]) ++k;
+    while (k < 16 && a[k] && a[k] == z[k]) ++k;
+    if (k == 16) n = 16 + std::min(strlen(reinterpret_cast<const char *>(a + 16)), strlen(reinterpret_cast<const char *>(z + 16)));
+  }
+  if (ea || k == 16) {
+    for (uint64_t x[2], y[2]; n - k >= 16; k += 16) {
+      memcpy(x, a + k, sizeof x);
+      memcpy(y, z + k, sizeof y);
+      if (((x[0] ^ y[0]) | (x[1] ^ y[1])) != 0) break;
+    }
+    while (k < n && a[k] == z[k]) ++k;
   }
   if (c.num_coll_elems > 0 && c.elem_candidates) {
     const size_t reach = static_cast<size_t>(vls::coll::elem_longest(c.elem_candidates));
@@ -403,6 +414,44 @@ size_t common_head(const collate_category &c, const unsigned char *a, const unsi
 }
 
 enum class SbPath { Exp, Elem, ExpElem, Back };
+
+// sb_pass of pass 0 (forward) from the fast table, read from the start of
+// both strings: -1, 0 or 1 as sb_pass answers, 2 at a byte the table
+// cannot answer for (an element that may start, a word of 0 or an
+// expansion).
+int sb_fast_first(const vls::coll::FastTable *ft, const unsigned char *second, const unsigned char *a,
+                  const unsigned char *ea, const unsigned char *z, const unsigned char *ez) {
+  auto word = [ft, second](const unsigned char *&p, const unsigned char *e, uint16_t &w, unsigned &b) {
+    for (;;) {
+      if (e ? p >= e : *p == 0) return 0;
+      b = *p;
+      uint16_t x = ft->word0[b];
+      if (x == vls::coll::kFastElem) {
+        const unsigned char *q = p + 1;
+        if (!((e ? q < e : *q != 0) && !second[*q])) return -1;
+        x = ft->elem_word0[b];
+      }
+      if (x == 0) return -1;
+      ++p;
+      if (x != 1) {
+        w = x;
+        return 1;
+      }
+    }
+  };
+  for (;;) {
+    uint16_t w1 = 0, w2 = 0;
+    unsigned b1 = 0, b2 = 0;
+    const int m1 = word(a, ea, w1, b1);
+    if (m1 < 0) return 2;
+    const int m2 = word(z, ez, w2, b2);
+    if (m2 < 0) return 2;
+    if (m1 == 0) return m2 ? -1 : 0;
+    if (m2 == 0) return 1;
+    if ((w1 & kMask) != (w2 & kMask)) return sign((w1 & kMask) < (w2 & kMask));
+    if ((w1 & kTie) && b1 != b2) return sign(b1 < b2);
+  }
+}
 
 template <SbPath P>
 int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
@@ -423,7 +472,16 @@ int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int
   // start behind the head, cut back before any such element.
   const size_t head = common_head(c, a, ea, z, ez);
   const char *t1 = s1 + head, *t2 = s2 + head;
-  for (int32_t p = 0; p < c.num_passes; ++p) {
+  // A forward first pass mostly decides at once from the fast table.
+  int32_t first = 0;
+  const vls::coll::FastTable *ft = vls::coll::fast_table(c);
+  if (ft && c.pass_flags[0] == 1 && h->coll_rows->min_length == 1 && (c.num_coll_elems == 0 || c.elem_candidates)) {
+    const int r = sb_fast_first(ft, c.num_coll_elems > 0 ? vls::coll::elem_second_flags(c.elem_candidates) : nullptr,
+                                a + head, ea, z + head, ez);
+    if (r == -1 || r == 1) return r;
+    if (r == 0) first = 1;
+  }
+  for (int32_t p = first; p < c.num_passes; ++p) {
     int r;
     if constexpr (P != SbPath::Back) {
       s1 = t1;
