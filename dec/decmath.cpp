@@ -106,22 +106,33 @@ inline int set_header(decimal_t *result, int count, int sign, int exponent) {
   return 0;
 }
 
+/* Digit bytes made ready to store: trailing zero bytes dropped, leading ones
+ * skipped (each lowering the exponent), and more than 16 bytes rounded half
+ * up on the 17th into `rounded`. A count left at 0 or below is zero. */
+const unsigned char *normalise(const unsigned char *p, int *count, int *exponent, unsigned char *rounded) {
+  int n = *count;
+  while (n > 0 && p[n - 1] == 0) --n;
+  if (n > 0)
+    while (*p == 0) {
+      ++p;
+      --n;
+      --*exponent;
+    }
+  if (n > DEC_MAX_DIGITS) {
+    p = round_17th(p, rounded, exponent);
+    n = DEC_MAX_DIGITS;
+  }
+  *count = n;
+  return p;
+}
+
 /* decload for a work buffer that stays readable for 16 bytes past `count`. */
 int finish(decimal_t *result, int sign, int exponent, const unsigned char *p, int count) {
-  while (count > 0 && p[count - 1] == 0) --count;
+  unsigned char rounded[1 + DEC_MAX_DIGITS];
+  p = normalise(p, &count, &exponent, rounded);
   if (count <= 0) {
     set_zero(result);
     return 0;
-  }
-  while (*p == 0) {
-    ++p;
-    --count;
-    --exponent;
-  }
-  unsigned char rounded[1 + DEC_MAX_DIGITS];
-  if (count > DEC_MAX_DIGITS) {
-    p = round_17th(p, rounded, &exponent);
-    count = DEC_MAX_DIGITS;
   }
   memcpy(result->digits, p, DEC_MAX_DIGITS);
   return set_header(result, count, sign, exponent);
@@ -506,22 +517,8 @@ int decload(decimal_t *result, int sign, int exponent, const void *digits, int c
     set_null(result);
     return 0;
   }
-  const unsigned char *p = static_cast<const unsigned char *>(digits);
-  while (count > 0 && p[count - 1] == 0) --count;
-  if (count > 0) {
-    while (*p == 0) {
-      ++p;
-      --count;
-      --exponent;
-    }
-  }
-
-  /* More than 16 bytes: round half up on the 17th. */
   unsigned char rounded[1 + DEC_MAX_DIGITS];
-  if (count > DEC_MAX_DIGITS) {
-    p = round_17th(p, rounded, &exponent);
-    count = DEC_MAX_DIGITS;
-  }
+  const unsigned char *p = normalise(static_cast<const unsigned char *>(digits), &count, &exponent, rounded);
   result->digit_count = (int16_t)count;
   if (count < 1) {
     result->sign = DEC_POSITIVE;

@@ -53,6 +53,33 @@ inline Kind pair_kind(vl_locale_t *h, int32_t a, int32_t b) {
   return Kind::Bad;
 }
 
+// A count is checked after the lengths: negative stores 4.
+inline Kind with_count(vl_locale_t *h, Kind k, int32_t n) {
+  if (k != Kind::Bad && n < 0) {
+    fail(h, VL_EBADCOUNT);
+    return Kind::Bad;
+  }
+  return k;
+}
+
+// The first checks of a bounded copy (one length) or append (two), in this
+// order: a null pointer stores 2, then the lengths, then the count.
+inline Kind bounded(vl_locale_t *h, const void *target, const void *source, int32_t source_length, int32_t n) {
+  if (!target || !source) {
+    fail(h, VL_EBADPTR);
+    return Kind::Bad;
+  }
+  return with_count(h, length_kind(h, source_length), n);
+}
+inline Kind bounded(vl_locale_t *h, const void *target, int32_t target_length, const void *source,
+                    int32_t source_length, int32_t n) {
+  if (!target || !source) {
+    fail(h, VL_EBADPTR);
+    return Kind::Bad;
+  }
+  return with_count(h, pair_kind(h, target_length, source_length), n);
+}
+
 // ---- multibyte walking ------------------------------------------------------
 
 // A multibyte text walked one character at a time: NUL-terminated when
@@ -578,16 +605,8 @@ VLS_API char *vl_mbscpy(vl_locale_t *h, char *target, const char *source) {
 
 VLS_API int _kvx_vl_mbsncat(vl_locale_t *h, char *target, int32_t target_length, const char *source,
                             int32_t source_length, int32_t n) {
-  if (!target || !source) {
-    set_error(h, VL_EBADPTR);
-    return -1;
-  }
-  Kind k = pair_kind(h, target_length, source_length);
+  Kind k = bounded(h, target, target_length, source, source_length, n);
   if (k == Kind::Bad) return -1;
-  if (n < 0) {
-    set_error(h, VL_EBADCOUNT);
-    return -1;
-  }
   if (k == Kind::Nul) return ncat_nul(h, target, source, n);
   int32_t taken = MbText(h, source, source_length).walk_chars(n);
   if (taken < 0) return -1;
@@ -604,16 +623,8 @@ VLS_API char *vl_mbsncat(vl_locale_t *h, char *target, const char *source, int32
 }
 
 VLS_API int _kvx_vl_mbsncpy(vl_locale_t *h, char *target, const char *source, int32_t source_length, int32_t n) {
-  if (!target || !source) {
-    set_error(h, VL_EBADPTR);
-    return -1;
-  }
-  Kind k = length_kind(h, source_length);
+  Kind k = bounded(h, target, source, source_length, n);
   if (k == Kind::Bad) return -1;
-  if (n < 0) {
-    set_error(h, VL_EBADCOUNT);
-    return -1;
-  }
   if (k == Kind::Nul) {
     // One terminator short of the bytes copied: -1 for n = 0 in a
     // one-byte-terminator codeset, which is not a failure.
@@ -1013,16 +1024,8 @@ VLS_API vl_wchar *vl_wcscpy(vl_wchar *target, const vl_wchar *source) {
 
 VLS_API int _kvx_vl_wcsncpy(vl_locale_t *h, vl_wchar *target, const vl_wchar *source, int32_t source_length,
                             int32_t n) {
-  if (!target || !source) {
-    fail(h, VL_EBADPTR);
-    return -1;
-  }
-  Kind k = length_kind(h, source_length);
+  Kind k = bounded(h, target, source, source_length, n);
   if (k == Kind::Bad) return -1;
-  if (n < 0) {
-    fail(h, VL_EBADCOUNT);
-    return -1;
-  }
   if (k == Kind::Counted) {
     int32_t m = source_length < n ? source_length : n;
     wmove(target, source, m);
@@ -1042,16 +1045,8 @@ VLS_API vl_wchar *vl_wcsncpy(vl_wchar *target, const vl_wchar *source, int32_t n
 
 VLS_API int _kvx_vl_wcsncat(vl_locale_t *h, vl_wchar *target, int32_t target_length, const vl_wchar *source,
                             int32_t source_length, int32_t n) {
-  if (!target || !source) {
-    fail(h, VL_EBADPTR);
-    return -1;
-  }
-  Kind k = pair_kind(h, target_length, source_length);
+  Kind k = bounded(h, target, target_length, source, source_length, n);
   if (k == Kind::Bad) return -1;
-  if (n < 0) {
-    fail(h, VL_EBADCOUNT);
-    return -1;
-  }
   if (k == Kind::Counted) {
     int32_t m = source_length < n ? source_length : n;
     wmove(target + target_length, source, m);
