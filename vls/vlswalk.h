@@ -176,12 +176,13 @@ __attribute__((noinline)) inline const unsigned char *wide_row_walk(void *record
 // shortest character is one byte (all but a few codesets), each byte taken
 // from the node its lead leads to. Stores nothing.
 __attribute__((always_inline)) inline const unsigned char *plain_row(vl_wchar v, const multi_t *t) {
-  if (t->min_length != 1 || v > 0xFFFFFFu) return nullptr;
+  if (t->min_length != 1) return nullptr;
   const Node *n = t->root;
   const unsigned char *f = n->flags;
   if (!f) return nullptr;
   if (v > 0xFFu) {
     if (v > 0xFFFFu) {
+      if (v > 0xFFFFFFu) return nullptr;
       const unsigned b2 = v >> 16;
       if (f[b2] != VL_MULTI_LEADS) return nullptr;
       n = child(n, b2);
