@@ -36,8 +36,22 @@ std::string fmon(vl_locale_t *h, const char *format, double v, int size = 128) {
   return n < 0 ? "error " + std::to_string(h->vl_errno) : std::string(out, n);
 }
 
+// Edits of en_US's fields for rows of the format table.
+void grouping_3_then_none(vl_nmm_block &m) { m.mon_grouping[0] = 2, m.mon_grouping[1] = 3, m.mon_grouping[2] = -1; }
+void no_decimal_point(vl_nmm_block &m) {
+  static char mb[4] = {};
+  static vl_wchar wc[1] = {};
+  m.mon_decimal_point = {mb, wc};
+}
+void two_character_point(vl_nmm_block &m) {
+  static char mb[6] = {'.', ':'};
+  static vl_wchar wc[3] = {'.', ':'};
+  m.mon_decimal_point = {mb, wc};
+}
+void sign_position_0_separation_10(vl_nmm_block &m) { m.n_sign_posn = 0, m.n_sep_by_space = 10; }
+
 TEST_F(Mon, FormatTable) {
-  struct Case { bool de; const char *format; double value; const char *want; } cases[] = {
+  struct Case { bool de; const char *format; double value; const char *want; void (*edit)(vl_nmm_block &) = nullptr; } cases[] = {
       {false, "%n", 1234567.891, "$1,234,567.89"}, {false, "%n", -1234.5, "-$1,234.50"},
       {false, "%i", -1234.5, "-USD 1,234.50"},
       {false, "%n", 0.995, "$1.00"},             // rounded on the "%f" text, not the binary value
@@ -55,10 +69,21 @@ TEST_F(Mon, FormatTable) {
       {true, "%!n", 1.0, "1,00 "},                // the blank behind the number stays
       {true, "%i", 1.0, "1,00 EUR "},
       {true, "%=0#6.1n", 42.0, " 0000042,0 EUR"},  // the negative layout's sign takes a column
+      {false, "%n", 1234567.0, "$1234,567.00", grouping_3_then_none},  // a size below 1 ends grouping
+      {false, "%n", 1234567.0, "$123,456700", no_decimal_point},       // the last character is set aside as the point
+      {false, "%n", 1234567.0, "$12,345,67.:00", two_character_point},  // ... whatever the point's length
+      {false, "%n", -1.0, "-$1.00", sign_position_0_separation_10},     // key 0 * 10 + 10: sign symbol number
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.format);
+    Keep keep;
+    if (c.edit) c.edit(us_->nmm);
     EXPECT_EQ(fmon(c.de ? de_ : us_, c.format, c.value), c.want) << c.value;
+  }
+  // Integer digits beyond 127 characters store 3, and the text is made.
+  for (auto [value, err] : {std::pair{5e126, 0u}, std::pair{2e127, uint32_t{VL_ENOMEM}}}) {
+    EXPECT_EQ(fmon(us_, "%!^.0n", value, 256).size(), std::to_string(value).size() - 7);
+    EXPECT_EQ(us_->vl_errno, err) << value;
   }
   EXPECT_EQ(fmon(us_, "%n", 1.0, 5), "error 14");  // "$1.00" and its terminator need 6
   EXPECT_EQ(fmon(us_, "%n", 1.0, 6), "$1.00");
@@ -122,6 +147,8 @@ TEST(MonMask, Table) {
       {1, 0, 1, 0, {1, 2, 5, 3, 6}}, {1, 1, 2, 0, {4, 5, 2, 3}}, {1, 4, 2, 0, {2, 5, 4, 3}},
       {0, 2, 2, 0, {3, 2, 5, 4}},    {0, 3, 1, 0, {3, 5, 4, 2}}, {0, 1, 1, 0, {4, 3, 5, 2}},
       {1, 5, 0, -1, {}},             {2, 1, 0, -1, {}},          {0, 1, 3, -1, {}},
+      {1, 0, 12, 0, {4, 5, 2, 3}},   {0, 2, -10, 0, {4, 3, 2}},  // the key is sign_posn * 10 + sep_by_space
+      {1, 5, -8, 0, {2, 5, 4, 3}},   {1, 5, 0x7fffffff, -1, {}},
   };
   for (const Case &c : cases) {
     int32_t m[7];

@@ -83,9 +83,10 @@ struct Groups {
   int32_t size(int index) const { return index <= g[0] ? g[index] : 0; }
 };
 
-// Separators that `digits` digits take under mon_grouping: after each full
-// group with a digit to follow, the next size if one remains (the last
-// repeats); a size below 1 ends grouping.
+// Separators that `digits` digits take under mon_grouping: one for each
+// full group of a size of at least 1 with a digit to follow; after it the
+// next size applies if one remains (the last repeats), and a size below 1
+// ends grouping.
 int group_count(vl_locale_t *h, int digits) {
   if (digits < 1) return 0;
   const Groups gr{h->nmm.mon_grouping};
@@ -94,30 +95,30 @@ int group_count(vl_locale_t *h, int digits) {
   for (int i = 0; i < digits; ++i) {
     if (size < 1) break;
     if (pos == size) {
+      ++count;
       if (index < gr.g[0]) size = gr.size(++index);
       if (size < 1) break;
       pos = 0;
-      ++count;
     }
     ++pos;
   }
   return count;
 }
 
-// Inserts the numeric thousands_sep (not mon_thousands_sep) between groups
-// of the integer digits; with a right precision the text ends in the
-// decimal point, which stays last.
-// The first `digits` characters are known to be digits.
-void add_groups(vl_locale_t *h, Text &t, int32_t right_precision, int digits) {
+// Inserts the numeric thousands_sep (not mon_thousands_sep) into the text
+// from its right end, after each full group of mon_grouping with a
+// character to follow. With a right precision the last character is taken
+// for the decimal point and set aside, whatever the decimal point's length:
+// a point of two characters has its first grouped with the digits, an
+// empty one leaves the last digit aside.
+void add_groups(vl_locale_t *h, Text &t, int32_t right_precision) {
   const vl_wchar *sep = h->nmm.thousands_sep.wc;
   const int seplen = static_cast<int>(wlen(sep));
   int end = t.n;
   Text tail;
-  if (right_precision != 0) {  // the decimal point stays behind the digits
-    int k = digits < end ? digits : end;
-    while (k < end && t.c[k] >= '0' && t.c[k] <= '9') ++k;
-    tail.append(t.c + k, end - k);
-    end = k;
+  if (right_precision != 0 && end > 0) {
+    tail.put(t.c[end - 1]);
+    --end;
   }
   vl_wchar scratch[kText * 2];
   int at = kText * 2;  // fills from the end
@@ -125,17 +126,15 @@ void add_groups(vl_locale_t *h, Text &t, int32_t right_precision, int digits) {
   int index = 1, size = gr.g[0] >= 1 ? gr.size(1) : 0, pos = 0;
   for (int i = end - 1; i >= 0; --i) {
     if (size >= 1 && pos == size) {
-      if (index < gr.g[0]) size = gr.size(++index);
-      if (size >= 1) {
-        if (at - seplen < 1) {
-          vls::set_error(h, VL_E2BIG);
-          size = 0;
-        } else {
-          at -= seplen;
-          if (seplen) memcpy(scratch + at, sep, sizeof(vl_wchar) * static_cast<size_t>(seplen));
-        }
-        pos = 0;
+      if (at - seplen < 1) {
+        vls::set_error(h, VL_E2BIG);
+        size = 0;
+      } else {
+        at -= seplen;
+        if (seplen) memcpy(scratch + at, sep, sizeof(vl_wchar) * static_cast<size_t>(seplen));
+        if (index < gr.g[0]) size = gr.size(++index);
       }
+      pos = 0;
     }
     if (at < 1) break;
     scratch[--at] = t.c[i];
@@ -187,12 +186,16 @@ struct MaskIndex {
 constexpr MaskIndex kMaskIndex;
 
 // The mask of a layout, as mon_mask gives it, read in place: all kEnd for
-// a layout outside the tables.
+// a layout outside the tables. The row is chosen by the key sign_posn * 10
+// + sep_by_space alone, reckoned in 32 bits as it wraps, so that for
+// instance a sign position of 0 with a separation of 12 is the row of key
+// 12.
 constexpr int32_t kNoMask[7] = {kEnd, kEnd, kEnd, kEnd, kEnd, kEnd, kEnd};
 const int32_t *mask_of(int32_t cs_precedes, int32_t sign_posn, int32_t sep_by_space) {
   if (cs_precedes != 0 && cs_precedes != 1) return kNoMask;
-  if (sign_posn < 0 || sign_posn > 4 || sep_by_space < 0 || sep_by_space > 9) return kNoMask;
-  const MaskRow *row = kMaskIndex.rows[cs_precedes][sign_posn * 10 + sep_by_space];
+  const uint32_t key = static_cast<uint32_t>(sign_posn) * 10u + static_cast<uint32_t>(sep_by_space);
+  if (key >= std::size(kMaskIndex.rows[0])) return kNoMask;
+  const MaskRow *row = kMaskIndex.rows[cs_precedes][key];
   return row ? row->codes : kNoMask;
 }
 
@@ -348,6 +351,12 @@ bool split_rounded(const char *text, int32_t rp, char *left, int &ln, char *righ
   return carry;
 }
 
+// Symbol and sign texts longer than 127 characters take a heap block in the
+// layout; the error number 3 is stored then, and the work goes on.
+void note_long(vl_locale_t *h, size_t length) {
+  if (length > static_cast<size_t>(kLongText)) vls::set_error(h, VL_ENOMEM);
+}
+
 // The number text of a value: "%f" split into integer and fraction digits,
 // rounded at the right precision, grouped and filled.
 bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, Text &out) {
@@ -369,13 +378,13 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
   if (carry) num.put('1');
   for (int i = 0; i < ln; ++i) num.c[num.n + i] = static_cast<unsigned char>(left[i]);  // far below the room
   num.n += ln;
-  const int digits = num.n;
+  // Integer digits of more than 127 characters are widened through a heap
+  // block, which stores the error number 3 and goes on.
+  note_long(h, static_cast<size_t>(num.n));
   const vl_wchar *point = h->nmm.mon_decimal_point.wc;
   const int plen = static_cast<int>(wlen(point));
   if (rp != 0 && num.n + plen < kText) num.append(point, plen);
-  // The separators go in where the digits need them (the point, whatever
-  // its length, stays behind them).
-  if (!d.no_group) add_groups(h, num, rp, digits);
+  if (!d.no_group) add_groups(h, num, rp);
   Text &filled = out;
   filled.clear();
   if (d.left_precision >= 0) {
@@ -388,12 +397,6 @@ bool number_text(vl_locale_t *h, double value, const Directive &d, int32_t rp, T
   if (filled.n + num.n < kText)
     for (int i = 0; i < rn; ++i) filled.put(static_cast<unsigned char>(right[i]));
   return true;
-}
-
-// Symbol and sign texts longer than 127 characters take a heap block in the
-// layout; the error number 3 is stored then, and the work goes on.
-void note_long(vl_locale_t *h, size_t length) {
-  if (length > static_cast<size_t>(kLongText)) vls::set_error(h, VL_ENOMEM);
 }
 
 // ---- byte path -------------------------------------------------------------------------
@@ -486,6 +489,9 @@ bool money_bytes(vl_locale_t *h, char *out, int32_t size, const char *format, co
     const double value = va_arg(args, double);
     if (rp < 0) rp = intl ? m.int_frac_digits : m.frac_digits;
     if (rp < 0) rp = 2;
+    // A decimal point of other than one character is grouped as the wide
+    // formatter groups it.
+    if (rp != 0 && plen != 1) return false;
     char text[kText];
     const int tn = rp > 20 ? 0 : vls::fixed_text(value, 6, text);
     if (tn == 0) return false;
@@ -509,11 +515,9 @@ bool money_bytes(vl_locale_t *h, char *out, int32_t size, const char *format, co
       int index = 1, gsize = (!no_group && gr.g[0] >= 1) ? gr.size(1) : 0, pos = 0;
       for (int i = dn - 1; i >= 0; --i) {
         if (gsize >= 1 && pos == gsize) {
+          at -= seplen;
+          memcpy(scratch + at, sep, static_cast<size_t>(seplen));
           if (index < gr.g[0]) gsize = gr.size(++index);
-          if (gsize >= 1) {
-            at -= seplen;
-            memcpy(scratch + at, sep, static_cast<size_t>(seplen));
-          }
           pos = 0;
         }
         scratch[--at] = digits[i];
@@ -575,11 +579,9 @@ extern "C" {
 
 VLS_API int mon_mask(int32_t *mask, int32_t cs_precedes, int32_t sign_posn, int32_t sep_by_space) {
   for (int i = 0; i < 7; ++i) mask[i] = kEnd;
-  if (cs_precedes != 0 && cs_precedes != 1) return -1;
-  if (sign_posn < 0 || sign_posn > 4 || sep_by_space < 0 || sep_by_space > 9) return -1;
-  const MaskRow *row = kMaskIndex.rows[cs_precedes][sign_posn * 10 + sep_by_space];
-  if (!row) return -1;
-  for (int k = 0; k < 6; ++k) mask[k] = row->codes[k];
+  const int32_t *row = mask_of(cs_precedes, sign_posn, sep_by_space);
+  if (row == kNoMask) return -1;
+  for (int k = 0; k < 6; ++k) mask[k] = row[k];
   return 0;
 }
 
