@@ -103,6 +103,17 @@ TEST_F(Io, StreamsAgreeWithTheBytes) {
 }
 
 int never_a_byte(void *) { return -1; }
+int lead_then_nothing(void *) {  // a two-byte lead, then -1 with neither end of file nor error
+  static int calls = 0;
+  return calls++ % 2 ? -1 : 0xB0;
+}
+int32_t with_fgetc(int (*fgetc)(void *), const std::function<int32_t()> &call) {
+  void *old = _vl_get_ext_funcptr(VL_EXT_FGETC);
+  _vl_set_ext_funcptr(VL_EXT_FGETC, reinterpret_cast<void *>(fgetc));
+  const int32_t r = call();
+  _vl_set_ext_funcptr(VL_EXT_FGETC, old);
+  return r;
+}
 
 TEST_F(Io, LimitsFailuresAndDamagedInput) {
   char c[16];
@@ -129,13 +140,10 @@ TEST_F(Io, LimitsFailuresAndDamagedInput) {
       {"fgetmb bad second byte", [&] { return vl_full_fgetmb(mb, c, in("\xB0\x41")); }, -1, VL_EILSEQ},
       {"fgetwc bad second byte", [&] { return vl_full_fgetwc(mb, in("\xB0\x41")); }, -1, VL_EILSEQ},
       {"fgetwc write-only stream", [&] { return vl_full_fgetwc(mb, out()); }, -1, VL_EIO},
-      {"fgetwc silent end", [&] {
-         void *old = _vl_get_ext_funcptr(VL_EXT_FGETC);
-         _vl_set_ext_funcptr(VL_EXT_FGETC, reinterpret_cast<void *>(&never_a_byte));
-         const int32_t r = vl_full_fgetwc(mb, in("ab"));
-         _vl_set_ext_funcptr(VL_EXT_FGETC, old);
-         return r;
-       }, -1, VL_EPARTIAL},
+      {"fgetwc silent end", [&] { return with_fgetc(never_a_byte, [&] { return vl_full_fgetwc(mb, in("ab")); }); }, -1, VL_EPARTIAL},
+      {"fgetwc silent end inside a character", [&] { return with_fgetc(lead_then_nothing, [&] { return vl_full_fgetwc(mb, in("ab")); }); }, -1, VL_EPARTIAL},
+      {"getmb nothing to read", [&] { return vl_getmb(mb, c, Source::read, S(""), &len) * 10 + len; }, -10, VL_EEOF},
+      {"fgetmb write-only stream", [&] { return vl_full_fgetmb(mb, c, out()); }, -1, VL_EIO},
       {"putmb NUL in the shortest length", [&] { return vl_putmb(w2, nul2.data(), -1, Sink::write, K(9), &len) + len * 10 + (sink.bytes == nul2); }, 21, 0},
       {"putmb NUL, single-byte", [&] { return vl_putmb(sb, "", -1, Sink::write, K(9), &len) + len * 10 + sink.bytes.size(); }, 11, 0},
       {"counted putmb NUL: real bytes", [&] { return _kvx_vl_putmb(mb, "", 4, Sink::write, K(9), &len) + len * 10 + sink.bytes.size(); }, 11, 0},
@@ -166,6 +174,9 @@ TEST_F(Io, LimitsFailuresAndDamagedInput) {
       {"fgetwcs multibyte no room", [&] { return off(vl_fgetwcs(mb, w, 1, in("ab\n")), w); }, -1, VL_E2BIG},
       {"fgetwcs end inside a character", [&] { return off(vl_fgetwcs(mb, w, 8, in("a\xB0")), w); }, -1, VL_EINVAL},
       {"fgetwcs byte 255", [&] { return off(vl_fgetwcs(sb, w, 8, in("\xFF\n")), w) + w[0]; }, 0xFF, 0},
+      // A read error is no end of file: single-byte lines keep it as byte 255 until they are full.
+      {"fgetmbs read error is byte 255", [&] { return off(vl_fgetmbs(sb, c, 3, out()), c) + (std::string(c, 3) == "\xFF\xFF\xFF"); }, 0, VL_E2BIG},
+      {"fgetwcs read error is byte 255", [&] { return off(vl_fgetwcs(sb, w, 2, out()), w) + w[0] + w[1]; }, 0x1FD, VL_E2BIG},
   });
 }
 

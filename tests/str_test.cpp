@@ -138,6 +138,17 @@ TEST_F(Str, TrailingBlanksAgreeWithTheModel) {
   }
 }
 
+// Runs `call` with the host allocator failing after `blocks` blocks.
+long long with_blocks(int blocks, const std::function<long long()> &call) {
+  static int left;
+  left = blocks;
+  void *old = _vl_get_ext_funcptr(VL_EXT_MALLOC);
+  _vl_set_ext_funcptr(VL_EXT_MALLOC, reinterpret_cast<void *>(+[](size_t n) { return left-- > 0 ? malloc(n) : nullptr; }));
+  const long long r = call();
+  _vl_set_ext_funcptr(VL_EXT_MALLOC, old);
+  return r;
+}
+
 TEST_F(Str, LimitsQuirksAndDamagedInput) {
   char t[32];
   auto T = [&](const std::string &x) { memset(t, 'x', sizeof t), memcpy(t, x.data(), x.size()); return t; };
@@ -220,6 +231,8 @@ TEST_F(Str, LimitsQuirksAndDamagedInput) {
       {"mbcreplace null position", [&] { return off(vl_mbcreplace(mb, nullptr, "a"), t); }, -1, VL_EBADPTR},
       {"mbcreplace no character", [&] { return off(vl_mbcreplace(mb, T(Z("abc", 1)), "\x80"), t) + (t[0] == 'a'); }, 0, VL_EILSEQ},
       {"mbcreplace bad rest", [&] { return off(vl_mbcreplace(mb, T(Z("\x80" "bc", 1)), "a"), t) + (t[0] == '\x80'); }, 0, VL_EILSEQ},
+      {"mbcreplace no scratch area, string kept", [&] { return with_blocks(0, [&] { return off(vl_mbcreplace(mb, T(Z("abc", 1)), "z"), t); }) + (t[0] == 'a'); }, 0, VL_ENOMEM},
+      {"mbstowcslen cannot grow", [&] { return with_blocks(2, [&] { return off(vl_mbstowcslen(mb, "abc", &len), static_cast<vl_wchar *>(nullptr)); }); }, -1, VL_ENOMEM},
       {"putmbsi -1", [&] { return off(vl_full_putmbsi(mb, T(Z("ab", 1)), -1, "z"), t); }, -1, VL_EBADCOUNT},
       {"mbstowcslen bad", [&] { return off(vl_mbstowcslen(mb, "ab\xB0", &len), static_cast<vl_wchar *>(nullptr)); }, -1, VL_EILSEQ},
       {"mbstowcslen null", [&] { return off(vl_mbstowcslen(mb, nullptr, &len), static_cast<vl_wchar *>(nullptr)); }, -1, VL_EBADPTR},
