@@ -129,6 +129,7 @@ TEST_F(Str, TrailingBlanksAgreeWithTheModel) {
                 std::vector<int>({chars, chars, bytes, bytes, wide, wide}));
       EXPECT_EQ(off(vl_mbsp(s.h, z.data()), z.data()), bytes < nb ? bytes : -1);
       std::string buf = z;
+      if (bytes >= nb) s.h->vl_errno = 99;  // no trailing blanks: vl_mbsp's 0
       EXPECT_EQ(vl_mbsntstrunc(s.h, buf.data()), buf.data());
       EXPECT_EQ(buf.substr(0, bytes + s.min), Z(x.mb.substr(0, bytes), s.min));
       EXPECT_EQ(vl_wcsntstrunc(s.h, w0.data()), w0.data());

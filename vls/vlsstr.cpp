@@ -953,14 +953,11 @@ VLS_API char *vl_mbsp(vl_locale_t *h, const char *string) {
   return mut(tail);
 }
 
+// Through vl_mbsp, with its error numbers: no trailing blanks leaves 0.
 VLS_API char *vl_mbsntstrunc(vl_locale_t *h, char *string) {
-  if (!string) {
-    set_error(h, VL_EBADPTR);
-    return nullptr;
-  }
-  const char *tail = nullptr;
-  if (nts_count<false>(h, MbText(h, string, -1), &tail) < 0) return nullptr;
-  if (tail) vl_mbsterm(h, mut(tail));
+  char *tail = vl_mbsp(h, string);
+  if (!tail) return string && h->vl_errno == 0 ? string : nullptr;
+  vl_mbsterm(h, tail);
   return string;
 }
 
