@@ -307,13 +307,14 @@ TEST_F(Cv, OutputRoom) {
 TEST_F(Cv, ServicePolicies) {
   conv_object *mb = open("mb");
   const string text = "a\x81\x40z";  // 4 bytes in, 5 out
-  const int32_t four = 4, zero = 0, two = 2;
+  const int32_t four = 4, zero = 0, two = 2, minus = -3;
   struct Case { const char *what; conv_object *cv; const char *src; const int32_t *len; int32_t size, rc, status, truncated; string out; };
   const Case cases[] = {
       {"extbuf", mb, text.c_str(), &four, 16, 5, 0, 0, "a\xE3\x81\x82z"},
       {"extbuf", mb, text.c_str(), nullptr, 16, 6, 0, 0, "a\xE3\x81\x82z\0"s},
       {"extbuf", mb, text.c_str(), &four, 3, 1, 0, 1, "a"},  // what fitted, and truncated
       {"extbuf", mb, text.c_str(), &zero, 16, -1, VL_GCV_BADARG, 0, ""},
+      {"extbuf", mb, "", nullptr, 16, 1, 0, 0, "\0"s},  // an empty terminated text is no bad argument
       {"extbuf", mb, text.c_str(), &four, 0, -1, VL_GCV_BADARG, 0, ""},
       {"extbuf", mb, nullptr, &four, 16, -1, VL_GCV_BADARG, 0, ""},
       {"extbuf", mb, "a\x81\x43", nullptr, 16, -1, VL_GCV_BADTEXT, 0, ""},
@@ -334,7 +335,8 @@ TEST_F(Cv, ServicePolicies) {
       {"len", mb, text.c_str(), nullptr, 0, 6, 0, 0, ""},
       {"len", mb, "a\x81\x43", nullptr, 0, -1, VL_GCV_BADTEXT, 0, ""},
       {"len", mb, text.c_str(), &zero, 0, -1, VL_GCV_BADARG, 0, ""}, {"len", nullptr, "copy", nullptr, 0, 5, 0, 0, ""},
-      {"len", nullptr, "copy", &two, 0, 2, 0, 0, ""},
+      {"len", nullptr, "copy", &two, 0, 2, 0, 0, ""}, {"len", nullptr, "copy", &minus, 0, -1, 0, 0, ""},
+      {"len", nullptr, "", nullptr, 0, 1, 0, 0, ""},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(string(c.what) + " " + ::testing::PrintToString(string(c.src ? c.src : "(null)")));

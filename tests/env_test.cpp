@@ -292,6 +292,29 @@ TEST(EnvList, Gathered) {
   });
 }
 
+// The locale keys of the client's list follow the start-up mode: the seven
+// under DBNLS in mode 1, DB_LOCALE alone without it, none in other modes.
+TEST(EnvList, LocaleKeysByMode) {
+  const struct { int16_t mode; int32_t nls; std::vector<std::string> tail; } cases[] = {
+      {1, 1, {"NODEFDAC=no", "DB_LOCALE=de_DE.819", "DBNLS=1", "LC_CTYPE=fr_FR.819", "LC_COLLATE=fr_FR.819",
+              "LC_NUMERIC=fr_FR.819", "LC_MONETARY=fr_FR.819", "LC_TIME=fr_FR.819"}},
+      {1, 0, {"NODEFDAC=no", "DB_LOCALE=de_DE.819"}},
+      {4, 1, {"NODEFDAC=no"}},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.mode * 10 + c.nls);
+    Fresh({{"DBNLS", "1"}, {"LANG", "fr_FR.819"}, {"DB_LOCALE", "de_DE.819"}}, nullptr, nullptr, [&c] {
+      vls_env.mode = c.mode, vls_env.nls_mode = c.nls;
+      genv_list l{};
+      ASSERT_EQ(_oscpevlist(&l, "/db"), 0);
+      const std::vector<std::string> all = Entries(l);
+      EXPECT_EQ(std::vector<std::string>(all.end() - c.tail.size(), all.end()), c.tail);
+      EXPECT_EQ(l.count, 4 + int32_t(c.tail.size()));  // DBPATH and SINGLELEVEL to LOCKDOWN before the tail
+      _osfreevlist(&l);
+    });
+  }
+}
+
 // A gathering that fails half-way frees what it built, and only that.
 int mallocs_left;
 void *failing_malloc(size_t n) { return mallocs_left-- > 0 ? malloc(n) : nullptr; }

@@ -94,6 +94,48 @@ TEST(Init, Scenarios) {
   }
 }
 
+// What start-up leaves in the record: the flags bits, nls_mode, and
+// _8bitfsys (7 beforehand: a value other than "1" or "0" leaves it).
+TEST(Init, Record) {
+  struct Case {
+    const char *what;
+    std::vector<std::pair<const char *, const char *>> env;
+    int mode, rc, flags, nls_mode, eightbit;
+    bool load_first = false;  // the store is loaded before the settings are made
+  };
+  const Case cases[] = {
+      {"mode 1", {}, 1, 0, 0, 0, 7},
+      {"VLS8BITFSYS 1", {{"VLS8BITFSYS", "1"}}, 1, 0, 0, 0, 1},
+      {"VLS8BITFSYS 0", {{"VLS8BITFSYS", "0"}}, 1, 0, 0, 0, 0},
+      {"VLS8BITFSYS 2 leaves it", {{"VLS8BITFSYS", "2"}}, 1, 0, 0, 0, 7},
+      {"DBNLS 2 in mode 1", {{"DBNLS", "2"}}, 1, 0, 0, 2, 7},
+      {"categories missing under DBNLS", {{"DBNLS", "1"}}, 1, VL_INIT_NLSMISSING, 0, 0, 7, true},
+      {"mode 2", {}, 2, 0, VL_ENV_SERVER, 0, 7},
+      // One text for all categories sets bit 1 again in mode 4.
+      {"mode 4, nothing set", {}, 4, 0, VL_ENV_SERVER, 2, 7},
+      {"mode 4 by DBCODESET", {{"DBCODESET", "sjis"}}, 4, 0, VL_ENV_SERVER | VL_ENV_SESSION, 2, 7},
+      {"mode 4, DB_LOCALE and DBNLS 1", {{"DB_LOCALE", "ja_JP.ujis"}, {"DBNLS", "1"}}, 4, 0,
+       VL_ENV_SERVER | VL_ENV_DBNLS | VL_ENV_SESSION, 1, 7},
+      {"mode 4, ctype and collate differ", {{"DBNLS", "1"}, {"LC_CTYPE", "de_DE.8859-1"}, {"LC_COLLATE", "fr_FR.8859-1"}}, 4, 0,
+       VL_ENV_DBNLS | VL_ENV_SESSION, 1, 7},
+  };
+  vlstest::TempDir home;
+  vlstest::EnvVar kdir("KELVANIXDIR", VLS_TEST_BINARY_DIR "/../kelvanix"), h("HOME", home.path().c_str());
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(vlstest::in_test_child(home.path(), [&c] {
+      for (const char *k : {"CLIENT_LOCALE", "DB_LOCALE", "DBNLS", "LANG", "DBCODESET", "LC_CTYPE", "LC_COLLATE",
+                            "LC_NUMERIC", "LC_MONETARY", "LC_TIME", "VLS8BITFSYS", "VL_PATH", "ENVIGNORE"})
+        unsetenv(k);
+      if (c.load_first) ggetenv("DBPATH");
+      for (auto &[k, v] : c.env) setenv(k, v, 1);
+      _8bitfsys = 7;
+      EXPECT_EQ(initvls(c.mode), c.rc);
+      EXPECT_EQ(std::tuple(int(vls_env.flags), vls_env.nls_mode, _8bitfsys), std::tuple(c.flags, c.nls_mode, c.eightbit));
+    }), 0);
+  }
+}
+
 // DBDATE's grammar and the money text of DBMONEY, in one child each.
 TEST(Init, DateFormats) {
   struct Case { const char *dbdate, *want; int rc; } cases[] = {
