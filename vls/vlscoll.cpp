@@ -1053,8 +1053,37 @@ bool text_valid(const multi_t *t, const unsigned char *s, int32_t bytes, int asc
 // Whether the rests of two texts (`n1` bytes at `a`, `n2` at `z`) are whole
 // characters.
 inline bool rests_valid(const multi_t *t, const unsigned char *a, int32_t n1, const unsigned char *z, int32_t n2) {
-  const int ascii = n1 >= 8 || n2 >= 8 ? ascii_whole(t->root->flags) : 0;
-  return text_valid(t, a, n1, ascii) && text_valid(t, z, n2, ascii);
+  const unsigned char *f = t->root->flags;
+  const int ascii = n1 >= 8 || n2 >= 8 ? ascii_whole(f) : 0;
+  if (!ascii || n1 >= 16 || n2 >= 16) return text_valid(t, a, n1, ascii) && text_valid(t, z, n2, ascii);
+  // Short rests: the bytes below 0x80 of each eight at a time, the others
+  // through the tree.
+  auto valid = [t, f](const unsigned char *s, int32_t n) {
+    for (int32_t i = 0; i < n;) {
+      if (n - i >= 8) {
+        uint64_t w;
+        memcpy(&w, s + i, sizeof w);
+        w &= 0x8080808080808080ull;
+        if (w == 0) {
+          i += 8;
+          continue;
+        }
+        if constexpr (std::endian::native == std::endian::little) {
+          i += __builtin_ctzll(w) >> 3;
+        } else {
+          i += __builtin_clzll(w) >> 3;
+        }
+      } else if (s[i] < 0x80) {
+        ++i;
+        continue;
+      }
+      const int32_t len = char_length(t, f, s + i, n - i);
+      if (len == 0) return false;
+      i += len;
+    }
+    return true;
+  };
+  return valid(a, n1) && valid(z, n2);
 }
 
 // One side: codes, rows and element marks of the characters read so far.
@@ -1465,7 +1494,7 @@ __attribute__((always_inline)) inline int fast_first_pass(const collate_category
 // A comparison decided by the fast table's first pass, with the rest of both
 // texts checked: -1 or 1, or 0 with error 1 for an illegal text; 2 when the
 // first pass ties or meets a character outside the table.
-__attribute__((noinline)) int fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
+__attribute__((always_inline)) inline int fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
                                         const unsigned char *a, int32_t bytes1, const unsigned char *z,
                                         int32_t bytes2) {
   int32_t pos1 = 0, pos2 = 0;
