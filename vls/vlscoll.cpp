@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include <vls/vlscat.h>
 #include <vls/vlscoll.h>
@@ -25,7 +28,6 @@ using vls::set_error;
 constexpr uint16_t kExpansion = 0x4000, kTie = 0x8000, kMask = 0x3FFF;
 constexpr int32_t kLocalChars = 127;  // characters compared without allocation
 constexpr int32_t kLocalThai = 512;   // bytes of a Thai conversion without allocation
-constexpr int32_t kFastHead = 16;     // bytes a terminated text's fast first pass reads at most
 
 int sign(bool less) { return less ? -1 : 1; }
 
@@ -926,12 +928,91 @@ inline bool ascii_whole(const unsigned char *f) {
   return (h[0] | h[1]) == 0;
 }
 
+// Whether the child of lead byte `b` takes every byte 0x80..0xBF as the
+// last byte of a character (a lead of two-byte UTF-8, as the tree has it).
+inline bool lead_takes_trails(const multi_t *t, unsigned b) {
+  if (t->root->flags[b] != VL_MULTI_LEADS) return false;
+  const unsigned char *g = vls::tree::child(t->root, b)->flags;
+  if (!g) return false;
+  uint64_t diff = 0;
+  for (int k = 0x80; k < 0xC0; k += 8) {
+    uint64_t w;
+    memcpy(&w, g + k, sizeof w);
+    diff |= w ^ 0x0404040404040404ull;
+  }
+  static_assert(VL_MULTI_COMPLETE == 4);
+  return diff == 0;
+}
+
+// The bytes at the head of `n` bytes at `s` that are whole characters of
+// one byte below 0x80 or of two bytes (a lead 0xC0..0xDF whose child takes
+// every 0x80..0xBF, then such a byte), found 32 bytes at a time; the root
+// must take every byte below 0x80 whole (ascii_whole). The count ends at a
+// character's start: the caller goes on from there with the tree.
+int32_t two_byte_run(const multi_t *t, const unsigned char *s, int32_t n) {
+#if defined(__SSE2__)
+  uint32_t good = 0;   // leads 0xC0..0xDF found to take every trail
+  uint32_t carry = 0;  // the block before ended in a lead
+  int32_t i = 0;
+  const __m128i below_c0 = _mm_set1_epi8(static_cast<char>(0xC0)), below_e0 = _mm_set1_epi8(static_cast<char>(0xE0));
+  __m128i last = _mm_setzero_si128();  // the last lead met, in every byte (0: none yet)
+  // Blocks of 32 bytes (the last one of 16 if that many are left), bit k
+  // of a mask for byte k.
+  while (n - i >= 16) {
+    const int32_t w = n - i >= 32 ? 32 : 16;
+    const uint32_t in = w == 32 ? ~0u : 0xFFFFu;
+    const __m128i x0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + i));
+    const __m128i x1 = w == 32 ? _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + i + 16)) : _mm_setzero_si128();
+    auto mask = [&x0, &x1](__m128i y0, __m128i y1) {
+      return static_cast<uint32_t>(_mm_movemask_epi8(y0)) | static_cast<uint32_t>(_mm_movemask_epi8(y1)) << 16;
+    };
+    const uint32_t high = mask(x0, x1);
+    if ((high | carry) == 0) {
+      i += w;
+      continue;
+    }
+    // As signed bytes: 0x80..0xBF lie below 0xC0, 0x80..0xDF below 0xE0.
+    const uint32_t trail = mask(_mm_cmplt_epi8(x0, below_c0), _mm_cmplt_epi8(x1, below_c0));
+    // Mostly every lead is the last lead met, each with its trail. (The
+    // zero bytes of a short block are no lead: `last` is a lead or 0, and
+    // with 0 the test below fails.)
+    uint32_t lead = mask(_mm_cmpeq_epi8(x0, last), _mm_cmpeq_epi8(x1, last));
+    if (high != (trail | lead) || trail != (((lead << 1) | carry) & in)) {
+      const uint32_t to_df = mask(_mm_cmplt_epi8(x0, below_e0), _mm_cmplt_epi8(x1, below_e0));
+      lead = to_df & ~trail;
+      if ((high & ~to_df) != 0 || trail != (((lead << 1) | carry) & in)) return i - static_cast<int32_t>(carry);
+      for (uint32_t m = lead; m != 0; m &= m - 1) {
+        const unsigned b = s[i + __builtin_ctz(m)];
+        if (!(good >> (b - 0xC0) & 1u)) {
+          if (!lead_takes_trails(t, b)) return i - static_cast<int32_t>(carry);
+          good |= 1u << (b - 0xC0);
+        }
+      }
+      if (lead != 0) last = _mm_set1_epi8(static_cast<char>(s[i + 31 - __builtin_clz(lead)]));
+    }
+    carry = lead >> (w - 1);
+    i += w;
+  }
+  return i - static_cast<int32_t>(carry);
+#else
+  (void)t;
+  (void)s;
+  (void)n;
+  return 0;
+#endif
+}
+
 // Whether `bytes` bytes at `s` are whole characters.
 // `ascii`: 1 when the root takes every byte below 0x80 whole, 0 when not,
 // -1 to find out here if it pays.
 bool text_valid(const multi_t *t, const unsigned char *s, int32_t bytes, int ascii = -1) {
   const unsigned char *f = t->root->flags;
   if (bytes >= 8 && (ascii < 0 ? ascii_whole(f) : ascii != 0)) {
+    if (bytes >= 32) {
+      const int32_t run = two_byte_run(t, s, bytes);
+      s += run;
+      bytes -= run;
+    }
     // Every byte below 0x80 is a character: runs of them pass eight at a
     // time, up to the first byte with its high bit set.
     for (int32_t i = 0;;) {
@@ -967,6 +1048,42 @@ bool text_valid(const multi_t *t, const unsigned char *s, int32_t bytes, int asc
     i += len;
   }
   return true;
+}
+
+// Whether the rests of two texts (`n1` bytes at `a`, `n2` at `z`) are whole
+// characters.
+inline bool rests_valid(const multi_t *t, const unsigned char *a, int32_t n1, const unsigned char *z, int32_t n2) {
+  const unsigned char *f = t->root->flags;
+  const int ascii = n1 >= 8 || n2 >= 8 ? ascii_whole(f) : 0;
+  if (!ascii || n1 >= 16 || n2 >= 16) return text_valid(t, a, n1, ascii) && text_valid(t, z, n2, ascii);
+  // Short rests: the bytes below 0x80 of each eight at a time, the others
+  // through the tree.
+  auto valid = [t, f](const unsigned char *s, int32_t n) {
+    for (int32_t i = 0; i < n;) {
+      if (n - i >= 8) {
+        uint64_t w;
+        memcpy(&w, s + i, sizeof w);
+        w &= 0x8080808080808080ull;
+        if (w == 0) {
+          i += 8;
+          continue;
+        }
+        if constexpr (std::endian::native == std::endian::little) {
+          i += __builtin_ctzll(w) >> 3;
+        } else {
+          i += __builtin_clzll(w) >> 3;
+        }
+      } else if (s[i] < 0x80) {
+        ++i;
+        continue;
+      }
+      const int32_t len = char_length(t, f, s + i, n - i);
+      if (len == 0) return false;
+      i += len;
+    }
+    return true;
+  };
+  return valid(a, n1) && valid(z, n2);
 }
 
 // One side: codes, rows and element marks of the characters read so far.
@@ -1294,14 +1411,12 @@ int plain_first_pass(vl_locale_t *h, const multi_t *t, const unsigned char *a, i
 // The next word other than 1 of a side read through the fast table alone:
 // 1 with the word and code, 0 at the end of the side, -1 at a character
 // the table cannot answer for (the general readers take it from there).
-// A terminated text (Nul) ends at its zero byte and `bytes` is not read.
-template <bool Nul = false>
 __attribute__((always_inline)) inline int fast_word(const vls::coll::FastTable *ft, const unsigned char *f,
                                                     const vls::tree::Node *root, const unsigned char *second,
                                                     const unsigned char *s, int32_t bytes, int32_t &pos, uint16_t &w,
                                                     int32_t &index) {
   for (;;) {
-    if (Nul ? s[pos] == 0 : pos >= bytes) return 0;
+    if (pos >= bytes) return 0;
     const unsigned b = s[pos];
     int32_t x, len;
     if (f[b] == VL_MULTI_COMPLETE) {
@@ -1309,7 +1424,7 @@ __attribute__((always_inline)) inline int fast_word(const vls::coll::FastTable *
       len = 1;
     } else {
       // (A zero byte behind a lead is no trail of the table.)
-      if (f[b] != VL_MULTI_LEADS || (!Nul && bytes - pos < 2)) return -1;
+      if (f[b] != VL_MULTI_LEADS || bytes - pos < 2) return -1;
       const unsigned t2 = s[pos + 1];
       x = vls::coll::fast_index2(b, t2);
       if (x < 0 || vls::tree::flag_of(vls::tree::child(root, b), t2) != VL_MULTI_COMPLETE) return -1;
@@ -1320,8 +1435,7 @@ __attribute__((always_inline)) inline int fast_word(const vls::coll::FastTable *
       // An element may start here unless the next character is a byte that
       // no element has second (with an element of one character every byte
       // is flagged).
-      const unsigned nb = s[pos + len];
-      if (!((Nul ? nb != 0 : pos + len < bytes) && f[nb] == VL_MULTI_COMPLETE && !second[nb])) return -1;
+      if (pos + len >= bytes || f[s[pos + len]] != VL_MULTI_COMPLETE || second[s[pos + len]]) return -1;
       x0 = ft->elem_word0[x];
     }
     if (x0 == 0) return -1;
@@ -1336,7 +1450,6 @@ __attribute__((always_inline)) inline int fast_word(const vls::coll::FastTable *
 
 // plain_first_pass over the characters of the fast table: the same answers,
 // and 2 (positions undefined) where it would read any other character.
-template <bool Nul = false>
 __attribute__((always_inline)) inline int fast_first_pass(const collate_category &c,
                                                           const vls::coll::FastTable *ft, const multi_t *t,
                                                           const unsigned char *a, int32_t bytes1, int32_t &pos1,
@@ -1349,11 +1462,9 @@ __attribute__((always_inline)) inline int fast_first_pass(const collate_category
   for (;;) {
     uint16_t w1 = 0, w2 = 0;
     int32_t x1 = 0, x2 = 0;
-    const int m1 = fast_word<Nul>(ft, f, root, second, a, bytes1, i, w1, x1);
-    const int m2 = m1 < 0 ? -1 : fast_word<Nul>(ft, f, root, second, z, bytes2, j, w2, x2);
-    // A terminated text gives up after a head of a few words: a long one is
-    // passed over faster by the general path.
-    if (m2 < 0 || (Nul && i > kFastHead)) {
+    const int m1 = fast_word(ft, f, root, second, a, bytes1, i, w1, x1);
+    const int m2 = m1 < 0 ? -1 : fast_word(ft, f, root, second, z, bytes2, j, w2, x2);
+    if (m2 < 0) {
       r = 2;
       break;
     }
@@ -1380,39 +1491,16 @@ __attribute__((always_inline)) inline int fast_first_pass(const collate_category
   return r;
 }
 
-// fast_coll on terminated texts.
-__attribute__((noinline)) int fast_coll_nul(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
-                                            const unsigned char *a, const unsigned char *z) {
-  // Texts that share their first 16 bytes are left to the general path,
-  // which passes over the head faster.
-  int32_t k = 0;
-  while (k < 16 && a[k] != 0 && a[k] == z[k]) ++k;
-  if (k == 16) return 2;
-  int32_t pos1 = 0, pos2 = 0;
-  const int r = fast_first_pass<true>(h->collate, ft, t, a, 0, pos1, z, 0, pos2);
-  if (r != -1 && r != 1) return 2;
-  // The rest of each text measured, then checked as counted text.
-  const int32_t n1 = static_cast<int32_t>(strlen(reinterpret_cast<const char *>(a + pos1)));
-  const int32_t n2 = static_cast<int32_t>(strlen(reinterpret_cast<const char *>(z + pos2)));
-  const int ascii = n1 >= 8 || n2 >= 8 ? ascii_whole(t->root->flags) : 0;
-  if (!text_valid(t, a + pos1, n1, ascii) || !text_valid(t, z + pos2, n2, ascii)) {
-    set_error(h, VL_EILSEQ);
-    return 0;
-  }
-  return r;
-}
-
 // A comparison decided by the fast table's first pass, with the rest of both
 // texts checked: -1 or 1, or 0 with error 1 for an illegal text; 2 when the
 // first pass ties or meets a character outside the table.
-__attribute__((noinline)) int fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
+__attribute__((always_inline)) inline int fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
                                         const unsigned char *a, int32_t bytes1, const unsigned char *z,
                                         int32_t bytes2) {
   int32_t pos1 = 0, pos2 = 0;
   const int r = fast_first_pass(h->collate, ft, t, a, bytes1, pos1, z, bytes2, pos2);
   if (r != -1 && r != 1) return 2;
-  const int ascii = bytes1 - pos1 >= 8 || bytes2 - pos2 >= 8 ? ascii_whole(t->root->flags) : 0;
-  if (!text_valid(t, a + pos1, bytes1 - pos1, ascii) || !text_valid(t, z + pos2, bytes2 - pos2, ascii)) {
+  if (!rests_valid(t, a + pos1, bytes1 - pos1, z + pos2, bytes2 - pos2)) {
     set_error(h, VL_EILSEQ);
     return 0;
   }
@@ -1436,8 +1524,7 @@ int lazy_coll(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t 
   }
   if (first == -1 || first == 1) {
     // Only the bytes not read are left to check.
-    const int ascii = bytes1 - pos1 >= 8 || bytes2 - pos2 >= 8 ? ascii_whole(t->root->flags) : 0;
-    if (!text_valid(t, a + pos1, bytes1 - pos1, ascii) || !text_valid(t, z + pos2, bytes2 - pos2, ascii)) {
+    if (!rests_valid(t, a + pos1, bytes1 - pos1, z + pos2, bytes2 - pos2)) {
       set_error(h, VL_EILSEQ);
       return 0;
     }
@@ -1518,11 +1605,20 @@ inline vl_wchar char_at(const multi_t *t, const unsigned char *p, int32_t room) 
 
 // This form checks the bulk of a long head character by character without
 // keeping anything, then finds the starts of the characters in its last
-// kTail bytes and looks back from the end for elements, as far as they can
+// tail bytes (16 or more) and looks back from the end for elements, as far as they can
 // reach; a head where elements chain back further is scanned in full.
 int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char *a, const unsigned char *z,
                 int32_t cap) {
   int32_t common = 0;
+#if defined(__SSE2__)
+  // 32 bytes at a time, then the first unequal byte of the last block.
+  for (; cap - common >= 32; common += 32) {
+    const auto *p = reinterpret_cast<const __m128i *>(a + common), *q = reinterpret_cast<const __m128i *>(z + common);
+    const __m128i e0 = _mm_cmpeq_epi8(_mm_loadu_si128(p), _mm_loadu_si128(q));
+    const __m128i e1 = _mm_cmpeq_epi8(_mm_loadu_si128(p + 1), _mm_loadu_si128(q + 1));
+    if (_mm_movemask_epi8(_mm_and_si128(e0, e1)) != 0xFFFF) break;
+  }
+#endif
   for (uint64_t x[2], y[2]; cap - common >= 16; common += 16) {
     memcpy(x, a + common, sizeof x);
     memcpy(y, z + common, sizeof y);
@@ -1532,13 +1628,16 @@ int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char
   if (common == 0) return 0;
   const int32_t *cand = c.num_coll_elems > 0 ? c.elem_candidates : nullptr;
   if (c.num_coll_elems > 0 && !cand) return 0;
-  constexpr int32_t kRing = 64, kTail = 32;  // the tail's characters fit the ring
+  constexpr int32_t kRing = 64;
+  // The tail's characters fit the ring, and hold more than an element's
+  // reach of characters.
+  const int32_t tail = cand ? std::clamp(4 * vls::coll::elem_longest(cand) + 4, 16, kRing) : 16;
   const unsigned char *f = t->root->flags;
   int32_t base = 0;
-  if (f && common > kTail) {
+  if (f && common > tail) {
     // An illegal character here is left for the comparison to find. Where
     // every byte below 0x80 is a character, words of such bytes pass whole.
-    const int32_t bulk = common - kTail;
+    const int32_t bulk = common - tail;
     const bool ascii = vls::tree::ascii_direct(t);
     // Where every byte below 0x80 is a character, runs of them pass eight
     // at a time up to the next byte with its high bit set; the flags behind
@@ -1547,6 +1646,7 @@ int32_t mb_head(const multi_t *t, const collate_category &c, const unsigned char
     // which is inside the head.)
     unsigned lead = 256;
     const unsigned char *lead_flags = nullptr;
+    if (ascii) base = two_byte_run(t, a, bulk);
     while (ascii && bulk - base >= 8) {
       uint64_t w;
       memcpy(&w, a + base, sizeof w);
@@ -2099,6 +2199,49 @@ VLS_API int vl_full_wcscoll(vl_locale_t *h, const vl_wchar *s1, const vl_wchar *
   return _kvx_vl_full_wcscoll(h, s1, -1, s2, -1);
 }
 
+namespace {
+
+// The weighted comparison of two multibyte texts of a table locale read
+// through the LC_CTYPE tree (tree_coll_ok), `bytes1` and `bytes2` long.
+// Each side is decoded once into codes and rows. When every pass runs
+// forward, a head of equal characters is passed over before decoding (each
+// side keeps at least its last byte).
+int tree_coll(vl_locale_t *h, const multi_t *tree, const unsigned char *a, int32_t bytes1, const unsigned char *z,
+              int32_t bytes2) {
+  const collate_category &c = h->collate;
+  const vls::coll::FastTable *ft = vls::coll::fast_table(c);
+  bool forward = ft ? ft->forward != 0 : c.num_passes <= VL_MAX_PASSES;
+  for (int32_t p = 0; !ft && forward && p < c.num_passes; ++p) forward = (c.pass_flags[p] & 1) != 0;
+  // A head of a few bytes is not worth finding.
+  const int32_t cap = std::min(bytes1, bytes2) - 1;
+  const bool head = forward && cap >= 16 && memcmp(a, z, 16) == 0;
+  // Without a head to pass over, the fast table mostly decides at once.
+  if (!head && forward && ft && tree->root->flags && (c.num_coll_elems == 0 || c.elem_candidates))
+    if (const int r = fast_coll(h, ft, tree, a, bytes1, z, bytes2); r != 2) return r;
+  const int32_t skip = head ? mb_head(tree, c, a, z, cap) : 0;
+  if (forward && tree->root->flags) return lazy_coll(h, tree, a + skip, bytes1 - skip, z + skip, bytes2 - skip);
+  Decoded d1, d2;
+  const int32_t r1 = d1.decode<true>(tree, h->coll_rows, a + skip, bytes1 - skip);
+  const int32_t r2 = r1 < 0 ? 0 : d2.decode<true>(tree, h->coll_rows, z + skip, bytes2 - skip);
+  if (r1 == -3 || r2 == -3) {
+    set_error(h, VL_ENOMEM);
+    return 0;
+  }
+  if (r1 < 0 || r2 < 0) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  return decoded_coll(h, d1, d2);
+}
+
+// Whether tree_coll serves the handle.
+inline bool tree_coll_ok(vl_locale_t *h, const multi_t *tree) {
+  return !h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree && h->coll_rows && !h->codepoint_collation &&
+         h->collate.collation_kind == VL_COLL_TABLE && !_vlu_active(h, VL_LC_COLLATE);
+}
+
+}  // namespace
+
 VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
   if (refuse_pair(h, s1, len1, s2, len2)) return 0;
   int32_t bytes1 = len1, bytes2 = len2;
@@ -2116,37 +2259,9 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
     return 0;
   }
   const multi_t *tree = h->ctype.ctype_tree;
-  if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree && h->coll_rows && !h->codepoint_collation &&
-      h->collate.collation_kind == VL_COLL_TABLE && !_vlu_active(h, VL_LC_COLLATE)) {
-    // Each side decoded once into codes and rows. When every pass runs
-    // forward, a head of equal characters is passed over before decoding
-    // (each side keeps at least its last byte).
-    const collate_category &c = h->collate;
-    const vls::coll::FastTable *ft = vls::coll::fast_table(c);
-    bool forward = ft ? ft->forward != 0 : c.num_passes <= VL_MAX_PASSES;
-    for (int32_t p = 0; !ft && forward && p < c.num_passes; ++p) forward = (c.pass_flags[p] & 1) != 0;
-    const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
-    // A head of a few bytes is not worth finding.
-    const int32_t cap = std::min(bytes1, bytes2) - 1;
-    const bool head = forward && cap >= 16 && memcmp(a, z, 16) == 0;
-    // Without a head to pass over, the fast table mostly decides at once.
-    if (!head && forward && ft && tree->root->flags && (c.num_coll_elems == 0 || c.elem_candidates))
-      if (const int r = fast_coll(h, ft, tree, a, bytes1, z, bytes2); r != 2) return r;
-    const int32_t skip = head ? mb_head(tree, c, a, z, cap) : 0;
-    if (forward && tree->root->flags) return lazy_coll(h, tree, a + skip, bytes1 - skip, z + skip, bytes2 - skip);
-    Decoded d1, d2;
-    const int32_t r1 = d1.decode<true>(tree, h->coll_rows, a + skip, bytes1 - skip);
-    const int32_t r2 = r1 < 0 ? 0 : d2.decode<true>(tree, h->coll_rows, z + skip, bytes2 - skip);
-    if (r1 == -3 || r2 == -3) {
-      set_error(h, VL_ENOMEM);
-      return 0;
-    }
-    if (r1 < 0 || r2 < 0) {
-      set_error(h, VL_EILSEQ);
-      return 0;
-    }
-    return decoded_coll(h, d1, d2);
-  }
+  if (tree_coll_ok(h, tree))
+    return tree_coll(h, tree, reinterpret_cast<const unsigned char *>(s1), bytes1,
+                     reinterpret_cast<const unsigned char *>(s2), bytes2);
   WideBuffer w1, w2;
   int32_t r1, r2;
   if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree) {
@@ -2191,20 +2306,14 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
 }
 
 VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
-  // Terminated texts of a table locale whose passes all run forward: the
-  // fast table's first pass mostly decides without measuring them.
+  // Terminated texts of a table locale read through a tree whose shortest
+  // character (the terminator) is one byte: measured here and compared as
+  // counted texts.
   if (h && s1 && s2) {
     const multi_t *tree = h->ctype.ctype_tree;
-    const collate_category &c = h->collate;
-    const vls::coll::FastTable *ft;
-    if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree && tree->min_length == 1 && h->coll_rows &&
-        !h->codepoint_collation && c.collation_kind == VL_COLL_TABLE && !_vlu_active(h, VL_LC_COLLATE) &&
-        (ft = vls::coll::fast_table(c)) != nullptr && ft->forward && tree->root->flags &&
-        (c.num_coll_elems == 0 || c.elem_candidates)) {
-      const int r = fast_coll_nul(h, ft, tree, reinterpret_cast<const unsigned char *>(s1),
-                                  reinterpret_cast<const unsigned char *>(s2));
-      if (r != 2) return r;
-    }
+    if (tree_coll_ok(h, tree) && tree->min_length == 1)
+      return tree_coll(h, tree, reinterpret_cast<const unsigned char *>(s1), static_cast<int32_t>(strlen(s1)),
+                       reinterpret_cast<const unsigned char *>(s2), static_cast<int32_t>(strlen(s2)));
   }
   return _kvx_vl_im_mbfscoll(h, s1, -1, s2, -1);
 }

@@ -478,6 +478,60 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
   EXPECT_EQ(bad, 0);
 }
 
+// Long shared heads: texts of ASCII and two-byte characters (where the
+// codeset has them), equal for up to a few hundred bytes and then parting
+// at any byte, a trail byte included, with now and then a character of
+// three bytes, an element's characters, a stray trail or a byte that is no
+// character inside the head. The multibyte entries pass over such heads
+// in blocks; they must give the wide engine's result and error.
+TEST_P(CollateOracle, LongSharedHeadsAreTheWideEngine) {
+  if (h->single_byte) GTEST_SKIP() << "single-byte";
+  std::vector<std::string> pool, odd, cs = chars();
+  for (const auto &s : cs) (s.size() <= 2 ? pool : odd).push_back(s);
+  for (int32_t i = 0; i < h->collate.num_coll_elems && odd.size() < 400; i += 7) odd.push_back(elem(i));
+  for (const char *x : {"\x80", "\xC3", "\xFF", "\xE0\x80"}) odd.push_back(x);
+  ASSERT_FALSE(pool.empty());
+  auto wide = [&](const std::string &s, std::vector<vl_wchar> &w) {
+    w.assign(s.size() + 1, 0);
+    const int n = h->mbstowcs_fn(h, w.data(), s.c_str(), static_cast<int32_t>(w.size()));
+    return n >= 0;
+  };
+  const long rounds = kSlow ? 1500 : 12000;
+  long bad = 0;
+  std::vector<vl_wchar> wa, wb;
+  for (long k = 0; k < rounds; ++k) {
+    std::string head;
+    for (size_t len = 16 + pick(300); head.size() < len;)
+      head += pick(40) ? pool[pick(std::min<size_t>(pool.size(), 8 + k % 400))] : odd[pick(odd.size())];
+    std::string a = head, b = head;
+    for (size_t n = pick(4); n; --n) a += pool[pick(pool.size())];
+    for (size_t n = pick(4); n; --n) b += pool[pick(pool.size())];
+    if (k & 1) {  // part at a byte of the head
+      const size_t at = pick(head.size());
+      b[at] = static_cast<char>(b[at] ^ (1u << pick(6)));
+      if (b[at] == 0) b[at] = 'x';
+    }
+    h->vl_errno = 0;
+    const int mb = _vl_im_mbscoll(h, a.c_str(), b.c_str());
+    const uint32_t mb_err = h->vl_errno;
+    h->vl_errno = 0;
+    const int counted = _kvx_vl_im_mbfscoll(h, a.data(), static_cast<int32_t>(a.size()), b.data(),
+                                            static_cast<int32_t>(b.size()));
+    const uint32_t counted_err = h->vl_errno;
+    int wc = 0;
+    uint32_t wc_err = VL_EILSEQ;
+    if (wide(a, wa) && wide(b, wb)) {
+      h->vl_errno = 0;
+      wc = vl_full_wcscoll(h, wa.data(), wb.data());
+      wc_err = h->vl_errno;
+    }
+    if ((mb != wc || counted != wc || mb_err != wc_err || counted_err != wc_err) && bad++ < 10)
+      ADD_FAILURE() << hex(a) << " vs " << hex(b) << ": terminated " << mb << " error " << mb_err << ", counted "
+                    << counted << " error " << counted_err << ", wide " << wc << " error " << wc_err;
+  }
+  EXPECT_EQ(bad, 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Shipped, CollateOracle, ::testing::ValuesIn(kCases), case_name);
 
 }  // namespace
