@@ -1260,6 +1260,20 @@ VLU_EXPORT int32_t vlu_mbscoll(void *locale, const char *string1, int32_t length
 
 VLU_EXPORT int32_t vlu_mbsxfrm(void *locale, char *destination, int32_t capacity, const char *source,
                                int16_t *status) {
+  // A text whose UTF-16 form fits the stack, under a rule-based collator:
+  // one conversion and the collator's key, as a direct ICU caller does.
+  const auto *l = static_cast<const Locale *>(locale);
+  if (__builtin_expect(l && source && l->not_rules == 0, 1)) {
+    UChar text[256];
+    int32_t n = 0;
+    UErrorCode e = U_ZERO_ERROR;
+    u_strFromUTF8(text, 256, &n, source, -1, &e);
+    if (__builtin_expect(e == U_ZERO_ERROR, 1)) {
+      const int32_t r = l->rules->getSortKey(text, n, reinterpret_cast<uint8_t *>(destination),
+                                             destination && capacity > 0 ? capacity : 0);
+      return r > 0 ? r - 1 : fail(status, VL_EILSEQ, -1);
+    }
+  }
   Scratch<UChar> s;
   int32_t n = 0;
   if (!utf8_to16(source, -1, s, &n, status)) return -1;
