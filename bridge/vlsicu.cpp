@@ -49,6 +49,11 @@
 #include <type_traits>
 
 #include <unicode/coll.h>
+// The rule-based collator's class, without its internal inline helpers
+// (they cast with RTTI, which the bridge is built without).
+#define U_HIDE_INTERNAL_API 1
+#include <unicode/tblcoll.h>
+#undef U_HIDE_INTERNAL_API
 #include <unicode/ucasemap.h>
 #include <unicode/uchar.h>
 #include <unicode/ucnv.h>
@@ -303,8 +308,25 @@ struct Locale {
   char icu[64], norm[48];
   int8_t strength, backwards;
   UCollator *coll;
+  const icu::RuleBasedCollator *rules;  // coll, when it is ICU's rule-based collator (as ucol_open gives)
+  int32_t not_rules;                    // 0 with rules, else -1: or-ed into the test of the lengths' signs
   UCaseMap *cases;
 };
+
+// The rule-based collator's UTF-8 comparison behind its argument checks:
+// RuleBasedCollator::internalCompareUTF8 (ucol_strcollUTF8's target) tests
+// the status and the pointers, measures a NUL-terminated text when the other
+// has a length (this comparison takes both counted or both terminated), and
+// jumps here. The comparison is a private member; an
+// explicit instantiation may name it, and hands it out through a friend.
+using CompareUtf8 = UCollationResult (icu::RuleBasedCollator::*)(const uint8_t *, int32_t, const uint8_t *, int32_t,
+                                                                 UErrorCode &) const;
+template <CompareUtf8 M>
+struct ExposeCompareUtf8 {
+  friend constexpr CompareUtf8 compare_utf8() { return M; }
+};
+constexpr CompareUtf8 compare_utf8();
+template struct ExposeCompareUtf8<&icu::RuleBasedCollator::doCompare>;
 
 struct Converter {
   UConverter *from, *to;
@@ -334,7 +356,13 @@ bool open_services(Locale *l, UCollator *clone_of, int16_t *status) {
       ucol_setStrength(l->coll, l->strength == 5 ? UCOL_IDENTICAL : static_cast<UCollationStrength>(l->strength - 1));
     if (U_SUCCESS(e) && l->backwards > 0) ucol_setAttribute(l->coll, UCOL_FRENCH_COLLATION, UCOL_ON, &e);
   }
-  if (U_SUCCESS(e)) l->cases = ucasemap_open(l->icu, 0, &e);
+  if (U_SUCCESS(e)) {
+    const icu::Collator *c = icu::Collator::fromUCollator(l->coll);
+    if (c->getDynamicClassID() == icu::RuleBasedCollator::getStaticClassID())
+      l->rules = static_cast<const icu::RuleBasedCollator *>(c);
+    l->not_rules = l->rules ? 0 : -1;
+    l->cases = ucasemap_open(l->icu, 0, &e);
+  }
   if (U_FAILURE(e)) {
     *status = from_icu(e);
     return false;
@@ -1204,21 +1232,48 @@ VLU_EXPORT int32_t vlu_ucs32xfrm(void *locale, char *destination, int32_t capaci
 
 // The hot path of every bridged comparison. It checks only the pointers
 // (ICU would answer a null string with another error), and enters the
-// collator where ucol_strcollUTF8 does, without that wrapper's frame and
-// trace hooks; ICU's result is already -1, 0 or 1.
+// rule-based collator's UTF-8 comparison where ICU's own checks end, when
+// both texts are NUL-terminated or both counted; otherwise, or for another
+// kind of collator, where ucol_strcollUTF8 does. ICU's result is already
+// -1, 0 or 1, and its status a failure only when memory runs out.
 VLU_EXPORT int32_t vlu_mbscoll(void *locale, const char *string1, int32_t length1, const char *string2,
                                int32_t length2, int16_t *status) {
   const auto *l = static_cast<const Locale *>(locale);
-  if (__builtin_expect(!l || !string1 || !string2, 0)) return fail(status, VL_EBADPTR, 0);
-  UErrorCode e = U_ZERO_ERROR;
-  const int32_t r =
-      icu::Collator::fromUCollator(l->coll)->internalCompareUTF8(string1, length1, string2, length2, e);
-  if (__builtin_expect(e > U_ZERO_ERROR, 0)) return fail(status, from_icu(e), 0);
+  if (__builtin_expect(!l, 0)) return fail(status, VL_EBADPTR, 0);
+  if (__builtin_expect(!string1, 0)) return fail(status, VL_EBADPTR, 0);
+  if (__builtin_expect(!string2, 0)) return fail(status, VL_EBADPTR, 0);
+  // The status is kept beside ICU's in memory, not in a register saved
+  // across the call: it is needed only when the comparison fails.
+  struct {
+    UErrorCode e;
+    int16_t *status;
+  } frame = {U_ZERO_ERROR, status};
+  int32_t r;
+  if (__builtin_expect(((length1 ^ length2) | l->not_rules) >= 0, 1))
+    r = (l->rules->*compare_utf8())(reinterpret_cast<const uint8_t *>(string1), length1,
+                                    reinterpret_cast<const uint8_t *>(string2), length2, frame.e);
+  else
+    r = icu::Collator::fromUCollator(l->coll)->internalCompareUTF8(string1, length1, string2, length2, frame.e);
+  if (__builtin_expect(frame.e > U_ZERO_ERROR, 0)) return fail(frame.status, from_icu(frame.e), 0);
   return r;
 }
 
 VLU_EXPORT int32_t vlu_mbsxfrm(void *locale, char *destination, int32_t capacity, const char *source,
                                int16_t *status) {
+  // A text whose UTF-16 form fits the stack, under a rule-based collator:
+  // one conversion and the collator's key, as a direct ICU caller does.
+  const auto *l = static_cast<const Locale *>(locale);
+  if (__builtin_expect(l && source && l->not_rules == 0, 1)) {
+    UChar text[256];
+    int32_t n = 0;
+    UErrorCode e = U_ZERO_ERROR;
+    u_strFromUTF8(text, 256, &n, source, -1, &e);
+    if (__builtin_expect(e == U_ZERO_ERROR, 1)) {
+      const int32_t r = l->rules->getSortKey(text, n, reinterpret_cast<uint8_t *>(destination),
+                                             destination && capacity > 0 ? capacity : 0);
+      return r > 0 ? r - 1 : fail(status, VL_EILSEQ, -1);
+    }
+  }
   Scratch<UChar> s;
   int32_t n = 0;
   if (!utf8_to16(source, -1, s, &n, status)) return -1;

@@ -153,13 +153,35 @@ TEST(BridgeIcu, CollationAndSortKeysOnACorpus) {
         EXPECT_EQ(memcmp(wkey, want, n), 0) << l << " " << a;
       }
       const std::vector<vl_wchar> wa = vlstest::widen(h, a);
+      const std::string ta = std::string(a) + "zz";  // counted: the length must end the text
+      const int32_t na = static_cast<int32_t>(strlen(a));
       for (const char *b : kCorpus) {
         const int icu = ucol_strcollUTF8(coll, a, -1, b, -1, &e);
         EXPECT_EQ(Sign(vl_full_mbscoll(h, a, b)), icu) << l << " " << a << " " << b;
+        const std::string tb = std::string(b) + "\x01";
+        const int32_t nb = static_cast<int32_t>(strlen(b));
+        for (const auto &[la, lb] : {std::pair{na, nb}, {na, -1}, {-1, nb}})
+          EXPECT_EQ(Sign(h->mbfscoll_fn(h, la < 0 ? a : ta.c_str(), la, lb < 0 ? b : tb.c_str(), lb)), icu)
+              << l << " " << a << " " << la << " " << b << " " << lb;
         EXPECT_EQ(Sign(vl_full_wcscoll(h, wa.data(), vlstest::widen(h, b).data())), icu) << l << " " << a << " " << b;
       }
     }
     ucol_close(coll);
+    // A counted text whose bytes go on as the other text does, beside a
+    // terminated one; null texts.
+    struct {
+      const char *a;
+      int32_t la;
+      const char *b;
+      int32_t lb, want;
+      uint32_t err;
+    } const kEdges[] = {{"ab", -1, "ab", 1, 1, 0}, {"ab", 1, "ab", -1, -1, 0},    {"ab", 1, "ab", 1, 0, 0},
+                        {nullptr, -1, "a", -1, 0, VL_EBADPTR}, {"a", -1, nullptr, -1, 0, VL_EBADPTR}};
+    for (const auto &c : kEdges) {
+      h->vl_errno = 0;
+      EXPECT_EQ(std::tuple(Sign(h->mbfscoll_fn(h, c.a, c.la, c.b, c.lb)), h->vl_errno), std::tuple(c.want, c.err))
+          << l << " " << (c.a ? c.a : "null") << " " << c.la << " " << (c.b ? c.b : "null") << " " << c.lb;
+    }
     // The corpus as a stream, a character at a time through the library's byte reader, then the end.
     std::string all;
     for (const char *a : kCorpus) all += a;

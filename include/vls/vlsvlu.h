@@ -266,11 +266,16 @@ __attribute__((noinline, cold)) R _vlu_failed(Handle *handle, int16_t status, R 
   return result;
 }
 
+/* The handle waits beside the status in memory rather than in a register
+ * saved across the call: it is needed only when the call fails. */
 template <typename Handle, typename R, typename... P, typename... A>
 inline R _vlu_call(Handle *handle, R (*fn)(P...), A... args) {
-  int16_t status = 0;
-  R result = fn(args..., &status);
-  if (__builtin_expect(status > 0, 0)) return _vlu_failed(handle, status, result);
+  struct {
+    Handle *handle;
+    int16_t status;
+  } frame = {handle, 0};
+  R result = fn(args..., &frame.status);
+  if (__builtin_expect(frame.status > 0, 0)) return _vlu_failed(frame.handle, frame.status, result);
   return result;
 }
 
