@@ -217,10 +217,10 @@ TEST_F(Cv, ReaderRefusesDamagedFiles) {
   auto with_line3 = [&](const string &l3, const string &extra) {
     return "FILE_TYPE=codeset_conversion_object\nCOMPILER_VERSION=9\n" + l3 + "\n" + extra + good.substr(body);
   };
-  const size_t lens = good.find("\n1 3 ") + 1;
+  const size_t lens = good.find("\n1 3 ") + 1, deflt = good.find("\n2 1 3 ") + 9;
   struct Case { string text; int rc; uint32_t err; const char *message; } cases[] = {
-      {good, 0, 0, "CVO file loaded successfully."},
-      {with_line3("N=5", "one\n" + string(127, 'x') + "\n"), 0, 0, nullptr},
+      {good, 0, VL_EUNKNOWN, "CVO file loaded successfully."},
+      {with_line3("N=5", "one\n" + string(127, 'x') + "\n"), 0, VL_EUNKNOWN, nullptr},
       {with_line3("N=5", "one\n" + string(128, 'x') + "\n"), -1, VL_ENOENT, nullptr},  // a header line too long
       {with_line3("N=2", ""), -1, VL_ENOENT, nullptr},                                  // reads to the end
       {with_line3("N", ""), -1, VL_ENOENT, nullptr},
@@ -228,12 +228,14 @@ TEST_F(Cv, ReaderRefusesDamagedFiles) {
        "Invalid CVO file. Wrong FILE_TYPE."},
       {"FILE_TYPE=codeset_conversion_object\nCOMPILER_VERSION=8\n" + good.substr(good.find("HEADER")), -1,
        VL_ENOENT, "Invalid CVO file. Wrong Version."},
-      {good.substr(0, body) + "0 0", -1, 0, nullptr},  // a body line without its line feed
-      {good.substr(0, lens) + "1 0" + good.substr(lens + 3), -1, 0, "cv->target_max_len should be in range 1..4"},
-      {good.substr(0, lens) + "1 5" + good.substr(lens + 3), -1, 0, "cv->target_max_len should be in range 1..4"},
+      {good.substr(0, body) + "0 0", -1, VL_EUNKNOWN, nullptr},  // a body line without its line feed
+      {good.substr(0, lens) + "1 0" + good.substr(lens + 3), -1, VL_EUNKNOWN, "cv->target_max_len should be in range 1..4"},
+      {good.substr(0, lens) + "1 5" + good.substr(lens + 3), -1, VL_EUNKNOWN, "cv->target_max_len should be in range 1..4"},
       {good.substr(0, lens) + "1 2" + good.substr(lens + 3), -1, VL_ENOMEM, nullptr},  // entries longer than the room
       {good.substr(0, good.size() - 40), -1, VL_ENOMEM, nullptr},                       // the tree cut short
       {good.substr(0, body) + "0 0\n5000000000000000000\n", -1, VL_ENOENT, nullptr},    // a sequence of five bytes
+      {good.substr(0, lens) + "0 3 7 7 5 2" + good.substr(lens + 11), 0, VL_EUNKNOWN, nullptr},  // only choose
+      {good.substr(0, deflt), -1, 0, nullptr},  // the tree's reason even when it is 0
   };
   vlstest::TempDir logdir;
   char cwd[4096];
@@ -244,6 +246,7 @@ TEST_F(Cv, ReaderRefusesDamagedFiles) {
     SCOPED_TRACE(c.text.substr(0, 120));
     string path = dir_.write("damaged.cvo", c.text);
     conv_object cv{};
+    cv.vl_errno = VL_EUNKNOWN;  // left as it was unless a reason is stored
     void *f = _vl_ext_fopen(path.c_str(), "r");
     unlink("vls.log");
     EXPECT_EQ(read_cv_file(f, &cv), c.rc);

@@ -67,9 +67,11 @@ multi_t *read_tree(void *stream, conv_object *cv) {
     return nullptr;
   }
   if (_vl_fscanf_multi(stream, tree, 4, conv_reader) != 0) {
-    int err = _vl_multi_err(tree);
+    // The tree's own reason, 0 included (a default value without its line
+    // feed).
+    const int err = _vl_multi_err(tree);
     _vl_free_multi(tree);
-    if (err) vls::set_error(cv, static_cast<uint32_t>(err));
+    vls::set_error(cv, static_cast<uint32_t>(err));
     return nullptr;
   }
   return tree;
@@ -357,11 +359,8 @@ VLS_API int read_cv_file(void *stream, conv_object *cv) {
     cv->tree = nullptr;
     return -1;
   }
-  // The converters step by these lengths: a length no codeset has is a
-  // damaged file.
-  if (cv->source_min_len < 1 || cv->source_max_len > 4 || cv->source_min_len > cv->source_max_len ||
-      cv->target_min_len < 1 || cv->target_min_len > cv->target_max_len)
-    return vls::fail(cv, VL_ENOENT);
+  // The other lengths only choose the converter: none of them steps or
+  // writes by a length the entries do not hold, so any value is taken.
   if (!(cv->tree = read_tree(stream, cv))) return -1;
   if (cv->source_stateful && !(cv->shifted_tree = read_tree(stream, cv))) return -1;
   cv->reserved1 = 0;
