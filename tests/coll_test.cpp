@@ -178,6 +178,33 @@ TEST_F(Coll, DerivedLists) {
   EXPECT_EQ(h->collate.elem_candidates['c'] + h->collate.elem_candidates['h'], 1);
 }
 
+// A collation of characters longer than one byte leaves its lists to
+// vl_coll_lists: the same strings in the same order, made once; the load
+// still refuses an element that could not be listed (1).
+TEST_F(Coll, MultibyteListsOnRequest) {
+  // Row 0 ignored ("b", U+00E5); rows 1 and 2 alike ("a", U+00E4).
+  const std::string tree = tree_of({{"a", 1}, {"b", 0}, {"\xc3\xa4", 2}, {"\xc3\xa5", 0}});
+  ASSERT_EQ(load("as_specified\n" + tree + "0\n2 1 0 0 16\n0001\n0001\n0010\n0010\n"), 0);
+  EXPECT_EQ(h->coll_sb_tables[0], nullptr);
+  EXPECT_EQ(h->coll_sb_tables[1], nullptr);
+  ASSERT_EQ(vl_coll_lists(h), 0);
+  auto **ignored = static_cast<char **>(h->coll_sb_tables[0]);
+  ASSERT_NE(ignored, nullptr);
+  std::vector<std::string> got;
+  for (size_t n = 0; ignored[n]; ++n) got.push_back(ignored[n]);
+  EXPECT_EQ(got, (std::vector<std::string>{"b", "\xc3\xa5"}));
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (auto *p = static_cast<vl_equiv_pair *>(h->coll_sb_tables[1]); p && p->first; ++p) pairs.push_back({p->first, p->last});
+  EXPECT_EQ(pairs, (std::vector<std::pair<std::string, std::string>>{{"b", "\xc3\xa5"}, {"a", "\xc3\xa4"}}));
+  void *const made[2] = {h->coll_sb_tables[0], h->coll_sb_tables[1]};
+  EXPECT_EQ(vl_coll_lists(h), 0);  // made once
+  EXPECT_EQ(h->coll_sb_tables[0], made[0]);
+  EXPECT_EQ(h->coll_sb_tables[1], made[1]);
+  h->vl_errno = 0;
+  EXPECT_EQ(load("as_specified\n" + tree + "0\n2 1 1 0 16\n0001\n1000100000063\n0001\n0010\n0010\n"), -1);
+  EXPECT_EQ(h->vl_errno, VL_EILSEQ);  // "c" has no character
+}
+
 TEST_F(Coll, DamagedAndSpecialSections) {
   const std::string tree = tree_of(toy_rows()), body = toy_body("00010002");
   auto with = [&](const std::string &from, const std::string &to) {

@@ -61,6 +61,7 @@ struct FastTable {
   int32_t passes;       // passes with frags
   int32_t forward;      // every pass runs forward
   int32_t key_dw;       // digits of a weight in a key
+  int32_t lists_later;  // the handle's lists are made by vl_coll_lists
   uint16_t word0[kFastCodes];       // kFastElem: see elem_word0
   uint16_t elem_word0[kFastCodes];  // the word of pass 0 alone
   unsigned char code_lo[kFastCodes][2];  // the code's last two key digits (codes 2..64517)

@@ -25,6 +25,7 @@
 
 #include "vlscollidx.h"
 #include "vlsint.h"
+#include "vlsscan.h"
 #include "vlswalk.h"
 
 namespace {
@@ -52,6 +53,10 @@ inline uint32_t hex_of(const unsigned char *p, int digits) {
   for (int i = 0; i < digits; ++i) v = (v << 4) | kHexValue[p[i]];
   return v;
 }
+// A word of the row lines: four digits, unrolled.
+inline uint16_t hex4(const unsigned char *p) {
+  return static_cast<uint16_t>(kHexValue[p[0]] << 12 | kHexValue[p[1]] << 8 | kHexValue[p[2]] << 4 | kHexValue[p[3]]);
+}
 
 // The section's fixed-width hex fields, read as _vl_get_hex and
 // _vl_skip_nl read them: straight from the C library's buffer while it
@@ -62,7 +67,8 @@ class HexReader {
   uint32_t get(int digits) {
     if (const unsigned char *p = in_.peek(static_cast<size_t>(digits))) {
       in_.skip(static_cast<size_t>(digits));
-      return hex_of(p, digits);
+      if (digits == 8) return static_cast<uint32_t>(hex4(p)) << 16 | hex4(p + 4);
+      return digits == 4 ? hex4(p) : hex_of(p, digits);
     }
     return _vl_get_hex(stream_, digits);
   }
@@ -72,7 +78,7 @@ class HexReader {
   bool row_line(uint16_t *const *tables, int32_t passes, int32_t row) {
     const size_t n = 4 * static_cast<size_t>(passes);
     if (const unsigned char *p = passes > 0 ? in_.peek(n + 1) : nullptr) {
-      for (int32_t q = 0; q < passes; ++q) tables[q][row] = static_cast<uint16_t>(hex_of(p + 4 * q, 4));
+      for (int32_t q = 0; q < passes; ++q) tables[q][row] = hex4(p + 4 * q);
       if (p[n] != '\n') {
         in_.skip(n);
         return false;
@@ -88,12 +94,6 @@ class HexReader {
   void *stream_;
   vls::ByteReader in_;
 };
-
-int row_reader(void *stream, void *target, uint32_t) {
-  const uint16_t v = static_cast<uint16_t>(HexReader(stream).get(4));
-  memcpy(target, &v, sizeof v);
-  return 0;
-}
 
 // Appends `value` to a scratch array: it starts at kGrowth entries and
 // doubles, so that a class of many characters (a UTF-8 locale's ignored
@@ -344,6 +344,32 @@ bool rows_in_range(const multi_t *t, const unc_multi_arr_t *node, int32_t max_ro
   return true;
 }
 
+// The common case of rows_in_range, decided without a walk: a tree read in
+// compressed form takes every node's rows from its shared data arrays
+// (the root aside, which root_rows_in_range sees whole), and when no row
+// of any of them lies beyond max_row no character's row can. False only
+// means that the walk must decide.
+bool shared_rows_in_range(const multi_t *t, int32_t max_row) {
+  if (!(t->tree_flags & VL_MULTI_COMPRESSED) || !t->data_arrs || t->data_shift < 1) return false;
+  const size_t step = size_t{1} << t->data_shift;
+  const unsigned limit = static_cast<unsigned>(max_row);
+  unsigned beyond = 0;
+  for (int32_t i = 0; i < t->data_arr_count; ++i) {
+    const unsigned char *d = t->data_arrs[i];
+    if (!d) return false;
+    if (step == 2) {
+      for (size_t b = 0; b < 256; ++b) {
+        uint16_t v;
+        memcpy(&v, d + 2 * b, sizeof v);
+        beyond |= v > limit;
+      }
+    } else {
+      for (size_t b = 0; b < 256; ++b) beyond |= vls::tree::u16(d + b * step) > limit;
+    }
+  }
+  return beyond == 0;
+}
+
 // The single-byte paths take any byte's row straight from the root (its
 // own, or the default): every one of them must lie within the tables.
 bool root_rows_in_range(const multi_t *t, int32_t max_row) {
@@ -493,9 +519,18 @@ int add_to_class(vl_locale_t *h, Scratch &s, int32_t new_row, int32_t old_row) {
   return 0;
 }
 
-// The line form with its analysis: ignored rows, classes of identical
-// rows, rows that stand for one expansion.
-int read_line_rows(void *stream, vl_locale_t *h, Scratch &s) {
+// The line form: one line of words per row.
+int read_line_rows(void *stream, vl_locale_t *h) {
+  collate_category &c = h->collate;
+  HexReader in(stream);
+  for (int32_t r = 0; r <= c.max_row; ++r)
+    if (!in.row_line(c.pass_weights, c.num_passes, r)) return -1;  // the error number stays as it was
+  return 0;
+}
+
+// The analysis of the line form's rows: ignored rows, classes of
+// identical rows, rows that stand for one expansion.
+int analyse_rows(vl_locale_t *h, Scratch &s) {
   collate_category &c = h->collate;
   const size_t rows = static_cast<size_t>(c.max_row) + 1;
   s.index.class_of = vls::alloc_array<int32_t>(rows);
@@ -503,9 +538,6 @@ int read_line_rows(void *stream, vl_locale_t *h, Scratch &s) {
   if (!s.index.class_of || !s.index.ignored) return fail(h, VL_ENOMEM);
   for (size_t i = 0; i < rows; ++i) s.index.class_of[i] = -1;
   memset(s.index.ignored, 0, rows);
-  HexReader in(stream);
-  for (int32_t r = 0; r <= c.max_row; ++r)
-    if (!in.row_line(c.pass_weights, c.num_passes, r)) return -1;  // the error number stays as it was
   IdenticalRows identical(c);
   if (!identical.ok()) return fail(h, VL_ENOMEM);
   for (int32_t r = 0; r <= c.max_row; ++r) {
@@ -792,6 +824,44 @@ int derive_lists(vl_locale_t *h, Scratch &s) {
   return 0;
 }
 
+// What derive_lists would refuse in the texts of the elements and of the
+// rows that stand for one expansion (a code without a character, 1),
+// found without making the lists.
+int listed_texts_ok(vl_locale_t *h, const Scratch &s) {
+  const collate_category &c = h->collate;
+  if (s.ignored.count == 0 && s.classes.count == 0) return 0;
+  char text[15 * 4];
+  for (int32_t i = 0; i < c.num_coll_elems; ++i)
+    if (codes_text(h, c.coll_elems[i].chars, c.coll_elems[i].count, text) < 0) return -1;
+  for (int32_t i = 0; i < s.exps.count; ++i) {
+    const exp_pair &p = s.exps.pairs[i];
+    if (p.index < c.num_expansions && codes_text(h, c.expansions[p.index].chars, c.expansions[p.index].count, text) < 0)
+      return -1;
+  }
+  return 0;
+}
+
+// Whether the text of every element and of every expansion converts, so
+// that no listed text can fail whatever the rows give.
+bool all_texts_convert(vl_locale_t *h) {
+  const collate_category &c = h->collate;
+  char text[15 * 4];
+  for (int32_t i = 0; i < c.num_coll_elems; ++i)
+    if (codes_text(h, c.coll_elems[i].chars, c.coll_elems[i].count, text) < 0) return false;
+  for (int32_t i = 0; i < c.num_expansions; ++i)
+    if (codes_text(h, c.expansions[i].chars, c.expansions[i].count, text) < 0) return false;
+  return true;
+}
+
+// Whether some character of the tree is longer than one byte.
+bool has_multibyte(const multi_t *t) {
+  const unc_multi_arr_t *root = t ? t->root : nullptr;
+  if (!root || !root->flags || !root->next || !root->offsets) return false;
+  for (unsigned b = 0; b < 256; ++b)
+    if (root->flags[b] == VL_MULTI_LEADS) return true;
+  return false;
+}
+
 }  // namespace
 
 extern "C" {
@@ -900,7 +970,7 @@ VLS_API int set_exp_candidates(vl_locale_t *h) {
     const size_t extra = p == 0 ? vls::coll::fast_table_bytes(std::min<int32_t>(c.num_passes, VL_MAX_PASSES)) : 0;
     c.exp_candidates[p] = static_cast<coll_exp_record **>(_vl_alloc_ptr(vls::coll::pass_table_bytes() + extra));
     if (!c.exp_candidates[p]) return fail(h, VL_ENOMEM);
-    if (p == 0) vls::coll::fast_table_slot(c)->built = 0;
+    if (p == 0) vls::coll::fast_table_slot(c)->built = vls::coll::fast_table_slot(c)->lists_later = 0;
   }
   const multi_t *t = h->coll_rows;
   for (vl_wchar ch = 0; ch < 256; ++ch) {
@@ -987,27 +1057,52 @@ VLS_API int read_collate(void *stream, vl_locale_t *h) {
   collate_category &c = h->collate;
   if (int k = read_kind(stream, h); k <= 0) return k;
   if (!h->coll_rows) return fail(h, VL_ENOMEM);
-  if (int r = _vl_fscanf_multi(stream, h->coll_rows, 4, row_reader); r != 0) {
+  if (int r = vls::scan_multi(stream, h->coll_rows, 4, nullptr, 4); r != 0) {
     set_error(h, static_cast<uint32_t>(_vl_multi_err(h->coll_rows)));
     return r;
   }
   if (read_counts(stream, h) != 0 || read_pass_flags(stream, h) != 0 || read_records(stream, h) != 0) return -1;
   {
     NodeMap<bool> seen;
-    if (!rows_in_range(h->coll_rows, h->coll_rows->root, c.max_row, 1, seen) ||
+    if ((!shared_rows_in_range(h->coll_rows, c.max_row) &&
+         !rows_in_range(h->coll_rows, h->coll_rows->root, c.max_row, 1, seen)) ||
         !root_rows_in_range(h->coll_rows, c.max_row))
       return fail(h, VL_EBADFILE);
   }
-  Scratch s;
   if (c.codeset_order == 1) {
     read_code_order_rows(stream, c);
-  } else if (read_line_rows(stream, h, s) != 0) {
+  } else if (read_line_rows(stream, h) != 0) {
     return -1;
   }
   if (!expansions_in_range(c)) return fail(h, VL_EBADFILE);
-  if (c.codeset_order != 1 && derive_lists(h, s) != 0) return -1;
+  // The lists of a multibyte locale (hundreds of thousands of strings in
+  // a UTF-8 one) are made on request, by vl_coll_lists; the load still
+  // refuses what making them would refuse.
+  bool later = false;
+  if (c.codeset_order != 1) {
+    later = c.num_passes > 0 && has_multibyte(h->coll_rows);
+    if (!later || !all_texts_convert(h)) {
+      Scratch s;
+      if (analyse_rows(h, s) != 0) return -1;
+      if (later ? listed_texts_ok(h, s) != 0 : derive_lists(h, s) != 0) return -1;
+    }
+  }
   set_exp_candidates(h);
+  if (c.exp_candidates[0]) vls::coll::fast_table_slot(c)->lists_later = later;
   return set_elem_candidates(h);
+}
+
+VLS_API int vl_coll_lists(vl_locale_t *h) {
+  if (!h) return -1;
+  collate_category &c = h->collate;
+  if (h->coll_sb_tables[0] || h->coll_sb_tables[1] || !c.exp_candidates[0] || c.collation_kind != VL_COLL_TABLE)
+    return 0;
+  vls::coll::FastTable *t = vls::coll::fast_table_slot(c);
+  if (!t->lists_later) return 0;
+  Scratch s;
+  if (analyse_rows(h, s) != 0 || derive_lists(h, s) != 0) return -1;
+  if (!h->coll_sb_tables[0] && !h->coll_sb_tables[1]) t->lists_later = 0;  // there are none
+  return 0;
 }
 
 }  // extern "C"
