@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <set>
+#include <tuple>
 #include <string>
 #include <vector>
 
@@ -178,30 +180,40 @@ TEST_F(Coll, DerivedLists) {
   EXPECT_EQ(h->collate.elem_candidates['c'] + h->collate.elem_candidates['h'], 1);
 }
 
-// A collation of characters longer than one byte leaves its lists to
-// vl_coll_lists: the same strings in the same order, made once; the load
-// still refuses an element that could not be listed (1).
-TEST_F(Coll, MultibyteListsOnRequest) {
+// A multibyte collation has its lists from its load; one of more than
+// 65,536 characters (every three-byte UTF-8 form beside these) leaves them
+// to vl_coll_lists, which makes the same lists once; either load refuses
+// an element that could not be listed (1).
+TEST_F(Coll, MultibyteListsAtLoadOrOnRequest) {
   // Row 0 ignored ("b", U+00E5); rows 1 and 2 alike ("a", U+00E4).
-  const std::string tree = tree_of({{"a", 1}, {"b", 0}, {"\xc3\xa4", 2}, {"\xc3\xa5", 0}});
-  ASSERT_EQ(load("as_specified\n" + tree + "0\n2 1 0 0 16\n0001\n0001\n0010\n0010\n"), 0);
+  std::vector<lcow::Row> rows = {{"a", 1}, {"b", 0}, {"\xc3\xa4", 2}, {"\xc3\xa5", 0}};
+  const std::string small = tree_of(rows);
+  auto lists = [&] {
+    std::vector<std::string> ignored;
+    for (auto **p = static_cast<char **>(h->coll_sb_tables[0]); p && *p; ++p) ignored.push_back(*p);
+    std::set<std::pair<std::string, std::string>> pairs;
+    size_t n = 0;
+    for (auto *p = static_cast<vl_equiv_pair *>(h->coll_sb_tables[1]); p && p->first; ++p, ++n) pairs.insert({p->first, p->last});
+    return std::make_tuple(ignored, pairs, n);
+  };
+  const std::vector<std::string> ignored = {"b", "\xc3\xa5"};
+  const std::set<std::pair<std::string, std::string>> alike = {{"b", "\xc3\xa5"}, {"a", "\xc3\xa4"}};
+  ASSERT_EQ(load("as_specified\n" + small + "0\n2 1 0 0 16\n0001\n0001\n0010\n0010\n"), 0);
+  EXPECT_EQ(lists(), std::make_tuple(ignored, alike, size_t{2}));
+  for (int a = 0xE0; a <= 0xEF; ++a)
+    for (int b = 0x80; b <= 0xBF; ++b)
+      for (int c = 0x80; c <= 0xBF; ++c) rows.push_back({std::string{char(a), char(b), char(c)}, 3, true});
+  ASSERT_EQ(load("as_specified\n" + tree_of(rows) + "0\n3 1 0 0 16\n0001\n0001\n0010\n0010\n0020\n"), 0);
   EXPECT_EQ(h->coll_sb_tables[0], nullptr);
   EXPECT_EQ(h->coll_sb_tables[1], nullptr);
   ASSERT_EQ(vl_coll_lists(h), 0);
-  auto **ignored = static_cast<char **>(h->coll_sb_tables[0]);
-  ASSERT_NE(ignored, nullptr);
-  std::vector<std::string> got;
-  for (size_t n = 0; ignored[n]; ++n) got.push_back(ignored[n]);
-  EXPECT_EQ(got, (std::vector<std::string>{"b", "\xc3\xa5"}));
-  std::vector<std::pair<std::string, std::string>> pairs;
-  for (auto *p = static_cast<vl_equiv_pair *>(h->coll_sb_tables[1]); p && p->first; ++p) pairs.push_back({p->first, p->last});
-  EXPECT_EQ(pairs, (std::vector<std::pair<std::string, std::string>>{{"b", "\xc3\xa5"}, {"a", "\xc3\xa4"}}));
+  EXPECT_EQ(lists(), std::make_tuple(ignored, alike, size_t{2}));
   void *const made[2] = {h->coll_sb_tables[0], h->coll_sb_tables[1]};
   EXPECT_EQ(vl_coll_lists(h), 0);  // made once
   EXPECT_EQ(h->coll_sb_tables[0], made[0]);
   EXPECT_EQ(h->coll_sb_tables[1], made[1]);
   h->vl_errno = 0;
-  EXPECT_EQ(load("as_specified\n" + tree + "0\n2 1 1 0 16\n0001\n1000100000063\n0001\n0010\n0010\n"), -1);
+  EXPECT_EQ(load("as_specified\n" + small + "0\n2 1 1 0 16\n0001\n1000100000063\n0001\n0010\n0010\n"), -1);
   EXPECT_EQ(h->vl_errno, VL_EILSEQ);  // "c" has no character
 }
 

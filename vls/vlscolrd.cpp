@@ -853,13 +853,31 @@ bool all_texts_convert(vl_locale_t *h) {
   return true;
 }
 
-// Whether some character of the tree is longer than one byte.
-bool has_multibyte(const multi_t *t) {
-  const unc_multi_arr_t *root = t ? t->root : nullptr;
-  if (!root || !root->flags || !root->next || !root->offsets) return false;
-  for (unsigned b = 0; b < 256; ++b)
-    if (root->flags[b] == VL_MULTI_LEADS) return true;
-  return false;
+// A collation of more characters than this (a UTF-8 or GB18030 one: its
+// lists run to hundreds of thousands of strings) makes its lists on
+// request; any smaller one, every 8- and 16-bit codeset among them, at load.
+constexpr int64_t kListedAtLoad = 65536;
+
+// The characters of the tree below `node`, counted until they pass `limit`.
+int64_t chars_below(const unc_multi_arr_t *node, int32_t depth, int64_t limit) {
+  if (depth >= vls::tree::kMaxChar || !node || !node->flags) return 0;
+  const unsigned char *f = node->flags;
+  // A node's own characters in one straight pass (it vectorises), then
+  // its children while the count has room.
+  int64_t count = 0;
+  unsigned lead_bytes = 0;
+  for (unsigned b = 0; b < 256; ++b) {
+    count += f[b] == VL_MULTI_COMPLETE;
+    lead_bytes += f[b] == VL_MULTI_LEADS;
+  }
+  if (lead_bytes == 0 || !node->next || !node->offsets) return count;
+  for (unsigned b = 0; b < 256 && count <= limit; ++b)
+    if (f[b] == VL_MULTI_LEADS) count += chars_below(vls::tree::child(node, b), depth + 1, limit - count);
+  return count;
+}
+
+bool lists_on_request(const multi_t *t) {
+  return t && chars_below(t->root, 0, kListedAtLoad) > kListedAtLoad;
 }
 
 }  // namespace
@@ -1075,12 +1093,12 @@ VLS_API int read_collate(void *stream, vl_locale_t *h) {
     return -1;
   }
   if (!expansions_in_range(c)) return fail(h, VL_EBADFILE);
-  // The lists of a multibyte locale (hundreds of thousands of strings in
-  // a UTF-8 one) are made on request, by vl_coll_lists; the load still
-  // refuses what making them would refuse.
+  // The lists of a collation of very many characters (hundreds of
+  // thousands of strings in a UTF-8 one) are made on request, by
+  // vl_coll_lists; the load still refuses what making them would refuse.
   bool later = false;
   if (c.codeset_order != 1) {
-    later = c.num_passes > 0 && has_multibyte(h->coll_rows);
+    later = c.num_passes > 0 && lists_on_request(h->coll_rows);
     if (!later || !all_texts_convert(h)) {
       Scratch s;
       if (analyse_rows(h, s) != 0) return -1;

@@ -80,9 +80,9 @@ VLS_API void cleanup_classes(class_set *classes);
 VLS_API int set_exp_candidates(vl_locale_t *h);
 VLS_API int set_elem_candidates(vl_locale_t *h);
 /* Makes the handle's lists of ignored and equivalent characters
- * (coll_sb_tables) where the load left them for later: a locale with
- * characters of more than one byte gets them here, on the first call; a
- * single-byte locale has them from its load. 0, or -1 with the error
+ * (coll_sb_tables) where the load left them for later: a collation of
+ * more than 65,536 characters (UTF-8, GB18030) gets them here, on the
+ * first call; any smaller one has them from its load. 0, or -1 with the error
  * number set (3: no memory). It writes to the handle like a load does:
  * call it before the handle is shared between threads. */
 VLS_API int vl_coll_lists(vl_locale_t *h);
