@@ -933,15 +933,7 @@ inline bool ascii_whole(const unsigned char *f) {
 inline bool lead_takes_trails(const multi_t *t, unsigned b) {
   if (t->root->flags[b] != VL_MULTI_LEADS) return false;
   const unsigned char *g = vls::tree::child(t->root, b)->flags;
-  if (!g) return false;
-  uint64_t diff = 0;
-  for (int k = 0x80; k < 0xC0; k += 8) {
-    uint64_t w;
-    memcpy(&w, g + k, sizeof w);
-    diff |= w ^ 0x0404040404040404ull;
-  }
-  static_assert(VL_MULTI_COMPLETE == 4);
-  return diff == 0;
+  return g && vls::tree::all_complete(g, 0x80, 0xC0);
 }
 
 // The bytes at the head of `n` bytes at `s` that are whole characters of
@@ -2201,6 +2193,14 @@ VLS_API int vl_full_wcscoll(vl_locale_t *h, const vl_wchar *s1, const vl_wchar *
 
 namespace {
 
+// Whether either side failed to decode: -3 stores 3 (no memory), any
+// other failure 1.
+inline bool decode_failed(vl_locale_t *h, int32_t r1, int32_t r2) {
+  if (r1 >= 0 && r2 >= 0) return false;
+  set_error(h, r1 == -3 || r2 == -3 ? VL_ENOMEM : VL_EILSEQ);
+  return true;
+}
+
 // The weighted comparison of two multibyte texts of a table locale read
 // through the LC_CTYPE tree (tree_coll_ok), `bytes1` and `bytes2` long.
 // Each side is decoded once into codes and rows. When every pass runs
@@ -2223,14 +2223,7 @@ int tree_coll(vl_locale_t *h, const multi_t *tree, const unsigned char *a, int32
   Decoded d1, d2;
   const int32_t r1 = d1.decode<true>(tree, h->coll_rows, a + skip, bytes1 - skip);
   const int32_t r2 = r1 < 0 ? 0 : d2.decode<true>(tree, h->coll_rows, z + skip, bytes2 - skip);
-  if (r1 == -3 || r2 == -3) {
-    set_error(h, VL_ENOMEM);
-    return 0;
-  }
-  if (r1 < 0 || r2 < 0) {
-    set_error(h, VL_EILSEQ);
-    return 0;
-  }
+  if (decode_failed(h, r1, r2)) return 0;
   return decoded_coll(h, d1, d2);
 }
 
@@ -2293,14 +2286,7 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
     r1 = bytes1 ? h->mbfstowcfs_fn(h, w1.data(), s1, bytes1, n1 + 1) : 0;
     r2 = bytes2 ? h->mbfstowcfs_fn(h, w2.data(), s2, bytes2, n2 + 1) : 0;
   }
-  if (r1 == -3 || r2 == -3) {
-    set_error(h, VL_ENOMEM);
-    return 0;
-  }
-  if (r1 < 0 || r2 < 0) {
-    set_error(h, VL_EILSEQ);
-    return 0;
-  }
+  if (decode_failed(h, r1, r2)) return 0;
   if (h->codepoint_collation) return _kvx_vl_wcfscmp(w1.data(), r1, w2.data(), r2);
   return _kvx_vl_full_wcscoll(h, w1.data(), r1, w2.data(), r2);
 }

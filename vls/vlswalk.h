@@ -205,20 +205,25 @@ __attribute__((always_inline)) inline const unsigned char *wide_row(void *record
 
 // ---- ASCII runs ----------------------------------------------------------------------------
 
+// True when every flag from `from` up to `to` (multiples of eight)
+// completes a character.
+inline bool all_complete(const unsigned char *flags, int from, int to) {
+  uint64_t diff = 0;
+  for (int i = from; i < to; i += 8) {
+    uint64_t w;
+    memcpy(&w, flags + i, sizeof w);
+    diff |= w ^ 0x0404040404040404ull;
+  }
+  static_assert(VL_MULTI_COMPLETE == 4);
+  return diff == 0;
+}
+
 // True when the tree takes every byte below 0x80 as a character of its own
 // (its value then the byte itself). Callers ask once per call, and only
 // when a run of such bytes is long enough to pay for the question.
 inline bool ascii_direct(const multi_t *t) {
   const unsigned char *f = t->root ? t->root->flags : nullptr;
-  if (!f) return false;
-  uint64_t diff = 0;
-  for (int i = 0; i < 128; i += 8) {
-    uint64_t w;
-    memcpy(&w, f + i, sizeof w);
-    diff |= w ^ 0x0404040404040404ull;
-  }
-  static_assert(VL_MULTI_COMPLETE == 4);
-  return diff == 0;
+  return f && all_complete(f, 0x00, 0x80);
 }
 
 // Eight bytes that are all below 0x80 and not zero.
