@@ -64,12 +64,17 @@ __attribute__((noinline)) vl_wchar im_towcase_walk(vl_locale_t *h, vl_wchar valu
 }
 
 // A plain value answers inline from the case tree; the bridge, and values
-// the straight path cannot tell, go the long way.
+// the straight path cannot tell, go the long way. Index 0 (no pair, the
+// common row) leaves first.
 template <bool Upper>
 inline vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
   if (__builtin_expect(!bridged(h), 1))
-    if (const unsigned char *row = vls::tree::plain_row(value, h->ctype.case_tree)) {
-      vl_wchar to = pick<Upper>(pair_of(h, row));
+    if (const unsigned char *row = vls::tree::plain_row<1>(value, h->ctype.case_tree)) {
+      const uint32_t index = row_u16(row);
+      if (index == 0) return value;
+      const vl_case_pair *pairs = h->ctype.case_pairs;
+      if (__builtin_expect(static_cast<int32_t>(index) > h->case_pair_count || !pairs, 0)) return value;
+      const vl_wchar to = Upper ? pairs[index].upper : pairs[index].lower;
       return to ? to : value;
     }
   return im_towcase_walk<Upper>(h, value);
@@ -420,7 +425,7 @@ VLS_API uint32_t _vl_im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) 
   // A plain value answers from its row (in a single-byte locale the very
   // row class_table copies); the bridge and the rest go the long way.
   if (__builtin_expect(!bridged(h), 1))
-    if (const unsigned char *row = vls::tree::plain_row(value, h->ctype.ctype_tree)) return row_u16(row) & mask;
+    if (const unsigned char *row = vls::tree::plain_row<1>(value, h->ctype.ctype_tree)) return row_u16(row) & mask;
   return iswctype_walk(h, value, mask);
 }
 

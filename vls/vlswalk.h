@@ -175,26 +175,37 @@ __attribute__((noinline)) inline const unsigned char *wide_row_walk(void *record
 // tell (the caller then walks): values of up to three bytes in a tree whose
 // shortest character is one byte (all but a few codesets), each byte taken
 // from the node its lead leads to. Stores nothing.
+//
+// Laid out for the per-character services: a one-byte value runs straight
+// through without a taken branch, a longer one takes two, and nothing needs
+// a frame. Each lead step strips its byte from the value, so the next
+// byte is a plain shift. RowShift, when given, is the row size the caller's
+// trees have (1: 16-bit rows); a tree of another size goes the long way.
+template <int RowShift = -1>
 __attribute__((always_inline)) inline const unsigned char *plain_row(vl_wchar v, const multi_t *t) {
-  if (t->min_length != 1) return nullptr;
   const Node *n = t->root;
   const unsigned char *f = n->flags;
-  if (!f) return nullptr;
-  if (v > 0xFFu) {
-    if (v > 0xFFFFu) {
+  if (__builtin_expect(t->min_length != 1 || !f, 0)) return nullptr;
+  if (RowShift >= 0 && __builtin_expect(t->data_shift != RowShift, 0)) return nullptr;
+  if (__builtin_expect(v > 0xFFu, 0)) {
+    if (__builtin_expect(v > 0xFFFFu, 0)) {
       if (v > 0xFFFFFFu) return nullptr;
       const unsigned b2 = v >> 16;
-      if (f[b2] != VL_MULTI_LEADS) return nullptr;
+      if (__builtin_expect(f[b2] != VL_MULTI_LEADS, 0)) return nullptr;
       n = child(n, b2);
-      if (!(f = n->flags)) return nullptr;
+      if (__builtin_expect(!(f = n->flags), 0)) return nullptr;
+      v &= 0xFFFFu;
     }
-    const unsigned b1 = (v >> 8) & 0xFFu;
-    if (f[b1] != VL_MULTI_LEADS) return nullptr;
+    const unsigned b1 = v >> 8;
+    if (__builtin_expect(f[b1] != VL_MULTI_LEADS, 0)) return nullptr;
     n = child(n, b1);
-    if (!(f = n->flags)) return nullptr;
+    if (__builtin_expect(!(f = n->flags), 0)) return nullptr;
     v &= 0xFFu;
   }
-  return f[v] == VL_MULTI_COMPLETE ? row(t, n, v) : nullptr;
+  if (__builtin_expect(f[v] != VL_MULTI_COMPLETE, 0)) return nullptr;
+  const unsigned char *d = n->data;
+  if (__builtin_expect(!d, 0)) return t->default_data;
+  return d + (static_cast<size_t>(v) << (RowShift >= 0 ? RowShift : t->data_shift));
 }
 
 // The row of a wide value, or null with 1 stored through `record`.
