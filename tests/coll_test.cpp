@@ -14,6 +14,7 @@
 #include <vls/vlscoll.h>
 
 #include "lcofix.h"
+#include "shipped.h"
 #include "lcowriter.h"
 
 namespace {
@@ -328,6 +329,72 @@ TEST(CollCodeValue, Comparisons) {
   h->vl_errno = 0;
   EXPECT_EQ(vl_full_mbsncmp(h, "\xa1", "a", 1), 0);  // a cut character
   EXPECT_EQ(h->vl_errno, VL_EILSEQ);
+  vl_lc_unload(h);
+}
+
+// Multibyte comparisons that the fast table decides read the first pass from
+// the bytes and only check the rest of each text: against the wide engine
+// on the shipped en_US.UTF-8, decided at once, behind ignored characters or
+// a tie of two-byte letters, with rests of every length around words of
+// eight bytes and a byte that is no character, a stray trail, a cut
+// three-byte character or a lead left at the end anywhere behind the
+// decided position; terminated and counted (with bytes beyond the count).
+TEST(CollFast, MultibyteRestsAreTheWideEngine) {
+  vl_locale_t *h = vlstest::load_locale(vlstest::kShipped, "en_us/e01c.lco");
+  ASSERT_NE(h, nullptr);
+  ASSERT_EQ(h->mbscoll_fn, &_vl_im_mbscoll);
+  const char *const heads[][2] = {
+      {"M\xc3\xbcller-\xc3\x96st", "Mueller-Ost"}, {"a", "b"}, {"b", "a"}, {"\xc3\xa9", "e"}, {"Zo\xc3\xab", "Zoe"},
+      {"-a", "b"}, {"\xc5\x93uvre", "oeuvre"}, {"x\xc3\xa9", "x\xc3\xa8"}, {"", "a"},
+  };
+  const char *const pieces[] = {"a", "Q", " ", "\xc3\xa9", "\xc5\xbf", "\xe2\x82\xac", "7"};
+  const char *const bad[] = {"\xff", "\x80", "\xe2\x82", "\xc3"};  // the last ones only at the end
+  const std::string tail_after = "\xff\xc3";  // beyond a counted text
+  auto wide_coll = [h](const std::string &a, const std::string &b, int &r, uint32_t &err) {
+    std::vector<vl_wchar> wa(a.size() + 1), wb(b.size() + 1);
+    if (h->mbstowcs_fn(h, wa.data(), a.c_str(), static_cast<int32_t>(wa.size())) < 0 ||
+        h->mbstowcs_fn(h, wb.data(), b.c_str(), static_cast<int32_t>(wb.size())) < 0) {
+      r = 0, err = VL_EILSEQ;
+      return;
+    }
+    h->vl_errno = 0;
+    r = vl_full_wcscoll(h, wa.data(), wb.data());
+    err = h->vl_errno;
+  };
+  long bad_rows = 0, rows = 0;
+  for (const auto &hd : heads)
+    for (int len = 0; len <= 19; ++len)
+      for (int kind = 0; kind < 6; ++kind) {
+        // A rest of `len` pieces on one side, on the other or both, with a
+        // faulty piece somewhere in it (kinds 3..5).
+        std::string rest;
+        for (int k = 0; k < len; ++k) rest += pieces[(k * 5 + len + kind) % 7];
+        if (kind >= 3 && len > 0) {
+          const size_t at = (kind == 5) ? rest.size() : (rest.size() * static_cast<size_t>(len % 4)) / 4;
+          rest.insert(at, bad[kind == 5 ? 2 + len % 2 : len % 2]);
+        }
+        const std::string a = hd[0] + ((kind % 3) != 1 ? rest : std::string());
+        const std::string b = hd[1] + ((kind % 3) != 0 ? rest.substr(0, rest.size() / 2 + 1) : std::string());
+        for (int swap = 0; swap < 2; ++swap) {
+          const std::string &x = swap ? b : a, &y = swap ? a : b;
+          int want;
+          uint32_t want_err;
+          wide_coll(x, y, want, want_err);
+          h->vl_errno = 0;
+          const int mb = _vl_im_mbscoll(h, x.c_str(), y.c_str());
+          const uint32_t mb_err = h->vl_errno;
+          const std::string cx = x + tail_after, cy = y + "zz" + tail_after;
+          h->vl_errno = 0;
+          const int counted = _kvx_vl_im_mbfscoll(h, cx.data(), static_cast<int32_t>(x.size()), cy.data(),
+                                                  static_cast<int32_t>(y.size()));
+          ++rows;
+          if ((mb != want || counted != want || mb_err != want_err || h->vl_errno != want_err) && bad_rows++ < 10)
+            ADD_FAILURE() << vlstest::hex(x) << " | " << vlstest::hex(y) << ": terminated " << mb << " error " << mb_err
+                          << ", counted " << counted << " error " << h->vl_errno << ", wide " << want << " error "
+                          << want_err;
+        }
+      }
+  EXPECT_EQ(bad_rows, 0) << "of " << rows;
   vl_lc_unload(h);
 }
 

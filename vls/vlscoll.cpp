@@ -1400,99 +1400,148 @@ int plain_first_pass(vl_locale_t *h, const multi_t *t, const unsigned char *a, i
   }
 }
 
-// The next word other than 1 of a side read through the fast table alone:
-// 1 with the word and code, 0 at the end of the side, -1 at a character
-// the table cannot answer for (the general readers take it from there).
-__attribute__((always_inline)) inline int fast_word(const vls::coll::FastTable *ft, const unsigned char *f,
-                                                    const vls::tree::Node *root, const unsigned char *second,
-                                                    const unsigned char *s, int32_t bytes, int32_t &pos, uint16_t &w,
-                                                    int32_t &index) {
-  for (;;) {
-    if (pos >= bytes) return 0;
-    const unsigned b = s[pos];
-    int32_t x, len;
-    if (f[b] == VL_MULTI_COMPLETE) {
-      x = static_cast<int32_t>(b);
-      len = 1;
-    } else {
+constexpr uint32_t kFastOut = 0x10000;  // a character the table cannot answer for
+
+// The next word other than 1 of a side read through the fast table alone,
+// from `p` up to `e`: the word (its index in `x`), 0 at the end of the side,
+// kFastOut at a character the table cannot answer for (the general readers
+// take it from there). A character of one byte takes a load of its flag
+// and one of its word; the rest is out of the way.
+__attribute__((always_inline)) inline uint32_t fast_word(const vls::coll::FastTable *ft, const unsigned char *f,
+                                                         const multi_t *const &t, const collate_category &c,
+                                                         const unsigned char *&p, const unsigned char *e,
+                                                         uint32_t &x) {
+  const unsigned char *q = p;
+  uint32_t w;
+  do {
+    if (q == e) {
+      x = 0;
+      return 0;
+    }
+    const unsigned b = *q;
+    const unsigned char *next = q + 1;
+    x = b;
+    if (__builtin_expect(f[b] != VL_MULTI_COMPLETE, 0)) {
       // (A zero byte behind a lead is no trail of the table.)
-      if (f[b] != VL_MULTI_LEADS || bytes - pos < 2) return -1;
-      const unsigned t2 = s[pos + 1];
-      x = vls::coll::fast_index2(b, t2);
-      if (x < 0 || vls::tree::flag_of(vls::tree::child(root, b), t2) != VL_MULTI_COMPLETE) return -1;
-      len = 2;
+      if (f[b] != VL_MULTI_LEADS || e - q < 2) return kFastOut;
+      const unsigned t2 = q[1];
+      const int32_t k = vls::coll::fast_index2(b, t2);
+      if (k < 0 || vls::tree::flag_of(vls::tree::child(t->root, b), t2) != VL_MULTI_COMPLETE) return kFastOut;
+      x = static_cast<uint32_t>(k);
+      next = q + 2;
     }
-    uint16_t x0 = ft->word0[x];
-    if (x0 == vls::coll::kFastElem) {
-      // An element may start here unless the next character is a byte that
-      // no element has second (with an element of one character every byte
-      // is flagged).
-      if (pos + len >= bytes || f[s[pos + len]] != VL_MULTI_COMPLETE || second[s[pos + len]]) return -1;
-      x0 = ft->elem_word0[x];
+    w = ft->word0[x];
+    if (__builtin_expect((w & kMask) == 0, 0)) {  // 0, an element's mark, or a tie on a weight of 0
+      if (w == 0) return kFastOut;
+      if (w == vls::coll::kFastElem) {
+        // An element may start here unless the next character is a byte
+        // that no element has second (with an element of one character
+        // every byte is flagged).
+        const unsigned char *second = vls::coll::elem_second_flags(c.elem_candidates);
+        if (next == e || f[*next] != VL_MULTI_COMPLETE || second[*next]) return kFastOut;
+        w = ft->elem_word0[x];
+        if (w == 0) return kFastOut;
+      }
     }
-    if (x0 == 0) return -1;
-    pos += len;
-    if (x0 != 1) {
-      w = x0;
-      index = x;
-      return 1;
+    q = next;
+  } while (w == 1);
+  p = q;
+  return w;
+}
+
+// plain_first_pass over the characters of the fast table: the same answers,
+// and 2 (ends undefined) where it would read any other character. On -1 or
+// 1, `a` and `z` are left behind the characters read.
+__attribute__((always_inline)) inline int fast_first_pass(const collate_category &c,
+                                                          const vls::coll::FastTable *ft, const multi_t *t,
+                                                          const unsigned char *&a, const unsigned char *e1,
+                                                          const unsigned char *&z, const unsigned char *e2) {
+  const unsigned char *f = t->root->flags;
+  const unsigned char *p1 = a, *p2 = z;
+  for (;;) {
+    uint32_t x1, x2;
+    const uint32_t w1 = fast_word(ft, f, t, c, p1, e1, x1);
+    if (w1 == kFastOut) return 2;
+    const uint32_t w2 = fast_word(ft, f, t, c, p2, e2, x2);
+    if (w2 == kFastOut) return 2;
+    // The same character on both sides (or both ended) mostly.
+    if (w1 != w2 || x1 != x2 || w1 == 0) {
+      if ((w1 & kMask) != (w2 & kMask)) {
+        a = p1;
+        z = p2;
+        return sign((w1 & kMask) < (w2 & kMask));
+      }
+      // Both ended, or a weight of 0 with a tie against an ended side.
+      if (w1 == 0 || w2 == 0) return w1 == w2 ? 0 : 2;
+      // The table's order is the codes' order.
+      if ((w1 & kTie) && x1 != x2) {
+        a = p1;
+        z = p2;
+        return sign(x1 < x2);
+      }
     }
   }
 }
 
-// plain_first_pass over the characters of the fast table: the same answers,
-// and 2 (positions undefined) where it would read any other character.
-__attribute__((always_inline)) inline int fast_first_pass(const collate_category &c,
-                                                          const vls::coll::FastTable *ft, const multi_t *t,
-                                                          const unsigned char *a, int32_t bytes1, int32_t &pos1,
-                                                          const unsigned char *z, int32_t bytes2, int32_t &pos2) {
-  const unsigned char *f = t->root->flags;
-  const vls::tree::Node *root = t->root;
-  const unsigned char *second = c.num_coll_elems > 0 ? vls::coll::elem_second_flags(c.elem_candidates) : nullptr;
-  int32_t i = 0, j = 0;
-  int r;
-  for (;;) {
-    uint16_t w1 = 0, w2 = 0;
-    int32_t x1 = 0, x2 = 0;
-    const int m1 = fast_word(ft, f, root, second, a, bytes1, i, w1, x1);
-    const int m2 = m1 < 0 ? -1 : fast_word(ft, f, root, second, z, bytes2, j, w2, x2);
-    if (m2 < 0) {
-      r = 2;
-      break;
+// Whether the bytes from `s` up to `e` are whole characters. `ascii`: the
+// root takes every byte below 0x80 whole, so that runs of them pass eight
+// at a time (the last few bytes of a rest of eight or more as its last
+// eight).
+__attribute__((always_inline)) inline bool rest_valid(const multi_t *t, const unsigned char *f, bool ascii,
+                                                      const unsigned char *s, const unsigned char *e) {
+  constexpr uint64_t kHigh = 0x8080808080808080ull;
+  const unsigned char *const begin = s;
+  while (s != e) {
+    if (ascii && std::endian::native == std::endian::little) {
+      for (;;) {
+        const ptrdiff_t left = e - s;
+        uint64_t w;
+        if (left >= 8) {
+          memcpy(&w, s, sizeof w);
+          w &= kHigh;
+          if (w == 0) {
+            s += 8;
+            if (s == e) return true;
+            continue;
+          }
+          s += __builtin_ctzll(w) >> 3;
+          break;
+        }
+        if (e - begin >= 8) {
+          memcpy(&w, e - 8, sizeof w);
+          w &= kHigh & (~uint64_t{0} << (8 * (8 - left)));
+          if (w == 0) return true;
+          s = e - 8 + (__builtin_ctzll(w) >> 3);
+          break;
+        }
+        while (*s < 0x80)
+          if (++s == e) return true;
+        break;
+      }
+    } else {
+      while (f[*s] == VL_MULTI_COMPLETE)
+        if (++s == e) return true;
     }
-    if (m1 == 0 && m2 == 0) {
-      r = 0;
-      break;
-    }
-    if ((w1 & kMask) != (w2 & kMask)) {
-      r = sign((w1 & kMask) < (w2 & kMask));
-      break;
-    }
-    if (m1 == 0 || m2 == 0) {
-      r = 2;
-      break;
-    }
-    // The table's order is the codes' order.
-    if ((w1 & kTie) && x1 != x2) {
-      r = sign(x1 < x2);
-      break;
-    }
+    const int32_t len = char_length(t, f, s, static_cast<int32_t>(e - s));
+    if (len == 0) return false;
+    s += len;
   }
-  pos1 = i;
-  pos2 = j;
-  return r;
+  return true;
 }
 
 // A comparison decided by the fast table's first pass, with the rest of both
 // texts checked: -1 or 1, or 0 with error 1 for an illegal text; 2 when the
 // first pass ties or meets a character outside the table.
 __attribute__((always_inline)) inline int fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft, const multi_t *t,
-                                        const unsigned char *a, int32_t bytes1, const unsigned char *z,
-                                        int32_t bytes2) {
-  int32_t pos1 = 0, pos2 = 0;
-  const int r = fast_first_pass(h->collate, ft, t, a, bytes1, pos1, z, bytes2, pos2);
+                                                    const unsigned char *a, int32_t bytes1, const unsigned char *z,
+                                                    int32_t bytes2) {
+  const unsigned char *e1 = a + bytes1, *e2 = z + bytes2;
+  const int r = fast_first_pass(h->collate, ft, t, a, e1, z, e2);
   if (r != -1 && r != 1) return 2;
-  if (!rests_valid(t, a + pos1, bytes1 - pos1, z + pos2, bytes2 - pos2)) {
+  // Only the bytes not read are left to check.
+  const unsigned char *f = t->root->flags;
+  const bool ascii = (e1 - a) + (e2 - z) >= 8 && ascii_whole(f);
+  if (!rest_valid(t, f, ascii, a, e1) || !rest_valid(t, f, ascii, z, e2)) {
     set_error(h, VL_EILSEQ);
     return 0;
   }
@@ -1507,9 +1556,13 @@ int lazy_coll(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t 
   if (c.num_passes < 1) return 0;
   int32_t pos1 = 0, pos2 = 0;
   const vls::coll::FastTable *ft = vls::coll::fast_table(c);
-  int first = ft && (c.num_coll_elems == 0 || c.elem_candidates)
-                  ? fast_first_pass(c, ft, t, a, bytes1, pos1, z, bytes2, pos2)
-                  : 2;
+  int first = 2;
+  if (ft && (c.num_coll_elems == 0 || c.elem_candidates)) {
+    const unsigned char *p1 = a, *p2 = z;
+    first = fast_first_pass(c, ft, t, p1, a + bytes1, p2, z + bytes2);
+    pos1 = static_cast<int32_t>(p1 - a);
+    pos2 = static_cast<int32_t>(p2 - z);
+  }
   if (first == 2) {
     pos1 = pos2 = 0;
     first = plain_first_pass(h, t, a, bytes1, pos1, z, bytes2, pos2);
@@ -2206,8 +2259,9 @@ inline bool decode_failed(vl_locale_t *h, int32_t r1, int32_t r2) {
 // Each side is decoded once into codes and rows. When every pass runs
 // forward, a head of equal characters is passed over before decoding (each
 // side keeps at least its last byte).
-int tree_coll(vl_locale_t *h, const multi_t *tree, const unsigned char *a, int32_t bytes1, const unsigned char *z,
-              int32_t bytes2) {
+// `tried`: fast_coll has answered 2 already.
+__attribute__((noinline)) int tree_coll(vl_locale_t *h, const multi_t *tree, const unsigned char *a, int32_t bytes1,
+                                        const unsigned char *z, int32_t bytes2, bool tried = false) {
   const collate_category &c = h->collate;
   const vls::coll::FastTable *ft = vls::coll::fast_table(c);
   bool forward = ft ? ft->forward != 0 : c.num_passes <= VL_MAX_PASSES;
@@ -2216,7 +2270,7 @@ int tree_coll(vl_locale_t *h, const multi_t *tree, const unsigned char *a, int32
   const int32_t cap = std::min(bytes1, bytes2) - 1;
   const bool head = forward && cap >= 16 && memcmp(a, z, 16) == 0;
   // Without a head to pass over, the fast table mostly decides at once.
-  if (!head && forward && ft && tree->root->flags && (c.num_coll_elems == 0 || c.elem_candidates))
+  if (!tried && !head && forward && ft && tree->root->flags && (c.num_coll_elems == 0 || c.elem_candidates))
     if (const int r = fast_coll(h, ft, tree, a, bytes1, z, bytes2); r != 2) return r;
   const int32_t skip = head ? mb_head(tree, c, a, z, cap) : 0;
   if (forward && tree->root->flags) return lazy_coll(h, tree, a + skip, bytes1 - skip, z + skip, bytes2 - skip);
@@ -2231,6 +2285,20 @@ int tree_coll(vl_locale_t *h, const multi_t *tree, const unsigned char *a, int32
 inline bool tree_coll_ok(vl_locale_t *h, const multi_t *tree) {
   return !h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree && h->coll_rows && !h->codepoint_collation &&
          h->collate.collation_kind == VL_COLL_TABLE && !_vlu_active(h, VL_LC_COLLATE);
+}
+
+// tree_coll with the fast table's comparison in front, in the entry's own
+// frame: texts without a shared head of 16 bytes that the table decides
+// take no other call. (A built table has every pass's direction and the
+// element index it needs.)
+__attribute__((always_inline)) inline int tree_coll_fast(vl_locale_t *h, const multi_t *tree, const char *s1,
+                                                         int32_t bytes1, const char *s2, int32_t bytes2) {
+  const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
+  const vls::coll::FastTable *ft = vls::coll::fast_table(h->collate);
+  const bool quick = ft && ft->forward && tree->root->flags && (std::min(bytes1, bytes2) <= 16 || memcmp(a, z, 16) != 0);
+  if (quick)
+    if (const int r = fast_coll(h, ft, tree, a, bytes1, z, bytes2); r != 2) return r;
+  return tree_coll(h, tree, a, bytes1, z, bytes2, quick);
 }
 
 }  // namespace
@@ -2252,9 +2320,7 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
     return 0;
   }
   const multi_t *tree = h->ctype.ctype_tree;
-  if (tree_coll_ok(h, tree))
-    return tree_coll(h, tree, reinterpret_cast<const unsigned char *>(s1), bytes1,
-                     reinterpret_cast<const unsigned char *>(s2), bytes2);
+  if (tree_coll_ok(h, tree)) return tree_coll_fast(h, tree, s1, bytes1, s2, bytes2);
   WideBuffer w1, w2;
   int32_t r1, r2;
   if (!h->single_byte && !_vlu_active(h, VL_LC_CTYPE) && tree) {
@@ -2298,8 +2364,7 @@ VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
   if (h && s1 && s2) {
     const multi_t *tree = h->ctype.ctype_tree;
     if (tree_coll_ok(h, tree) && tree->min_length == 1)
-      return tree_coll(h, tree, reinterpret_cast<const unsigned char *>(s1), static_cast<int32_t>(strlen(s1)),
-                       reinterpret_cast<const unsigned char *>(s2), static_cast<int32_t>(strlen(s2)));
+      return tree_coll_fast(h, tree, s1, static_cast<int32_t>(strlen(s1)), s2, static_cast<int32_t>(strlen(s2)));
   }
   return _kvx_vl_im_mbfscoll(h, s1, -1, s2, -1);
 }
