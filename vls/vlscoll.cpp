@@ -1408,7 +1408,7 @@ constexpr uint32_t kFastOut = 0x10000;  // a character the table cannot answer f
 // take it from there). A character of one byte takes a load of its flag
 // and one of its word; the rest is out of the way.
 __attribute__((always_inline)) inline uint32_t fast_word(const vls::coll::FastTable *ft, const unsigned char *f,
-                                                         const multi_t *const &t, const collate_category &c,
+                                                         const multi_t *t, const collate_category &c,
                                                          const unsigned char *&p, const unsigned char *e,
                                                          uint32_t &x) {
   const unsigned char *q = p;
