@@ -7,6 +7,7 @@
 #include <dirent.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -135,6 +136,45 @@ TEST(Leak, EveryLocaleAndConversionLoadedAndReleasedManyTimes) {
   EXPECT_EQ(open_streams, streams);
   EXPECT_EQ(open_fds(), fds);
   for (const auto &[slot, f] : slots) _vl_set_ext_funcptr(slot, nullptr);
+}
+
+// The trees of one load share their flag arrays, and each tree stays whole
+// until it goes: a handle whose categories come from three loads answers as
+// the handles of those loads do, before and after they are released.
+TEST(Leak, TreesOfOneLoadShareFlagsAndOutliveEachOther) {
+  vlstest::EnvVar kvx("KELVANIXDIR", kKelvanix.c_str());
+  auto load = [](vl_locale_t *h, int category, const char *file) {
+    char *r = vl_setlocale_4(h, category, file);
+    vl_destroystring(r);
+    return r != nullptr;
+  };
+  vl_locale_t *mixed = nullptr, *coll = nullptr, *ctype = nullptr;
+  for (vl_locale_t **h : {&mixed, &coll, &ctype}) ASSERT_EQ(vl_create_null_locale_4(h), 0);
+  ASSERT_TRUE(load(mixed, VL_LC_ALL, "en_us/e01c.lco")) << mixed->vl_errno;
+  EXPECT_EQ(mixed->ctype.ctype_tree->root->flags, mixed->ctype.case_tree->root->flags);
+  EXPECT_EQ(mixed->ctype.ctype_tree->root->flags, mixed->coll_rows->root->flags);
+  ASSERT_TRUE(load(mixed, VL_LC_COLLATE, "fr_fr/e01c.lco") && load(mixed, VL_LC_CTYPE, "ru_ru/e01c.lco") &&
+              load(coll, VL_LC_ALL, "fr_fr/e01c.lco") && load(ctype, VL_LC_ALL, "ru_ru/e01c.lco"));
+  const char *samples[] = {"A", "\xC3\xA9", "\xD0\x96", "\xE4\xB8\x80", "\xEF\xBF\xBD", "\xF0\x9F\x98\x80"};
+  std::vector<uint16_t> want;
+  auto rows = [&](const vl_locale_t *a, const vl_locale_t *b) {
+    std::vector<uint16_t> out;
+    for (const char *s : samples)
+      for (const multi_t *t : {a->ctype.ctype_tree, a->ctype.case_tree, b->coll_rows}) {
+        struct { uint32_t vl_errno = 0; } e;
+        const void *row = _vl_retrieve_text_multi_nl(reinterpret_cast<const unsigned char *>(s), t, &e);
+        uint16_t v = 0xFFFF;
+        if (row) memcpy(&v, row, sizeof v);
+        out.push_back(v);
+      }
+    return out;
+  };
+  want = rows(ctype, coll);
+  EXPECT_EQ(rows(mixed, mixed), want);
+  vl_lc_unload(ctype);
+  vl_lc_unload(coll);
+  EXPECT_EQ(rows(mixed, mixed), want);
+  vl_lc_unload(mixed);
 }
 
 }  // namespace

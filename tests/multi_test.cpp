@@ -246,6 +246,31 @@ TEST(MultiScan, DamagedInputFailsCleanly) {
   }
 }
 
+// A tree read in compressed form keeps of each data array the rows the text
+// gave and those of the characters of its nodes: a character whose row no
+// text gave has the default row, a row that no character has prints back
+// and is what a little-endian unit that ends early reads.
+TEST(MultiScan, CompressedRowsHeldAsTheTextGaveThem) {
+  const std::string text =
+      "2 2 3 0000\n2 2\n8100100101\n0000000\n410020010404\n0000000\n400010010500\n0000000\n100010010700\n0000000\n"
+      "1 0 0 0\n1 1 1 0\n";
+  int rc, err;
+  Tree t(vlstest::scan_tree(text, 2, 4, vlstest::read_bytes, &rc, &err));
+  ASSERT_EQ(rc, 0) << err;
+  EXPECT_EQ(vlstest::print_tree(t.get(), write_hex), text);
+  ErrRec e;
+  for (const char *s : {"\x81\x41", "\x81\x42"}) EXPECT_EQ(u16(_vl_retrieve_text_multi_nl(U(s), t.get(), &e)), 0) << s;
+  // 0x43 is where the second array's row 0x10 lies, seen from the first.
+  struct Case { unsigned first; int want; } cases[] = {{0x40, 5}, {0x41, 0}, {0x43, 0}, {0x10, 0}, {0x00, 0}, {0xFF, 0}};
+  for (const Case &c : cases) {
+    conv_object cv{};
+    cv.source_max_len = cv.target_max_len = 4;
+    const unsigned char unit[4] = {static_cast<unsigned char>(c.first), 0, 0x41, 0x81};
+    const void *row = _vl_retrieve_little_endian_unicode_limit(unit, t.get(), 4, &cv);
+    EXPECT_EQ(std::tuple(row ? u16(row) : -1, cv.vl_errno), std::tuple(c.want, 0u)) << c.first;
+  }
+}
+
 // A run that stores the lead 0x41 twice counts it twice in next_count.
 TEST(MultiScan, RunReWritingAnEntryCountsTwice) {
   int rc, err;

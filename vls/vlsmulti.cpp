@@ -9,6 +9,7 @@
 
 #include "vlsint.h"
 #include "vlsscan.h"
+#include "vlstreepool.h"
 #include "vlswalk.h"
 
 namespace {
@@ -46,8 +47,8 @@ unsigned char *new_flags(multi_t *t) {
 
 // Every row of a fresh data array a copy of default_data, the slack of
 // each row zero: the first row is made, then copied in doubling spans.
-void fill_default_rows(const multi_t *t, unsigned char *d) {
-  const size_t rb = row_bytes(t), total = data_bytes(t);
+void fill_default_rows(const multi_t *t, unsigned char *d, size_t total) {
+  const size_t rb = row_bytes(t);
   memset(d, 0, rb);
   memcpy(d, t->default_data, t->data_size);
   for (size_t filled = rb; filled < total; filled *= 2) memcpy(d + filled, d, filled < total - filled ? filled : total - filled);
@@ -56,7 +57,7 @@ void fill_default_rows(const multi_t *t, unsigned char *d) {
 unsigned char *new_data(multi_t *t) {
   auto *d = static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t)));
   if (d) {
-    fill_default_rows(t, d);
+    fill_default_rows(t, d, data_bytes(t));
     ++t->data_arr_count;
   }
   return d;
@@ -80,10 +81,12 @@ void free_node(Node *n, bool sharing) {
 // ---- the arena of a tree read in compressed form ----------------------------------
 //
 // A compressed tree read from a file is only read from then on, and goes as
-// a whole. Its nodes (but the root, which _vl_create_multi made), their
-// offset and child arrays and the shared flag and data arrays are carved
-// from a chain of blocks, and leaves that are alike (the same shared flag
-// and data arrays, no children) are one node. The chain hangs in front of
+// a whole. Its nodes (but the root, which _vl_create_multi made) and their
+// child arrays are carved from a chain of blocks, and leaves that are alike
+// (the same shared flag and data arrays, no children) are one node. Its
+// flag arrays, and the offsets that follow from them, lie in a pool that
+// the trees read in one load share (FlagPool); its data arrays in one block
+// of their own (see pack_rows). The chain hangs in front of
 // flag_next_counts, which only such a tree has: the block that holds the
 // counts begins with the chain's head.
 
@@ -95,12 +98,33 @@ struct alignas(8) ArenaBlock {
 };
 static_assert(sizeof(ArenaBlock) % 8 == 0);
 
+// Flag arrays by content, with the offsets each implies, shared by every
+// tree that holds a reference; the last one to go frees it. Arrays are only
+// added while a load runs (the table lives as long as that); from then on
+// the pool is only read.
+struct FlagPool {
+  int32_t refs;
+  ArenaBlock *blocks;  // each holds whole arrays, newest first
+  struct Entry {
+    uint64_t hash;
+    unsigned char *flags;    // null for an empty slot
+    unsigned char *offsets;  // null when no entry leads on
+  };
+  Entry *table;
+  uint32_t capacity, count;
+};
+
 struct ArenaHead {
   ArenaBlock *blocks;  // newest first
   size_t next_size;
+  FlagPool *pool;        // the flag arrays' pool, one reference
+  unsigned char *rows;   // the block of the data arrays
+  unsigned char *ranges; // per data array its first and last row held, or null
 };
 constexpr size_t kArenaHeadBytes = (sizeof(ArenaHead) + 15) / 16 * 16;
-constexpr size_t kFirstBlock = 512, kLargestBlock = 16 * 1024, kLargestFirstBlock = 4 * 1024 * 1024;
+// The first block is sized from the counts of a tree's arrays; later ones
+// double up to kLargestBlock, kept small since the last is seldom full.
+constexpr size_t kFirstBlock = 512, kLargestBlock = 4 * 1024, kLargestFirstBlock = 64 * 1024;
 
 ArenaHead *arena_of(const multi_t *t) {
   return t->flag_next_counts
@@ -112,6 +136,15 @@ void *arena_alloc(ArenaHead *a, size_t n) {
   n = (n + 7) & ~size_t{7};
   ArenaBlock *b = a->blocks;
   if (!b || b->capacity - b->used < n) {
+    if (b && n > a->next_size / 4) {
+      // A large request gets a block of its own, behind the one in use.
+      auto *own = static_cast<ArenaBlock *>(_vl_alloc_ptr(sizeof(ArenaBlock) + n));
+      if (!own) return nullptr;
+      own->next = b->next;
+      own->used = own->capacity = n;
+      b->next = own;
+      return own->bytes();
+    }
     size_t size = a->next_size;
     while (size < n) size *= 2;
     b = static_cast<ArenaBlock *>(_vl_alloc_ptr(sizeof(ArenaBlock) + size));
@@ -120,12 +153,155 @@ void *arena_alloc(ArenaHead *a, size_t n) {
     b->used = 0;
     b->capacity = size;
     a->blocks = b;
-    // Blocks after the first grow from kFirstBlock.
-    a->next_size = a->blocks->next == nullptr ? kFirstBlock : a->next_size < kLargestBlock ? a->next_size * 2 : kLargestBlock;
+    a->next_size = a->next_size < kLargestBlock ? a->next_size * 2 : kLargestBlock;
   }
   void *p = b->bytes() + b->used;
   b->used += n;
   return p;
+}
+
+void free_blocks(ArenaBlock *b) {
+  while (b) {
+    ArenaBlock *next = b->next;
+    _vl_free_ptr(b);
+    b = next;
+  }
+}
+
+FlagPool *new_pool() {
+  auto *p = static_cast<FlagPool *>(_vl_alloc_ptr(sizeof(FlagPool)));
+  if (p) *p = FlagPool{1, nullptr, nullptr, 0, 0};
+  return p;
+}
+FlagPool *hold_pool(FlagPool *p) {
+  if (p) __atomic_add_fetch(&p->refs, 1, __ATOMIC_RELAXED);
+  return p;
+}
+void release_pool(FlagPool *p) {
+  if (!p || __atomic_sub_fetch(&p->refs, 1, __ATOMIC_ACQ_REL) != 0) return;
+  free_blocks(p->blocks);
+  _vl_free_ptr(p->table);
+  _vl_free_ptr(p);
+}
+// The load that adds arrays is over: the table goes, the pool stays with
+// the trees that use it.
+void end_pool_load(FlagPool *p) {
+  if (!p) return;
+  _vl_free_ptr(p->table);
+  p->table = nullptr;
+  p->capacity = p->count = 0;
+  release_pool(p);
+}
+
+uint64_t flags_key(const unsigned char *f) {
+  uint64_t h = 0x9E3779B97F4A7C15ull;
+  for (int i = 0; i < kTableSize; i += 8) {
+    uint64_t w;
+    memcpy(&w, f + i, sizeof w);
+    h = (h ^ w) * 0xFF51AFD7ED558CCDull;
+    h ^= h >> 32;
+  }
+  return h;
+}
+
+FlagPool::Entry *pool_slot(FlagPool *p, uint64_t h, const unsigned char *f) {
+  const uint32_t mask = p->capacity - 1;
+  for (uint32_t i = static_cast<uint32_t>(h) & mask;; i = (i + 1) & mask) {
+    FlagPool::Entry &e = p->table[i];
+    if (!e.flags || (e.hash == h && memcmp(e.flags, f, kTableSize) == 0)) return &e;
+  }
+}
+
+// Room in the table for `more` arrays; false without memory (the arrays
+// are then not shared, which costs only memory).
+bool pool_room(FlagPool *p, uint32_t more) {
+  if (p->table && (p->count + more) * 2 <= p->capacity) return true;
+  uint32_t capacity = p->capacity ? p->capacity : 256;
+  while ((p->count + more) * 2 > capacity) capacity *= 2;
+  FlagPool::Entry *old = p->table;
+  const uint32_t old_capacity = p->capacity;
+  p->table = vls::alloc_array<FlagPool::Entry>(capacity);
+  if (!p->table) {
+    p->table = old;
+    return false;
+  }
+  memset(p->table, 0, capacity * sizeof(FlagPool::Entry));
+  p->capacity = capacity;
+  for (uint32_t i = 0; i < old_capacity; ++i)
+    if (old[i].flags) *pool_slot(p, old[i].hash, old[i].flags) = old[i];
+  _vl_free_ptr(old);
+  return true;
+}
+
+// The offsets a flag array implies: each byte that leads on numbered in
+// byte order, every other 0.
+void offsets_of(const unsigned char *flags, unsigned char *offsets) {
+  int pos = 0;
+  for (int b = 0; b < kTableSize; ++b) offsets[b] = flags[b] == VL_MULTI_LEADS ? static_cast<unsigned char>(pos++) : 0;
+}
+
+// Replaces each of the `n` flag arrays by the pool's copy of its contents,
+// added when new, and gives the copy's offsets (null when nothing leads on;
+// `offsets` may be null); `leads` counts what leads on in each. The arrays
+// new to the pool go into one block. False without memory for it.
+bool intern_flags(FlagPool *p, unsigned char **arrs, const int32_t *leads, int32_t n, unsigned char **offsets) {
+  if (n <= 0) return true;
+  const bool table = pool_room(p, static_cast<uint32_t>(n));
+  size_t bytes = 0;
+  for (int32_t i = 0; i < n; ++i) {
+    if (table) {
+      const FlagPool::Entry *e = pool_slot(p, flags_key(arrs[i]), arrs[i]);
+      if (e->flags) continue;
+    }
+    bytes += kTableSize * (leads[i] > 0 ? 2 : 1);
+  }
+  unsigned char *at = nullptr;
+  if (bytes) {
+    auto *b = static_cast<ArenaBlock *>(_vl_alloc_ptr(sizeof(ArenaBlock) + bytes));
+    if (!b) return false;
+    b->next = p->blocks;
+    b->used = b->capacity = bytes;
+    p->blocks = b;
+    at = b->bytes();
+  }
+  for (int32_t i = 0; i < n; ++i) {
+    const uint64_t h = flags_key(arrs[i]);
+    FlagPool::Entry *e = table ? pool_slot(p, h, arrs[i]) : nullptr;
+    if (!e || !e->flags) {
+      FlagPool::Entry fresh{h, at, nullptr};
+      memcpy(at, arrs[i], kTableSize);
+      at += kTableSize;
+      if (leads[i] > 0) {
+        offsets_of(fresh.flags, fresh.offsets = at);
+        at += kTableSize;
+      }
+      if (e) {
+        *e = fresh;
+        ++p->count;
+      } else {
+        arrs[i] = fresh.flags;
+        if (offsets) offsets[i] = fresh.offsets;
+        continue;
+      }
+    }
+    arrs[i] = e->flags;
+    if (offsets) offsets[i] = e->offsets;
+  }
+  return true;
+}
+
+// The pool of the load in progress on this thread, if any.
+thread_local FlagPool *t_load_pool = nullptr;
+
+// The row of byte `b` in node `n` as the text gave it: a row that a
+// packed data array does not hold is the default row.
+const unsigned char *held_row(const multi_t *t, const Node *n, unsigned b) {
+  const ArenaHead *a = arena_of(t);
+  if (a && a->ranges && n->data && n != t->root && n->data_index >= 0 && n->data_index < t->data_arr_count) {
+    const unsigned char *held = a->ranges + 2 * n->data_index;
+    if (b < held[0] || b > held[1]) return t->default_data;
+  }
+  return vls::tree::row(t, n, b);
 }
 
 // The counts of a tree read in compressed form, behind the arena's head.
@@ -133,19 +309,17 @@ int32_t *new_counts(int32_t n) {
   auto *block = static_cast<unsigned char *>(_vl_alloc_ptr(kArenaHeadBytes + static_cast<size_t>(n) * sizeof(int32_t)));
   if (!block) return nullptr;
   auto *head = reinterpret_cast<ArenaHead *>(block);
-  head->blocks = nullptr;
-  head->next_size = kFirstBlock;
+  *head = ArenaHead{nullptr, kFirstBlock, nullptr, nullptr, nullptr};
   return reinterpret_cast<int32_t *>(block + kArenaHeadBytes);
 }
 
 void free_counts(int32_t *counts) {
   if (!counts) return;
   unsigned char *block = reinterpret_cast<unsigned char *>(counts) - kArenaHeadBytes;
-  for (ArenaBlock *b = reinterpret_cast<ArenaHead *>(block)->blocks; b;) {
-    ArenaBlock *next = b->next;
-    _vl_free_ptr(b);
-    b = next;
-  }
+  auto *head = reinterpret_cast<ArenaHead *>(block);
+  free_blocks(head->blocks);
+  _vl_free_ptr(head->rows);
+  release_pool(head->pool);
   _vl_free_ptr(block);
 }
 
@@ -324,7 +498,11 @@ struct FlagView {
 struct DataView {
   const multi_t *t;
   const unsigned char *a;
-  const unsigned char *row(int i) const { return a + (size_t(i) << t->data_shift); }
+  const unsigned char *held = nullptr;  // first and last row held, or null for all
+  // A row the array does not hold is the default row (see pack_rows).
+  const unsigned char *row(int i) const {
+    return !held || (i >= held[0] && i <= held[1]) ? a + (size_t(i) << t->data_shift) : t->default_data;
+  }
   bool eq(int i, int j) const { return memcmp(row(i), row(j), t->data_size) == 0; }
   bool background(int i) const { return memcmp(row(i), t->default_data, t->data_size) == 0; }
   void print(Printer &p, int i) const { p.value(row(i)); }
@@ -590,6 +768,23 @@ struct Scanner {
   // The offsets of a node follow from its flags alone: nodes that share a
   // flag array share one offsets array (by flag index; null until met).
   unsigned char **offsets_by_flags = nullptr;
+  // Per flag array (by index) the first and the last byte that completes a
+  // character (first > last: none).
+  unsigned char *complete_spans = nullptr;
+
+  // The data arrays of a compressed body until pack_rows places them: the
+  // rows each was given (in `kept`), and the rows that must be its own.
+  struct DataSpan {
+    size_t at;                 // its rows in kept
+    int16_t held_first, held_last;  // rows the text gave (first > last: none)
+    int16_t first, last;       // rows it must hold
+  };
+  DataSpan *spans = nullptr;
+  unsigned char *kept = nullptr;
+  size_t kept_used = 0, kept_capacity = 0;
+  // Nodes with data, given their row pointers by pack_rows.
+  Node **with_data = nullptr;
+  uint32_t with_data_count = 0, with_data_capacity = 0;
 
   // Child arrays kept so far, by their contents: open addressing, a null
   // array for an empty slot.
@@ -641,6 +836,10 @@ struct Scanner {
     _vl_free_ptr(leaves);
     _vl_free_ptr(offsets_by_flags);
     _vl_free_ptr(completes);
+    _vl_free_ptr(complete_spans);
+    _vl_free_ptr(spans);
+    _vl_free_ptr(kept);
+    _vl_free_ptr(with_data);
     _vl_free_ptr(nexts);
   }
 
@@ -758,11 +957,16 @@ struct Scanner {
     return true;
   }
 
-  bool data_runs(unsigned char *data, unsigned char *scratch) {
+  // Rows: the first and last row written widen [*lo, *hi] when given.
+  bool data_runs(unsigned char *data, unsigned char *scratch, int *lo = nullptr, int *hi = nullptr) {
     size_t rb = row_bytes(tree);
     int first, length, repeat;
     while (run_header(first, length, repeat)) {
       if (length > kTableSize || first + length * repeat > kTableSize) return fail(VL_ENOMEM);
+      if (lo && length * repeat > 0) {
+        if (first < *lo) *lo = first;
+        if (first + length * repeat - 1 > *hi) *hi = first + length * repeat - 1;
+      }
       const unsigned char *w = value_reader.hex_digits == 4 ? in.window(4 * static_cast<size_t>(length)) : nullptr;
       if (w) {
         for (int i = 0; i < length; ++i, w += 4) {
@@ -886,10 +1090,7 @@ struct Scanner {
       n->next_count = tree->flag_next_counts[fi];
       n->flag_index = fi;
     }
-    if (has_data) {
-      n->data = tree->data_arrs[di];
-      n->data_index = di;
-    }
+    if (has_data && !note_data(n, has_flags ? fi : -1, di)) return nullptr;
     if (slot) {
       slot->key = key;
       slot->node = n;
@@ -931,10 +1132,132 @@ struct Scanner {
     }
     if (has_data) {
       if (di < 0 || di >= tree->data_arr_count) return fail(VL_ENOMEM);
-      n->data = tree->data_arrs[di];
-      n->data_index = di;
+      if (!note_data(n, has_flags ? fi : -1, di)) return false;
     }
     return children(n, depth, true, scratch);
+  }
+
+  // A node of a compressed body takes data array `di`: the array must hold
+  // the rows of the characters the node completes (flag array `fi`, -1 for
+  // none), the root's every row. Its row pointer comes with pack_rows.
+  bool note_data(Node *n, int32_t fi, int32_t di) {
+    n->data_index = di;
+    n->data = tree->data_arrs[di];
+    if (!spans) return true;
+    DataSpan &s = spans[di];
+    int lo = 0, hi = kTableSize - 1;
+    if (n != tree->root) {
+      if (fi < 0) return remember(n);
+      if (complete_spans) lo = complete_spans[2 * fi], hi = complete_spans[2 * fi + 1];
+      if (lo > hi) return remember(n);
+    }
+    if (lo < s.first) s.first = static_cast<int16_t>(lo);
+    if (hi > s.last) s.last = static_cast<int16_t>(hi);
+    return remember(n);
+  }
+  bool remember(Node *n) {
+    if (with_data_count == with_data_capacity) {
+      const uint32_t capacity = with_data_capacity ? with_data_capacity * 2 : 256;
+      Node **grown = vls::alloc_array<Node *>(capacity);
+      if (!grown) return fail(VL_ENOMEM);
+      if (with_data_count) memcpy(grown, with_data, with_data_count * sizeof(Node *));
+      _vl_free_ptr(with_data);
+      with_data = grown;
+      with_data_capacity = capacity;
+    }
+    with_data[with_data_count++] = n;
+    return true;
+  }
+
+  // Keeps rows [lo, hi] of a data array read in full.
+  bool keep_rows(DataSpan &s, const unsigned char *d, int lo, int hi) {
+    s.at = kept_used;
+    s.held_first = s.first = static_cast<int16_t>(lo);
+    s.held_last = s.last = static_cast<int16_t>(hi);
+    if (lo > hi) return true;
+    s.held_first = 1, s.held_last = 0;  // until the rows are kept
+    const size_t rb = row_bytes(tree), n = static_cast<size_t>(hi - lo + 1) * rb;
+    if (kept_capacity - kept_used < n) {
+      size_t capacity = kept_capacity ? kept_capacity * 2 : 16 * 1024;
+      while (capacity - kept_used < n) capacity *= 2;
+      auto *grown = static_cast<unsigned char *>(_vl_alloc_ptr(capacity));
+      if (!grown) return fail(VL_ENOMEM);
+      if (kept_used) memcpy(grown, kept, kept_used);
+      _vl_free_ptr(kept);
+      kept = grown;
+      kept_capacity = capacity;
+    }
+    memcpy(kept + kept_used, d + static_cast<size_t>(lo) * rb, n);
+    kept_used += n;
+    s.held_first = static_cast<int16_t>(lo);
+    s.held_last = static_cast<int16_t>(hi);
+    return true;
+  }
+
+  // Places the data arrays in one block, each as the rows it must hold
+  // (those the text gave, those of the characters of its nodes, all of the
+  // root's) one after the other. Each array's pointer is that of its row 0
+  // as if it had all 256: every other row reads some row of the block (it
+  // is padded with default rows at both ends), never memory outside it.
+  // The walks read only the rows of complete characters; the printer and
+  // held_row read a row the array does not hold as the default row, which
+  // it was (no text gave it).
+  bool pack_rows() {
+    multi_t *t = tree;
+    const size_t rb = row_bytes(t), full = data_bytes(t);
+    const int32_t count = t->data_arr_count;
+    size_t used = 0, front = 0;
+    for (int32_t i = 0; i < count; ++i) {
+      DataSpan &s = spans[i];
+      if (s.first > s.last) s.first = 0, s.last = -1;
+      const size_t lead = static_cast<size_t>(s.first) * rb;
+      if (lead > used && lead - used > front) front = lead - used;
+      used += static_cast<size_t>(s.last - s.first + 1) * rb;
+    }
+    size_t size = front + used, at = 0;
+    for (int32_t i = 0; i < count; ++i) {
+      const DataSpan &s = spans[i];
+      const size_t end = front + at - static_cast<size_t>(s.first) * rb + full;
+      if (end > size) size = end;
+      at += static_cast<size_t>(s.last - s.first + 1) * rb;
+    }
+    auto *block = static_cast<unsigned char *>(_vl_alloc_ptr(size ? size : rb));
+    auto *held = static_cast<unsigned char *>(arena_alloc(arena, static_cast<size_t>(count > 0 ? count : 1) * 2));
+    if (!block || !held) {
+      _vl_free_ptr(block);
+      for (uint32_t k = 0; k < with_data_count; ++k) with_data[k]->data = nullptr;
+      t->data_arr_count = 0;
+      return fail(VL_ENOMEM);
+    }
+    fill_default_rows(t, block, size ? size : rb);
+    at = front;
+    for (int32_t i = 0; i < count; ++i) {
+      const DataSpan &s = spans[i];
+      unsigned char *row0 = block + at - static_cast<size_t>(s.first) * rb;
+      if (s.held_first <= s.held_last)
+        memcpy(row0 + static_cast<size_t>(s.held_first) * rb, kept + s.at,
+               static_cast<size_t>(s.held_last - s.held_first + 1) * rb);
+      t->data_arrs[i] = row0;
+      held[2 * i] = static_cast<unsigned char>(s.first > s.last ? 1 : s.first);
+      held[2 * i + 1] = static_cast<unsigned char>(s.first > s.last ? 0 : s.last);
+      at += static_cast<size_t>(s.last - s.first + 1) * rb;
+    }
+    arena->rows = block;
+    arena->ranges = held;
+    for (uint32_t k = 0; k < with_data_count; ++k) with_data[k]->data = t->data_arrs[with_data[k]->data_index];
+    return true;
+  }
+
+  // Puts the flag arrays read (t->flag_arrs, in `read`) into the pool,
+  // which gives each array's shared copy and its offsets.
+  bool pool_flags(FlagPool *pool) {
+    multi_t *t = tree;
+    const int32_t n = t->flag_arr_count;
+    if (!intern_flags(pool, t->flag_arrs, t->flag_next_counts, n, offsets_by_flags)) {
+      t->flag_arr_count = 0;
+      return fail(VL_ENOMEM);
+    }
+    return true;
   }
 
   bool comp_body(unsigned char *scratch) {
@@ -947,46 +1270,80 @@ struct Scanner {
     constexpr int32_t kMaxArrays = 1 << 16;
     if (nflags < 0 || ndata < 0 || nflags > kMaxArrays || ndata > kMaxArrays) return fail(VL_ENOMEM);
     multi_t *t = tree;
-    t->flag_arrs = vls::alloc_array<unsigned char *>(nflags > 0 ? nflags : 1);
+    const size_t flag_slots = static_cast<size_t>(nflags > 0 ? nflags : 1);
+    t->flag_arrs = vls::alloc_array<unsigned char *>(flag_slots);
     t->data_arrs = vls::alloc_array<unsigned char *>(ndata > 0 ? ndata : 1);
     t->flag_next_counts = new_counts(nflags > 0 ? nflags : 1);
     t->flag_arr_count = 0;
     t->data_arr_count = 0;
     if (!t->flag_arrs || !t->data_arrs || !t->flag_next_counts) return fail(VL_ENOMEM);
     arena = arena_of(t);
-    offsets_by_flags = vls::alloc_array<unsigned char *>(nflags > 0 ? nflags : 1);
-    if (offsets_by_flags) memset(offsets_by_flags, 0, (nflags > 0 ? nflags : 1) * sizeof(unsigned char *));
-    // The first block takes the arrays the counts announce (within reason:
-    // a damaged count must not ask for much at once); nodes follow in
-    // blocks of their own.
-    size_t arrays = static_cast<size_t>(nflags) * kTableSize + static_cast<size_t>(ndata) * data_bytes(t);
-    arena->next_size = arrays < kFirstBlock ? kFirstBlock : arrays < kLargestFirstBlock ? arrays : kLargestFirstBlock;
+    arena->pool = t_load_pool ? hold_pool(t_load_pool) : new_pool();
+    if (!arena->pool) return fail(VL_ENOMEM);
+    offsets_by_flags = vls::alloc_array<unsigned char *>(flag_slots);
+    if (offsets_by_flags) memset(offsets_by_flags, 0, flag_slots * sizeof(unsigned char *));
+    // Nodes and child arrays: the first block takes some for each array the
+    // counts announce (within reason: a damaged count must not ask for much
+    // at once).
+    const size_t guess = static_cast<size_t>(nflags + ndata) * sizeof(Node);
+    arena->next_size = guess < kFirstBlock ? kFirstBlock : guess < kLargestFirstBlock ? guess : kLargestFirstBlock;
     // The root shares from now on.
     _vl_free_ptr(t->root->flags);
     t->root->flags = nullptr;
-    for (int32_t i = 0; i < nflags; ++i) {
-      if (in.eof()) return fail(VL_ENOMEM);  // the text ran out: no more arrays
-      unsigned char *f = static_cast<unsigned char *>(bytes(kTableSize));
-      if (!f) return fail(VL_ENOMEM);
+    // The flag arrays are read here, then go to the pool.
+    vls::HostPtr<unsigned char> read(vls::alloc_array<unsigned char>(flag_slots * kTableSize));
+    if (!read) return fail(VL_ENOMEM);
+    bool ok = true;
+    for (int32_t i = 0; i < nflags && ok; ++i) {
+      if (in.eof()) {
+        ok = fail(VL_ENOMEM);  // the text ran out: no more arrays
+        break;
+      }
+      unsigned char *f = read.get() + static_cast<size_t>(i) * kTableSize;
       memset(f, 0, kTableSize);
       t->flag_arrs[t->flag_arr_count] = f;
       t->flag_next_counts[t->flag_arr_count] = 0;
       ++t->flag_arr_count;
-      if (!flag_runs(f, &t->flag_next_counts[i])) return false;
+      ok = flag_runs(f, &t->flag_next_counts[i]);
     }
-    completes = static_cast<unsigned char *>(_vl_alloc_ptr(static_cast<size_t>(nflags > 0 ? nflags : 1)));
-    if (completes)
-      for (int32_t i = 0; i < nflags; ++i)
-        completes[i] = memchr(t->flag_arrs[i], VL_MULTI_COMPLETE, kTableSize) != nullptr;
+    if (!pool_flags(arena->pool)) ok = false;
+    if (!t_load_pool) end_pool_load(hold_pool(arena->pool));  // a pool of its own: no more arrays
+    if (!ok) return false;
+    completes = static_cast<unsigned char *>(_vl_alloc_ptr(flag_slots));
+    complete_spans = static_cast<unsigned char *>(_vl_alloc_ptr(flag_slots * 2));
+    for (int32_t i = 0; i < nflags; ++i) {
+      const unsigned char *f = t->flag_arrs[i];
+      const void *first = memchr(f, VL_MULTI_COMPLETE, kTableSize);
+      if (completes) completes[i] = first != nullptr;
+      if (!complete_spans) continue;
+      int lo = 1, hi = 0;
+      if (first) {
+        lo = static_cast<int>(static_cast<const unsigned char *>(first) - f);
+        hi = kTableSize - 1;
+        while (f[hi] != VL_MULTI_COMPLETE) --hi;
+      }
+      complete_spans[2 * i] = static_cast<unsigned char>(lo);
+      complete_spans[2 * i + 1] = static_cast<unsigned char>(hi);
+    }
+    spans = vls::alloc_array<DataSpan>(ndata > 0 ? ndata : 1);
+    vls::HostPtr<unsigned char> whole(static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t))));
+    if (!spans || !whole) return fail(VL_ENOMEM);
     for (int32_t i = 0; i < ndata; ++i) {
-      if (in.eof()) return fail(VL_ENOMEM);
-      unsigned char *d = static_cast<unsigned char *>(bytes(data_bytes(t)));
-      if (!d) return fail(VL_ENOMEM);
-      fill_default_rows(t, d);
-      t->data_arrs[t->data_arr_count++] = d;
-      if (!data_runs(d, scratch)) return false;
+      if (in.eof()) {
+        ok = fail(VL_ENOMEM);
+        break;
+      }
+      fill_default_rows(t, whole.get(), data_bytes(t));
+      int lo = kTableSize, hi = -1;
+      ok = data_runs(whole.get(), scratch, &lo, &hi);
+      t->data_arrs[t->data_arr_count] = nullptr;
+      if (!keep_rows(spans[t->data_arr_count++], whole.get(), lo, hi)) ok = false;
+      if (!ok) break;
     }
-    return comp_node(t->root, 1, scratch);
+    if (ok) ok = comp_node(t->root, 1, scratch);
+    // What was read stays consistent for release either way.
+    if (!pack_rows()) ok = false;
+    return ok;
   }
 };
 
@@ -1107,7 +1464,10 @@ VLS_API int _vl_fprintf_multi(void *stream, multi_t *tree, vl_multi_writer write
   if ((tree->tree_flags & VL_MULTI_COMPRESSED) && tree->flag_arrs) {
     p.text("%d %d\n", tree->flag_arr_count, tree->data_arr_count);
     for (int i = 0; i < tree->flag_arr_count; ++i) fprintf_runs(p, FlagView{tree->flag_arrs[i]});
-    for (int i = 0; i < tree->data_arr_count; ++i) fprintf_runs(p, DataView{tree, tree->data_arrs[i]});
+    const ArenaHead *a = arena_of(tree);
+    const unsigned char *held = a ? a->ranges : nullptr;
+    for (int i = 0; i < tree->data_arr_count; ++i)
+      fprintf_runs(p, DataView{tree, tree->data_arrs[i], held ? held + 2 * i : nullptr});
     fprintf_comp_node(p, tree->root);
   } else {
     fprintf_unc_node(p, tree->root);
@@ -1168,6 +1528,16 @@ int scan_multi_from(void *stream, Src &in, multi_t *tree, int longest_allowed, V
 }
 
 }  // namespace
+
+vls::TreeLoadScope::TreeLoadScope() : outermost_(t_load_pool == nullptr) {
+  if (outermost_) t_load_pool = new_pool();
+}
+
+vls::TreeLoadScope::~TreeLoadScope() {
+  if (!outermost_) return;
+  end_pool_load(t_load_pool);
+  t_load_pool = nullptr;
+}
 
 int vls::scan_multi(void *stream, multi_t *tree, int longest_allowed, vl_multi_reader reader, int hex_digits) {
   if (!stream || !tree) return -1;
@@ -1241,7 +1611,7 @@ VLS_API void *_vl_retrieve_little_endian_unicode_limit(const unsigned char *s, c
     return nullptr;
   }
   // The row is that of the unit's first byte in the node reached.
-  return const_cast<unsigned char *>(vls::tree::row(tree, w.node, s[0]));
+  return const_cast<unsigned char *>(held_row(tree, w.node, s[0]));
 }
 
 VLS_API void *_vl_retrieve_wchar_multi_nl(void *handle, uint32_t wc, const multi_t *tree) {

@@ -16,6 +16,7 @@
 #include <vls/vlsvlu.h>
 
 #include "vlsint.h"
+#include "vlstreepool.h"
 #include "vlswalk.h"
 
 static_assert(offsetof(vl_locale_t, vl_errno) == 0, "the error number must be the first field");
@@ -881,6 +882,7 @@ VLS_API char *set_categories(vl_locale_t *h, int category, const char *spec, con
   int first = category == VL_LC_ALL ? VL_LC_CTYPE : category;
   int last = category == VL_LC_ALL ? VL_LC_MESSAGES : category;
   vls::RegistryScope registry_once;
+  vls::TreeLoadScope trees_once;
   LcoReuse reuse;
   for (int c = first; c <= last; ++c) {
     char name[kMaxName + 1];
@@ -973,6 +975,7 @@ VLS_API int vl_createlocale2_4(vl_locale_t **out, const char *directory) {
   if (vl_create_null_locale_4(out) != 0) return -1;
   vl_locale_t *h = *out;
   vls::RegistryScope registry_once;
+  vls::TreeLoadScope trees_once;
   void *f = nullptr;
   if (directory) {
     char path[kHeaderLine];
