@@ -193,15 +193,20 @@ void end_pool_load(FlagPool *p) {
   release_pool(p);
 }
 
+// Four independent lanes over the words of a flag array, then mixed.
 uint64_t flags_key(const unsigned char *f) {
-  uint64_t h = 0x9E3779B97F4A7C15ull;
-  for (int i = 0; i < kTableSize; i += 8) {
-    uint64_t w;
-    memcpy(&w, f + i, sizeof w);
-    h = (h ^ w) * 0xFF51AFD7ED558CCDull;
-    h ^= h >> 32;
-  }
-  return h;
+  constexpr uint64_t k = 0xFF51AFD7ED558CCDull;
+  uint64_t lane[4] = {0x9E3779B97F4A7C15ull, 1, 2, 3};
+  for (int i = 0; i < kTableSize; i += 32)
+    for (int j = 0; j < 4; ++j) {
+      uint64_t w;
+      memcpy(&w, f + i + 8 * j, sizeof w);
+      lane[j] = (lane[j] ^ w) * k;
+      lane[j] ^= lane[j] >> 29;
+    }
+  uint64_t h = lane[0] ^ (lane[1] << 16 | lane[1] >> 48) ^ (lane[2] << 32 | lane[2] >> 32) ^ (lane[3] << 48 | lane[3] >> 16);
+  h = (h ^ (h >> 33)) * k;
+  return h ^ (h >> 33);
 }
 
 FlagPool::Entry *pool_slot(FlagPool *p, uint64_t h, const unsigned char *f) {
@@ -247,10 +252,13 @@ void offsets_of(const unsigned char *flags, unsigned char *offsets) {
 bool intern_flags(FlagPool *p, unsigned char **arrs, const int32_t *leads, int32_t n, unsigned char **offsets) {
   if (n <= 0) return true;
   const bool table = pool_room(p, static_cast<uint32_t>(n));
+  vls::HostPtr<uint64_t> keys(table ? vls::alloc_array<uint64_t>(static_cast<size_t>(n)) : nullptr);
   size_t bytes = 0;
   for (int32_t i = 0; i < n; ++i) {
     if (table) {
-      const FlagPool::Entry *e = pool_slot(p, flags_key(arrs[i]), arrs[i]);
+      const uint64_t h = flags_key(arrs[i]);
+      if (keys) keys[i] = h;
+      const FlagPool::Entry *e = pool_slot(p, h, arrs[i]);
       if (e->flags) continue;
     }
     bytes += kTableSize * (leads[i] > 0 ? 2 : 1);
@@ -265,7 +273,7 @@ bool intern_flags(FlagPool *p, unsigned char **arrs, const int32_t *leads, int32
     at = b->bytes();
   }
   for (int32_t i = 0; i < n; ++i) {
-    const uint64_t h = flags_key(arrs[i]);
+    const uint64_t h = keys ? keys[i] : flags_key(arrs[i]);
     FlagPool::Entry *e = table ? pool_slot(p, h, arrs[i]) : nullptr;
     if (!e || !e->flags) {
       FlagPool::Entry fresh{h, at, nullptr};
