@@ -859,25 +859,39 @@ bool all_texts_convert(vl_locale_t *h) {
 constexpr int64_t kListedAtLoad = 65536;
 
 // The characters of the tree below `node`, counted until they pass `limit`.
-int64_t chars_below(const unc_multi_arr_t *node, int32_t depth, int64_t limit) {
+// Nodes of a compressed tree share their flag arrays (a UTF-8 tree has a
+// thousand leaves and a few dozen distinct arrays), so the counts of the
+// last array seen are kept for the next node that has the same one.
+struct FlagCounts {
+  const unsigned char *flags = nullptr;
+  int64_t complete = 0;
+  unsigned leads = 0;
+};
+
+int64_t chars_below(const unc_multi_arr_t *node, int32_t depth, int64_t limit, FlagCounts &last) {
   if (depth >= vls::tree::kMaxChar || !node || !node->flags) return 0;
   const unsigned char *f = node->flags;
-  // A node's own characters in one straight pass (it vectorises), then
-  // its children while the count has room.
-  int64_t count = 0;
-  unsigned lead_bytes = 0;
-  for (unsigned b = 0; b < 256; ++b) {
-    count += f[b] == VL_MULTI_COMPLETE;
-    lead_bytes += f[b] == VL_MULTI_LEADS;
+  if (f != last.flags) {
+    // A node's own characters in one straight pass (it vectorises).
+    int64_t complete = 0;
+    unsigned leads = 0;
+    for (unsigned b = 0; b < 256; ++b) {
+      complete += f[b] == VL_MULTI_COMPLETE;
+      leads += f[b] == VL_MULTI_LEADS;
+    }
+    last = {f, complete, leads};
   }
-  if (lead_bytes == 0 || !node->next || !node->offsets) return count;
+  int64_t count = last.complete;
+  // Then its children while the count has room.
+  if (last.leads == 0 || !node->next || !node->offsets) return count;
   for (unsigned b = 0; b < 256 && count <= limit; ++b)
-    if (f[b] == VL_MULTI_LEADS) count += chars_below(vls::tree::child(node, b), depth + 1, limit - count);
+    if (f[b] == VL_MULTI_LEADS) count += chars_below(vls::tree::child(node, b), depth + 1, limit - count, last);
   return count;
 }
 
 bool lists_on_request(const multi_t *t) {
-  return t && chars_below(t->root, 0, kListedAtLoad) > kListedAtLoad;
+  FlagCounts last;
+  return t && chars_below(t->root, 0, kListedAtLoad, last) > kListedAtLoad;
 }
 
 }  // namespace
