@@ -2,6 +2,7 @@
 // wide and multibyte classification and case functions, checked on every
 // character of the fixture codesets against their descriptions.
 
+#include "shipped.h"
 #include "strfix.h"
 
 using namespace vlstest;
@@ -171,6 +172,59 @@ TEST(CtypeRead, DamagedSectionsAreRefused) {
     vl_destroystring(s);
     vl_lc_unload(h);
   }
+}
+
+// The row of a wide value by the tree's documented layout, one byte a level.
+const unsigned char *walked_row(const multi_t *t, vl_wchar v) {
+  int len = v > 0xFFFFFF ? 4 : v > 0xFFFF ? 3 : v > 0xFF ? 2 : 1;
+  if (len < t->min_length) len = t->min_length;
+  for (const unc_multi_arr_t *n = t->root;; n = n->next[n->offsets[(v >> 8 * len) & 0xFF]]) {
+    const unsigned b = (v >> 8 * --len) & 0xFF, f = n->flags ? n->flags[b] : 0;
+    if (len == 0) return f != VL_MULTI_COMPLETE ? nullptr : n->data ? n->data + (b << t->data_shift) : t->default_data;
+    if (f != VL_MULTI_LEADS) return nullptr;
+  }
+}
+
+// Every value of up to three bytes under a byte that leads in either tree
+// (and a sample elsewhere and beyond) of the shipped codesets, one handle's
+// LC_CTYPE replaced by each in turn: class and both cases as the walk gives
+// them, error numbers included.
+TEST(CtypeShipped, EveryValueAnswersAsTheWalk) {
+  EnvVar kvx("KELVANIXDIR", kShipped.c_str()), path("VL_PATH", nullptr);
+  vl_locale_t *h = nullptr;
+  ASSERT_EQ(vl_create_null_locale_4(&h), 0);
+  for (const char *file : {"en_us/0333.lco", "ja_jp/e007.lco", "ja_jp/e006.lco", "en_us/e01c.lco", "ko_kr/e00c.lco",
+                           "zh_tw/e008.lco", "ja_jp/e01c.lco"}) {
+    SCOPED_TRACE(file);
+    char *names = vl_setlocale_4(h, VL_LC_CTYPE, file);
+    ASSERT_NE(names, nullptr) << h->vl_errno;
+    vl_destroystring(names);
+    ASSERT_EQ(h->bridge_active[0], 0);
+    const ctype_category &c = h->ctype;
+    int bad = 0;
+    auto check = [&](vl_wchar v) {
+      uint32_t got[6];
+      h->vl_errno = 0, got[0] = _vl_im_iswctype(h, v, 0xFFFF), got[1] = h->vl_errno;
+      h->vl_errno = 0, got[2] = _vl_im_towupper(h, v), got[3] = h->vl_errno;
+      h->vl_errno = 0, got[4] = _vl_im_towlower(h, v), got[5] = h->vl_errno;
+      const unsigned char *r = walked_row(c.ctype_tree, v), *q = walked_row(c.case_tree, v);
+      uint16_t mask = 0, index = 0;
+      if (r) memcpy(&mask, r, 2);
+      if (q) memcpy(&index, q, 2);
+      const vl_case_pair *p = index >= 1 && index <= h->case_pair_count ? &c.case_pairs[index] : nullptr;
+      const uint32_t rerr = r ? 0u : uint32_t{VL_EILSEQ}, qerr = q ? 0u : uint32_t{VL_EILSEQ};
+      const uint32_t want[6] = {mask, rerr, p && p->upper ? p->upper : v, qerr, p && p->lower ? p->lower : v, qerr};
+      if (memcmp(got, want, sizeof got) != 0 && ++bad <= 5) ADD_FAILURE() << std::hex << v;
+    };
+    const unsigned char *f1 = c.ctype_tree->root->flags, *f2 = c.case_tree->root->flags;
+    for (uint32_t hi = 0; hi < 256; ++hi) {
+      const bool leads = hi == 0 || f1[hi] == VL_MULTI_LEADS || f2[hi] == VL_MULTI_LEADS;
+      for (uint32_t lo = 0; lo < 0x10000; lo += leads ? 1 : 0x3FF) check(hi << 16 | lo);
+    }
+    for (vl_wchar v : {0x1000000u, 0xF0908080u, 0xE3818282u, 0xFFFFFFFFu}) check(v);
+    EXPECT_EQ(bad, 0);
+  }
+  vl_lc_unload(h);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Character classes and case: the LC_CTYPE section reader, class lookup by
 // name, and classification and case mapping of wide and multibyte
 // characters through the two trees (or the bridge).
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -54,6 +55,58 @@ inline vl_wchar pick(const vl_case_pair *p) {
   return p ? (Upper ? p->upper : p->lower) : 0;
 }
 
+// ---- the derived table of class and case ----------------------------------------------
+//
+// A loaded LC_CTYPE category keeps, behind its case pairs (in the same
+// block), a table derived from its two trees that answers a wide value in
+// a few loads instead of a walk down the tree: the first values (ASCII, or
+// every byte where the root completes all 256) straight from arrays of
+// answers, the rest of up to three bytes through rows of leaves:
+//   leaf = leaves + 8 * rows[lead[v >> 16] + (v >> 8)]  (bytes)
+// where a leaf is the flags and data of the node that holds the value's
+// last byte. Row 0 is all leaf 0, which completes nothing, so a value the
+// tree does not hold (and one the table left out) fails the flag check and
+// takes the walk, which sets the error. The two trees share the rows and
+// the leaves, each with its own leads and limit. Row 0 of the pairs, which
+// no index names, carries a mark that the table is there; pairs that the
+// loader did not make (a category built by hand, or none) have no table
+// and always walk.
+constexpr vl_case_pair kFastMark = {0x6B63A7E1u, 0x94D2315Cu};
+
+struct FastLeaf {
+  const unsigned char *flags;  // 256 flags
+  const unsigned char *data;   // 256 16-bit rows
+};
+// Rows name a leaf by its offset in units of this many bytes.
+constexpr size_t kLeafUnit = 8;
+static_assert(sizeof(FastLeaf) % kLeafUnit == 0);
+
+struct FastCtype {
+  uint32_t cls_limit, cas_limit;  // values below these answer from the direct arrays
+  const uint16_t *rows;           // 256 leaf offsets per row
+  // By the byte b above the low two: its row's first entry less 256 * b
+  // (modulo 2^32), so that adding v >> 8 lands on the entry of the middle byte.
+  uint32_t cls_lead[256];
+  uint32_t cas_lead[256];
+  uint16_t masks[256];
+  vl_wchar upper[256], lower[256];
+  FastLeaf leaves[1];             // as many as the rows name
+};
+
+inline const FastCtype *fast_of(const vl_locale_t *h) {
+  const vl_case_pair *p = h->ctype.case_pairs;
+  if (__builtin_expect(!p, 0)) return nullptr;
+  if (__builtin_expect(p->upper != kFastMark.upper, 0)) return nullptr;
+  return reinterpret_cast<const FastCtype *>(p + h->case_pair_count + 1);
+}
+
+// The leaf that holds a value of up to three bytes at or above the part's
+// limit; the value is there when its flag completes it.
+__attribute__((always_inline)) inline const FastLeaf &fast_leaf(const FastCtype *f, const uint32_t *lead, vl_wchar v) {
+  const uint16_t unit = f->rows[static_cast<uint32_t>(lead[v >> 16] + (v >> 8))];
+  return *reinterpret_cast<const FastLeaf *>(reinterpret_cast<const unsigned char *>(f->leaves) + size_t{unit} * kLeafUnit);
+}
+
 template <bool Upper>
 __attribute__((noinline)) vl_wchar im_towcase_walk(vl_locale_t *h, vl_wchar value) {
   if (bridged(h))
@@ -63,19 +116,22 @@ __attribute__((noinline)) vl_wchar im_towcase_walk(vl_locale_t *h, vl_wchar valu
   return to ? to : value;
 }
 
-// A plain value answers inline from the case tree; the bridge, and values
-// the straight path cannot tell, go the long way. Index 0 (no pair, the
-// common row) leaves first.
+// A loaded category answers from its derived table; the bridge, values the
+// table leaves out and categories without one walk the case tree.
 template <bool Upper>
 inline vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
   if (__builtin_expect(!bridged(h), 1))
-    if (const unsigned char *row = vls::tree::plain_row<1>(value, h->ctype.case_tree)) {
-      const uint32_t index = row_u16(row);
-      if (index == 0) return value;
-      const vl_case_pair *pairs = h->ctype.case_pairs;
-      if (__builtin_expect(static_cast<int32_t>(index) > h->case_pair_count || !pairs, 0)) return value;
-      const vl_wchar to = Upper ? pairs[index].upper : pairs[index].lower;
-      return to ? to : value;
+    if (const FastCtype *f = fast_of(h)) {
+      if (value < f->cas_limit) return Upper ? f->upper[value] : f->lower[value];
+      const size_t b = value & 0xFFu;
+      if (__builtin_expect(value <= 0xFFFFFFu, 1))
+        if (const FastLeaf &l = fast_leaf(f, f->cas_lead, value); __builtin_expect(l.flags[b] == VL_MULTI_COMPLETE, 1)) {
+          const uint32_t index = row_u16(l.data + 2 * b);
+          if (index == 0 || static_cast<int32_t>(index) > h->case_pair_count) return value;
+          const vl_case_pair &p = h->ctype.case_pairs[index];
+          const vl_wchar to = Upper ? p.upper : p.lower;
+          return to ? to : value;
+        }
     }
   return im_towcase_walk<Upper>(h, value);
 }
@@ -391,6 +447,122 @@ int read_expansion(void *stream, vl_locale_t *h) {
   return 0;
 }
 
+// ---- building the derived table --------------------------------------------------------
+
+// Leaf 0: flags that complete nothing.
+constexpr unsigned char kNoFlags[256] = {};
+using Node = vls::tree::Node;
+
+// The rows and leaves as they are gathered from both trees (alike nodes
+// share a leaf), and each tree's leads and limit.
+struct FastBuilder {
+  static constexpr int32_t kMaxRows = 128, kMaxLeaves = 4096, kSlots = 8192;
+  static_assert(kMaxLeaves * sizeof(FastLeaf) / kLeafUnit <= 0xFFFF);
+  uint16_t *rows;      // kMaxRows * 256
+  FastLeaf *leaves;    // kMaxLeaves
+  uint16_t *slots;     // kSlots: leaf numbers by hash, 0 empty
+  int32_t row_count = 1, leaf_count = 1;
+
+  // The offset unit of a node's leaf, 0 for none.
+  uint16_t leaf(const Node *n) {
+    if (!n || !n->flags || !n->data) return 0;  // no node, or rows by default: walk
+    const uint64_t k = reinterpret_cast<uintptr_t>(n->flags) * 31 + reinterpret_cast<uintptr_t>(n->data);
+    for (uint32_t i = static_cast<uint32_t>((k * 0x9E3779B97F4A7C15ull) >> 40) % kSlots;; i = (i + 1) % kSlots) {
+      uint16_t &s = slots[i];
+      if (s == 0) {
+        if (!memchr(n->flags, VL_MULTI_COMPLETE, 256)) return 0;  // ends no value: the walk tells
+        if (leaf_count == kMaxLeaves) return 0;  // beyond any shipped codeset: the walk tells
+        leaves[leaf_count] = {n->flags, n->data};
+        s = static_cast<uint16_t>(leaf_count++);
+      } else if (leaves[s].flags != n->flags || leaves[s].data != n->data) {
+        continue;
+      }
+      return static_cast<uint16_t>(s * (sizeof(FastLeaf) / kLeafUnit));
+    }
+  }
+
+  // A row for the nodes under `n` by their byte (`n` itself at byte 0 of
+  // the first row), as the first entry of the rows; 0 when it would hold
+  // no leaf.
+  uint32_t row(const Node *n, bool first) {
+    if (row_count == kMaxRows) return 0;  // beyond any shipped codeset: the walk tells
+    uint16_t *r = rows + size_t{256} * static_cast<uint32_t>(row_count);
+    bool any = false;
+    const Node *last = nullptr;
+    for (unsigned b = 0; b < 256; ++b) {
+      const Node *c = first && b == 0 ? n : n->flags[b] == VL_MULTI_LEADS ? vls::tree::child(n, b) : nullptr;
+      r[b] = c && c == last ? r[b - 1] : leaf(c);  // alike leaves are often one node
+      last = c;
+      any |= r[b] != 0;
+    }
+    if (!any) return 0;
+    for (int32_t i = 1; i < row_count; ++i)  // a row alike to an earlier one is that one
+      if (memcmp(rows + size_t{256} * static_cast<uint32_t>(i), r, 256 * sizeof *r) == 0) return 256 * static_cast<uint32_t>(i);
+    return 256 * static_cast<uint32_t>(row_count++);
+  }
+
+  // The leads of one tree; its limit.
+  uint32_t gather(const multi_t *t, uint32_t *lead) {
+    const Node *root = t->root;
+    lead[0] = row(root, true);
+    for (unsigned b = 1; b < 256; ++b) {
+      const Node *c = root->flags[b] == VL_MULTI_LEADS ? vls::tree::child(root, b) : nullptr;
+      const bool deeper = c && c->flags && memchr(c->flags, VL_MULTI_LEADS, 256);  // values of three bytes
+      lead[b] = (deeper ? row(c, false) : 0) - 256 * b;
+    }
+    return vls::tree::all_complete(root->flags, 0, 256) ? 0x100 : vls::tree::all_complete(root->flags, 0, 0x80) ? 0x80 : 0;
+  }
+};
+
+// Trees the table serves: one-byte characters and 16-bit rows.
+bool fast_tree(const multi_t *t) { return t && t->root && t->root->flags && t->min_length == 1 && t->data_shift == 1; }
+
+// Moves the case pairs into a block that carries the derived table behind
+// them. Without memory, or for trees it does not serve, the category stays
+// as it is (every value then walks).
+void build_fast(vl_locale_t *h) {
+  ctype_category &c = h->ctype;
+  if (!c.case_pairs || !fast_tree(c.ctype_tree) || !fast_tree(c.case_tree)) return;
+  vls::HostPtr<uint16_t> rows(vls::alloc_array<uint16_t>(size_t{FastBuilder::kMaxRows} * 256));
+  vls::HostPtr<FastLeaf> leaves(vls::alloc_array<FastLeaf>(FastBuilder::kMaxLeaves));
+  vls::HostPtr<uint16_t> slots(vls::alloc_array<uint16_t>(FastBuilder::kSlots));
+  if (!rows || !leaves || !slots) return;
+  memset(rows.get(), 0, 256 * sizeof(uint16_t));
+  memset(slots.get(), 0, FastBuilder::kSlots * sizeof(uint16_t));
+  leaves[0] = {kNoFlags, nullptr};
+  FastBuilder b{rows.get(), leaves.get(), slots.get()};
+  uint32_t lead[2][256];
+  const uint32_t cls_limit = b.gather(c.ctype_tree, lead[0]), cas_limit = b.gather(c.case_tree, lead[1]);
+  const size_t pair_bytes = (static_cast<size_t>(h->case_pair_count) + 1) * sizeof(vl_case_pair);
+  const size_t leaf_bytes = static_cast<size_t>(b.leaf_count) * sizeof(FastLeaf);
+  const size_t table_bytes = offsetof(FastCtype, leaves) + leaf_bytes;
+  const size_t row_bytes = size_t{256} * static_cast<uint32_t>(b.row_count) * sizeof(uint16_t);
+  auto *block = static_cast<unsigned char *>(_vl_alloc_ptr(pair_bytes + table_bytes + row_bytes));
+  if (!block) return;
+  static_assert(sizeof(vl_case_pair) % alignof(FastCtype) == 0);  // the table lies aligned behind the pairs
+  memcpy(block, &kFastMark, sizeof kFastMark);
+  memcpy(block + sizeof(vl_case_pair), c.case_pairs + 1, pair_bytes - sizeof(vl_case_pair));
+  auto *f = reinterpret_cast<FastCtype *>(block + pair_bytes);
+  auto *f_rows = reinterpret_cast<uint16_t *>(block + pair_bytes + table_bytes);
+  memcpy(f_rows, rows.get(), row_bytes);
+  memcpy(block + pair_bytes + offsetof(FastCtype, leaves), leaves.get(), leaf_bytes);
+  f->rows = f_rows;
+  f->cls_limit = cls_limit;
+  f->cas_limit = cas_limit;
+  memcpy(f->cls_lead, lead[0], sizeof f->cls_lead);
+  memcpy(f->cas_lead, lead[1], sizeof f->cas_lead);
+  // The direct answers, as the walk gives them.
+  for (vl_wchar v = 0; v < 256; ++v) {
+    f->masks[v] = v < cls_limit ? vls::tree::u16(vls::tree::row(c.ctype_tree, c.ctype_tree->root, v)) : 0;
+    const vl_case_pair *p = v < cas_limit ? pair_of(h, vls::tree::row(c.case_tree, c.case_tree->root, v)) : nullptr;
+    const vl_wchar up = pick<true>(p), lo = pick<false>(p);
+    f->upper[v] = up ? up : v;
+    f->lower[v] = lo ? lo : v;
+  }
+  _vl_free_ptr(c.case_pairs);
+  c.case_pairs = reinterpret_cast<vl_case_pair *>(block);
+}
+
 }  // namespace
 
 extern "C" {
@@ -405,7 +577,9 @@ VLS_API int read_ctype(void *stream, vl_locale_t *h) {
   if (read_classes(stream, h) != 0) return -1;
   if (int r = read_tree(stream, h, c.case_tree); r != 0) return r;
   if (read_case_pairs(stream, h) != 0) return -1;
-  return read_expansion(stream, h);
+  if (read_expansion(stream, h) != 0) return -1;
+  build_fast(h);
+  return 0;
 }
 
 VLS_API uint32_t vl_ctype(vl_locale_t *h, const char *name) {
@@ -422,10 +596,16 @@ VLS_API uint32_t vl_ctype(vl_locale_t *h, const char *name) {
 }
 
 VLS_API uint32_t _vl_im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) {
-  // A plain value answers from its row (in a single-byte locale the very
-  // row class_table copies); the bridge and the rest go the long way.
+  // A loaded category answers from its derived table; the bridge, values
+  // the table leaves out and categories without one walk.
   if (__builtin_expect(!bridged(h), 1))
-    if (const unsigned char *row = vls::tree::plain_row<1>(value, h->ctype.ctype_tree)) return row_u16(row) & mask;
+    if (const FastCtype *f = fast_of(h)) {
+      if (value < f->cls_limit) return f->masks[value] & mask;
+      const size_t b = value & 0xFFu;
+      if (__builtin_expect(value <= 0xFFFFFFu, 1))
+        if (const FastLeaf &l = fast_leaf(f, f->cls_lead, value); __builtin_expect(l.flags[b] == VL_MULTI_COMPLETE, 1))
+          return row_u16(l.data + 2 * b) & mask;
+    }
   return iswctype_walk(h, value, mask);
 }
 
