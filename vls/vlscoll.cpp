@@ -383,9 +383,10 @@ int sb_pass(Reader a, Reader z) {
 // The bytes at the head of both strings that may be passed over in a
 // forward pass: equal bytes (no terminator), cut back so that no element
 // that starts among them can reach past them.
+// `known`: bytes of terminated strings known to be equal and not zero.
 size_t common_head(const collate_category &c, const unsigned char *a, const unsigned char *ea,
-                   const unsigned char *z, const unsigned char *ez) {
-  size_t k = 0;
+                   const unsigned char *z, const unsigned char *ez, size_t known) {
+  size_t k = ea ? 0 : known;
   // Counted, or terminated and equal in their first 16 bytes (then
   // measured), the bytes are compared 16 at a time.
   size_t n = 0;
@@ -455,8 +456,64 @@ int sb_fast_first(const vls::coll::FastTable *ft, const unsigned char *second, c
   }
 }
 
+// sb_fast_first on two terminated strings from their first byte, with the
+// same answers but 0: 2 when the pass ties as well, or when the strings
+// share their first 4 bytes (not read further). `same`: the bytes at the
+// head found equal and not zero. Equal bytes that the
+// table answers for alone (no element may start there) give equal words in
+// every pass and are passed in pairs; the end of a text is the table's
+// word 0 of the byte 0.
+constexpr uint32_t kSbOut = 0x10000;
+__attribute__((always_inline)) inline uint32_t sb_term_word(const vls::coll::FastTable *ft,
+                                                            const unsigned char *second, const unsigned char *&p,
+                                                            unsigned &b) {
+  for (;;) {
+    b = *p;
+    uint32_t x = ft->term0[b];
+    if (x == 1) {
+      ++p;
+      continue;
+    }
+    if (__builtin_expect(x == 0 || x == vls::coll::kFastElem, 0)) {
+      if (x == 0) return b == 0 ? 0 : kSbOut;
+      if (p[1] == 0 || second[p[1]]) return kSbOut;
+      x = ft->elem_word0[b];
+      if (x == 0) return kSbOut;
+    }
+    ++p;
+    if (x != 1) return x;
+  }
+}
+
+__attribute__((always_inline)) inline int sb_quick(const collate_category &c, const vls::coll::FastTable *ft,
+                                                   const unsigned char *a, const unsigned char *z, int32_t &same) {
+  const unsigned char *second = c.num_coll_elems > 0 ? vls::coll::elem_second_flags(c.elem_candidates) : nullptr;
+  // A long shared head is left to common_head's wide steps.
+  for (same = 0; *a == *z && ft->term0[*a] != 0 && ft->term0[*a] != vls::coll::kFastElem; ++a, ++z)
+    if (++same == 4) return 2;
+  for (;;) {
+    unsigned b1 = *a, b2 = *z;
+    if (b1 == b2) {
+      const uint32_t x = ft->term0[b1];
+      if (x != 0 && x != vls::coll::kFastElem) {
+        ++a;
+        ++z;
+        continue;
+      }
+    }
+    const uint32_t w1 = sb_term_word(ft, second, a, b1);
+    if (w1 == kSbOut) return 2;
+    const uint32_t w2 = sb_term_word(ft, second, z, b2);
+    if (w2 == kSbOut) return 2;
+    if (w1 == 0 || w2 == 0) return w1 == w2 ? 2 : w1 == 0 ? -1 : 1;
+    if ((w1 & kMask) != (w2 & kMask)) return sign((w1 & kMask) < (w2 & kMask));
+    if ((w1 & kTie) && b1 != b2) return sign(b1 < b2);
+  }
+}
+
 template <SbPath P>
-int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
+__attribute__((noinline)) int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2,
+                                         size_t known = 0) {
   if (refuse_pair(h, s1, len1, s2, len2)) return 0;
   const auto *a = reinterpret_cast<const unsigned char *>(s1);
   const auto *z = reinterpret_cast<const unsigned char *>(s2);
@@ -472,7 +529,7 @@ int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int
   // A common head of equal bytes gives equal words in every forward pass,
   // unless an element that starts in it runs on past it: forward passes
   // start behind the head, cut back before any such element.
-  const size_t head = common_head(c, a, ea, z, ez);
+  const size_t head = common_head(c, a, ea, z, ez, known);
   const char *t1 = s1 + head, *t2 = s2 + head;
   // A forward first pass mostly decides at once from the fast table.
   int32_t first = 0;
@@ -503,6 +560,22 @@ int sb_collate(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int
     if (r != 0) return r;
   }
   return 0;
+}
+
+// A terminated single-byte entry: the first pass from the fast table, else
+// the path's comparison.
+template <SbPath P>
+__attribute__((always_inline)) inline int sb_terminated(vl_locale_t *h, const char *s1, const char *s2) {
+  int32_t same = 0;
+  if (h && s1 && s2) {
+    const vls::coll::FastTable *ft = vls::coll::fast_table(h->collate);
+    if (ft && ft->sb_first) {
+      const int r = sb_quick(h->collate, ft, reinterpret_cast<const unsigned char *>(s1),
+                             reinterpret_cast<const unsigned char *>(s2), same);
+      if (r == -1 || r == 1) return r;
+    }
+  }
+  return sb_collate<P>(h, s1, -1, s2, -1, static_cast<size_t>(same));
 }
 
 template <typename Reader>
@@ -1902,6 +1975,7 @@ void build_fast_table(vl_locale_t *h) {
   t->forward = 1;
   for (int32_t p = 0; p < c.num_passes; ++p)
     if (!(c.pass_flags[p] & 1)) t->forward = 0;
+  t->sb_first = c.pass_flags[0] == 1 && rt->min_length == 1;
   const int dw = key_digits(c.max_weight);
   t->key_dw = dw;
   for (int32_t x = 0; x < kFastCodes; ++x) {
@@ -1911,6 +1985,7 @@ void build_fast_table(vl_locale_t *h) {
     const uint16_t w0 = row >= 0 ? c.pass_weights[0][row] : 0;
     t->elem_word0[x] = row >= 0 && w0 != 0 && !(w0 & kExpansion) ? w0 : 0;
     t->word0[x] = elem && t->elem_word0[x] ? kFastElem : t->elem_word0[x];
+    t->term0[x] = x == 0 ? 0 : t->word0[x];
     const uint32_t field = code - 2;
     t->code_lo[x][0] = static_cast<unsigned char>(field / 254u + 2);
     t->code_lo[x][1] = static_cast<unsigned char>(field % 254u + 2);
@@ -2357,16 +2432,120 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
   return _kvx_vl_full_wcscoll(h, w1.data(), r1, w2.data(), r2);
 }
 
-VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
-  // Terminated texts of a table locale read through a tree whose shortest
-  // character (the terminator) is one byte: measured here and compared as
-  // counted texts.
+namespace {
+
+// fast_word over a terminated text: its end is the byte 0 (term0 sends it
+// out of the table's way), and a lead's trail is read only where the lead
+// is not the last byte.
+__attribute__((always_inline)) inline uint32_t term_word(const vls::coll::FastTable *ft, const unsigned char *f,
+                                                         const multi_t *t, const collate_category &c,
+                                                         const unsigned char *&p, uint32_t &x) {
+  const unsigned char *q = p;
+  uint32_t w;
+  do {
+    const unsigned b = *q;
+    const unsigned char *next = q + 1;
+    x = b;
+    if (__builtin_expect(f[b] != VL_MULTI_COMPLETE, 0)) {
+      if (b == 0) {
+        x = 0;
+        return 0;
+      }
+      // (A zero byte behind a lead is no trail of the table.)
+      if (f[b] != VL_MULTI_LEADS) return kFastOut;
+      const unsigned t2 = q[1];
+      const int32_t k = vls::coll::fast_index2(b, t2);
+      if (k < 0 || vls::tree::flag_of(vls::tree::child(t->root, b), t2) != VL_MULTI_COMPLETE) return kFastOut;
+      x = static_cast<uint32_t>(k);
+      next = q + 2;
+    }
+    w = ft->term0[x];
+    if (__builtin_expect((w & kMask) == 0, 0)) {
+      if (w == 0) {
+        if (x != 0) return kFastOut;
+        return 0;  // the end (p stays on the byte 0)
+      }
+      if (w == vls::coll::kFastElem) {
+        const unsigned char *second = vls::coll::elem_second_flags(c.elem_candidates);
+        if (*next == 0 || f[*next] != VL_MULTI_COMPLETE || second[*next]) return kFastOut;
+        w = ft->elem_word0[x];
+        if (w == 0) return kFastOut;
+      }
+    }
+    q = next;
+  } while (w == 1);
+  p = q;
+  return w;
+}
+
+// The first pass of two terminated texts from the fast table, as
+// fast_coll reads it with the measured lengths: -1 or 1 with the rests
+// checked (0 with error 1 for an illegal text), 2 when the pass ties or
+// meets a character outside the table.
+__attribute__((always_inline)) inline int term_fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft,
+                                                         const multi_t *t, const unsigned char *f,
+                                                         const unsigned char *a, const unsigned char *z) {
+  const collate_category &c = h->collate;
+  int r;
+  for (;;) {
+    uint32_t x1, x2;
+    const uint32_t w1 = term_word(ft, f, t, c, a, x1);
+    if (w1 == kFastOut) return 2;
+    const uint32_t w2 = term_word(ft, f, t, c, z, x2);
+    if (w2 == kFastOut) return 2;
+    if (w1 != w2 || x1 != x2 || w1 == 0) {
+      if ((w1 & kMask) != (w2 & kMask)) {
+        r = sign((w1 & kMask) < (w2 & kMask));
+        break;
+      }
+      if (w1 == 0 || w2 == 0) return 2;
+      if ((w1 & kTie) && x1 != x2) {
+        r = sign(x1 < x2);
+        break;
+      }
+    }
+  }
+  // Only the bytes not read are left to measure and check.
+  const unsigned char *e1 = a + strlen(reinterpret_cast<const char *>(a));
+  const unsigned char *e2 = z + strlen(reinterpret_cast<const char *>(z));
+  const bool ascii = (e1 - a) + (e2 - z) >= 8 && ascii_whole(f);
+  if (!rest_valid(t, f, ascii, a, e1) || !rest_valid(t, f, ascii, z, e2)) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  return r;
+}
+
+__attribute__((noinline)) int im_terminated(vl_locale_t *h, const char *s1, const char *s2) {
   if (h && s1 && s2) {
     const multi_t *tree = h->ctype.ctype_tree;
     if (tree_coll_ok(h, tree) && tree->min_length == 1)
       return tree_coll_fast(h, tree, s1, static_cast<int32_t>(strlen(s1)), s2, static_cast<int32_t>(strlen(s2)));
   }
   return _kvx_vl_im_mbfscoll(h, s1, -1, s2, -1);
+}
+
+}  // namespace
+
+VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
+  // Terminated texts of a table locale read through a tree whose shortest
+  // character (the terminator) is one byte: the fast table's first pass
+  // mostly decides at once; else they are measured and compared as counted
+  // texts.
+  // (Texts that share their first 4 bytes go to the paths that pass a
+  // shared head in wide steps.)
+  if (h && s1 && s2) {
+    const multi_t *tree = h->ctype.ctype_tree;
+    const vls::coll::FastTable *ft = vls::coll::fast_table(h->collate);
+    int32_t k = 0;
+    while (k < 4 && s1[k] && s1[k] == s2[k]) ++k;
+    if (k < 4 && ft && ft->forward && tree_coll_ok(h, tree) && tree->min_length == 1 && tree->root->flags)
+      if (const int r = term_fast_coll(h, ft, tree, tree->root->flags, reinterpret_cast<const unsigned char *>(s1),
+                                       reinterpret_cast<const unsigned char *>(s2));
+          r != 2)
+        return r;
+  }
+  return im_terminated(h, s1, s2);
 }
 
 VLS_API int vl_full_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
@@ -2395,26 +2574,26 @@ VLS_API int _kvx_vl_is_mbfscoll_exp(vl_locale_t *h, const char *s1, int32_t len1
   return sb_collate<SbPath::Exp>(h, s1, len1, s2, len2);
 }
 VLS_API int _vl_is_mbscoll_exp(vl_locale_t *h, const char *s1, const char *s2) {
-  return sb_collate<SbPath::Exp>(h, s1, -1, s2, -1);
+  return sb_terminated<SbPath::Exp>(h, s1, s2);
 }
 VLS_API int _kvx_vl_is_mbfscoll_elem(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
   return sb_collate<SbPath::Elem>(h, s1, len1, s2, len2);
 }
 VLS_API int _vl_is_mbscoll_elem(vl_locale_t *h, const char *s1, const char *s2) {
-  return sb_collate<SbPath::Elem>(h, s1, -1, s2, -1);
+  return sb_terminated<SbPath::Elem>(h, s1, s2);
 }
 VLS_API int _kvx_vl_is_mbfscoll_exp_elem(vl_locale_t *h, const char *s1, int32_t len1, const char *s2,
                                          int32_t len2) {
   return sb_collate<SbPath::ExpElem>(h, s1, len1, s2, len2);
 }
 VLS_API int _vl_is_mbscoll_exp_elem(vl_locale_t *h, const char *s1, const char *s2) {
-  return sb_collate<SbPath::ExpElem>(h, s1, -1, s2, -1);
+  return sb_terminated<SbPath::ExpElem>(h, s1, s2);
 }
 VLS_API int _kvx_vl_is_mbfscoll_back(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
   return sb_collate<SbPath::Back>(h, s1, len1, s2, len2);
 }
 VLS_API int _vl_is_mbscoll_back(vl_locale_t *h, const char *s1, const char *s2) {
-  return sb_collate<SbPath::Back>(h, s1, -1, s2, -1);
+  return sb_terminated<SbPath::Back>(h, s1, s2);
 }
 
 // The per-pass functions: handle, pass, each string with its end (null for
