@@ -346,6 +346,7 @@ TEST(CollFast, MultibyteRestsAreTheWideEngine) {
   const char *const heads[][2] = {
       {"M\xc3\xbcller-\xc3\x96st", "Mueller-Ost"}, {"a", "b"}, {"b", "a"}, {"\xc3\xa9", "e"}, {"Zo\xc3\xab", "Zoe"},
       {"-a", "b"}, {"\xc5\x93uvre", "oeuvre"}, {"x\xc3\xa9", "x\xc3\xa8"}, {"", "a"},
+      {"abc\xc3\xa9", "abce"}, {"abcd\xc3\xa9", "abcde"},  // a shared head just below and at 4 bytes
   };
   const char *const pieces[] = {"a", "Q", " ", "\xc3\xa9", "\xc5\xbf", "\xe2\x82\xac", "7"};
   const char *const bad[] = {"\xff", "\x80", "\xe2\x82", "\xc3"};  // the last ones only at the end

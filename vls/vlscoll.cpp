@@ -457,9 +457,9 @@ int sb_fast_first(const vls::coll::FastTable *ft, const unsigned char *second, c
 }
 
 // sb_fast_first on two terminated strings from their first byte, with the
-// same answers but 0: 2 when the pass ties as well, or when the strings
-// share their first 4 bytes (not read further). `same`: the bytes at the
-// head found equal and not zero. Equal bytes that the
+// same answers but 0: 2 when the pass ties as well. Equal bytes at the head
+// that start no element give equal words in every pass (as common_head
+// has it); `same`: how many of the first 4 were passed. Equal bytes that the
 // table answers for alone (no element may start there) give equal words in
 // every pass and are passed in pairs; the end of a text is the table's
 // word 0 of the byte 0.
@@ -488,9 +488,15 @@ __attribute__((always_inline)) inline uint32_t sb_term_word(const vls::coll::Fas
 __attribute__((always_inline)) inline int sb_quick(const collate_category &c, const vls::coll::FastTable *ft,
                                                    const unsigned char *a, const unsigned char *z, int32_t &same) {
   const unsigned char *second = c.num_coll_elems > 0 ? vls::coll::elem_second_flags(c.elem_candidates) : nullptr;
-  // A long shared head is left to common_head's wide steps.
-  for (same = 0; *a == *z && ft->term0[*a] != 0 && ft->term0[*a] != vls::coll::kFastElem; ++a, ++z)
-    if (++same == 4) return 2;
+  // A longer shared head is passed by common_head's wide steps.
+  const unsigned char *const a0 = a, *const z0 = z;
+  for (same = 0; *a == *z && ft->sb_same[*a]; ++a, ++z)
+    if (++same == 4) {
+      const size_t head = common_head(c, a0, nullptr, z0, nullptr, 4);
+      a = a0 + head;
+      z = z0 + head;
+      break;
+    }
   for (;;) {
     unsigned b1 = *a, b2 = *z;
     if (b1 == b2) {
@@ -1986,6 +1992,7 @@ void build_fast_table(vl_locale_t *h) {
     t->elem_word0[x] = row >= 0 && w0 != 0 && !(w0 & kExpansion) ? w0 : 0;
     t->word0[x] = elem && t->elem_word0[x] ? kFastElem : t->elem_word0[x];
     t->term0[x] = x == 0 ? 0 : t->word0[x];
+    if (x < 256) t->sb_same[x] = x != 0 && !elem;
     const uint32_t field = code - 2;
     t->code_lo[x][0] = static_cast<unsigned char>(field / 254u + 2);
     t->code_lo[x][1] = static_cast<unsigned char>(field % 254u + 2);

@@ -67,6 +67,7 @@ struct FastTable {
   int32_t sb_first;     // pass 0 runs forward over rows of single bytes
   uint16_t word0[kFastCodes];       // kFastElem: see elem_word0
   uint16_t term0[kFastCodes];       // word0, but 0 for the byte 0 (the end of a terminated text)
+  unsigned char sb_same[256];       // a single byte that two texts may pass together: no element starts with it, not 0
   uint16_t elem_word0[kFastCodes];  // the word of pass 0 alone
   unsigned char code_lo[kFastCodes][2];  // the code's last two key digits (codes 2..64517)
   // Behind: kFastCodes frags for each pass.
