@@ -26,6 +26,7 @@
 #include "vlscollidx.h"
 #include "vlsint.h"
 #include "vlsscan.h"
+#include "vlstreepool.h"
 #include "vlswalk.h"
 
 namespace {
@@ -351,6 +352,8 @@ bool rows_in_range(const multi_t *t, const unc_multi_arr_t *node, int32_t max_ro
 // means that the walk must decide.
 bool shared_rows_in_range(const multi_t *t, int32_t max_row) {
   if (!(t->tree_flags & VL_MULTI_COMPRESSED) || !t->data_arrs || t->data_shift < 1) return false;
+  // Arrays packed into one block are all seen in one pass over it.
+  if (const int32_t most = vls::packed_rows_max(t); most >= 0) return most <= max_row;
   const size_t step = size_t{1} << t->data_shift;
   const unsigned limit = static_cast<unsigned>(max_row);
   unsigned beyond = 0;

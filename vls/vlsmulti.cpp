@@ -119,6 +119,7 @@ struct ArenaHead {
   size_t next_size;
   FlagPool *pool;        // the flag arrays' pool, one reference
   unsigned char *rows;   // the block of the data arrays
+  size_t rows_bytes;     // its size
   unsigned char *ranges; // per data array its first and last row held, or null
 };
 constexpr size_t kArenaHeadBytes = (sizeof(ArenaHead) + 15) / 16 * 16;
@@ -317,7 +318,7 @@ int32_t *new_counts(int32_t n) {
   auto *block = static_cast<unsigned char *>(_vl_alloc_ptr(kArenaHeadBytes + static_cast<size_t>(n) * sizeof(int32_t)));
   if (!block) return nullptr;
   auto *head = reinterpret_cast<ArenaHead *>(block);
-  *head = ArenaHead{nullptr, kFirstBlock, nullptr, nullptr, nullptr};
+  *head = ArenaHead{nullptr, kFirstBlock, nullptr, nullptr, 0, nullptr};
   return reinterpret_cast<int32_t *>(block + kArenaHeadBytes);
 }
 
@@ -975,7 +976,26 @@ struct Scanner {
         if (first < *lo) *lo = first;
         if (first + length * repeat - 1 > *hi) *hi = first + length * repeat - 1;
       }
-      const unsigned char *w = value_reader.hex_digits == 4 ? in.window(4 * static_cast<size_t>(length)) : nullptr;
+      const unsigned char *w = value_reader.hex_digits == 4 ? in.window(4 * static_cast<size_t>(length) + 1) : nullptr;
+      if (w && rb == 2 && repeat > 0 && w[4 * length] == '\n') {
+        // Rows of two bytes whose line is whole in the buffer: straight
+        // into place, the first copy of the run then repeated.
+        unsigned char *at = data + static_cast<size_t>(first) * 2;
+        for (int i = 0; i < length; ++i, w += 4) {
+          const uint16_t v = static_cast<uint16_t>(kHex.v[w[0]] << 12 | kHex.v[w[1]] << 8 | kHex.v[w[2]] << 4 | kHex.v[w[3]]);
+          memcpy(at + 2 * i, &v, sizeof v);
+        }
+        in.skip(4 * static_cast<size_t>(length) + 1);
+        const size_t span = static_cast<size_t>(length) * 2;
+        if (length == 1) {
+          uint16_t v;
+          memcpy(&v, at, sizeof v);
+          for (int k = 1; k < repeat; ++k) memcpy(at + 2 * k, &v, sizeof v);
+        } else {
+          for (int k = 1; k < repeat; ++k) memcpy(at + span * k, at, span);
+        }
+        continue;
+      }
       if (w) {
         for (int i = 0; i < length; ++i, w += 4) {
           const uint16_t v = static_cast<uint16_t>(kHex.v[w[0]] << 12 | kHex.v[w[1]] << 8 | kHex.v[w[2]] << 4 | kHex.v[w[3]]);
@@ -1251,6 +1271,7 @@ struct Scanner {
       at += static_cast<size_t>(s.last - s.first + 1) * rb;
     }
     arena->rows = block;
+    arena->rows_bytes = size ? size : rb;
     arena->ranges = held;
     for (uint32_t k = 0; k < with_data_count; ++k) with_data[k]->data = t->data_arrs[with_data[k]->data_index];
     return true;
@@ -1327,26 +1348,33 @@ struct Scanner {
       int lo = 1, hi = 0;
       if (first) {
         lo = static_cast<int>(static_cast<const unsigned char *>(first) - f);
-        hi = kTableSize - 1;
-        while (f[hi] != VL_MULTI_COMPLETE) --hi;
+        hi = static_cast<int>(static_cast<const unsigned char *>(memrchr(f, VL_MULTI_COMPLETE, kTableSize)) - f);
       }
       complete_spans[2 * i] = static_cast<unsigned char>(lo);
       complete_spans[2 * i + 1] = static_cast<unsigned char>(hi);
     }
     spans = vls::alloc_array<DataSpan>(ndata > 0 ? ndata : 1);
-    vls::HostPtr<unsigned char> whole(static_cast<unsigned char *>(_vl_alloc_ptr(data_bytes(t))));
+    // Each array is read over default rows: `blank` keeps a copy of them,
+    // and only the rows an array's runs wrote go back to it after.
+    const size_t rb = row_bytes(t);
+    vls::HostPtr<unsigned char> whole(static_cast<unsigned char *>(_vl_alloc_ptr(2 * data_bytes(t))));
     if (!spans || !whole) return fail(VL_ENOMEM);
+    unsigned char *blank = whole.get() + data_bytes(t);
+    fill_default_rows(t, whole.get(), data_bytes(t));
+    memcpy(blank, whole.get(), data_bytes(t));
     for (int32_t i = 0; i < ndata; ++i) {
       if (in.eof()) {
         ok = fail(VL_ENOMEM);
         break;
       }
-      fill_default_rows(t, whole.get(), data_bytes(t));
       int lo = kTableSize, hi = -1;
       ok = data_runs(whole.get(), scratch, &lo, &hi);
       t->data_arrs[t->data_arr_count] = nullptr;
       if (!keep_rows(spans[t->data_arr_count++], whole.get(), lo, hi)) ok = false;
       if (!ok) break;
+      if (lo <= hi)
+        memcpy(whole.get() + static_cast<size_t>(lo) * rb, blank + static_cast<size_t>(lo) * rb,
+               static_cast<size_t>(hi - lo + 1) * rb);
     }
     if (ok) ok = comp_node(t->root, 1, scratch);
     // What was read stays consistent for release either way.
@@ -1545,6 +1573,27 @@ vls::TreeLoadScope::~TreeLoadScope() {
   if (!outermost_) return;
   end_pool_load(t_load_pool);
   t_load_pool = nullptr;
+}
+
+int32_t vls::packed_rows_max(const multi_t *t) {
+  const ArenaHead *a = t ? arena_of(t) : nullptr;
+  if (!a || !a->rows || t->data_size < 2) return -1;
+  const size_t rb = row_bytes(t), rows = a->rows_bytes / rb;
+  uint16_t most = 0;
+  if (rb == 2) {
+    for (size_t i = 0; i < rows; ++i) {
+      uint16_t v;
+      memcpy(&v, a->rows + 2 * i, sizeof v);
+      most = v > most ? v : most;
+    }
+  } else {
+    for (size_t i = 0; i < rows; ++i) {
+      uint16_t v;
+      memcpy(&v, a->rows + i * rb, sizeof v);
+      most = v > most ? v : most;
+    }
+  }
+  return most;
 }
 
 int vls::scan_multi(void *stream, multi_t *tree, int longest_allowed, vl_multi_reader reader, int hex_digits) {

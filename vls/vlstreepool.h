@@ -2,6 +2,10 @@
 #ifndef VLS_VLSTREEPOOL_H
 #define VLS_VLSTREEPOOL_H
 
+#include <cstdint>
+
+#include <vls/vlsmulti.h>
+
 namespace vls {
 
 // While one lives (the outermost on a thread counts), the byte trees read
@@ -20,6 +24,12 @@ class TreeLoadScope {
  private:
   bool outermost_;
 };
+
+// The largest 16-bit value that begins a row of the block in which a tree
+// read in compressed form keeps its data arrays (their rows and the
+// default rows around them: every row of every one of its arrays, the
+// root's aside, is one of these); -1 for a tree without such a block.
+int32_t packed_rows_max(const multi_t *t);
 
 }  // namespace vls
 
