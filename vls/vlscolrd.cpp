@@ -386,11 +386,25 @@ bool root_rows_in_range(const multi_t *t, int32_t max_row) {
 
 // Every word that names an expansion names one that exists.
 bool expansions_in_range(const collate_category &c) {
-  for (int32_t p = 0; p < c.num_passes; ++p)
-    for (int32_t r = 0; r <= c.max_row; ++r) {
-      const uint16_t w = c.pass_weights[p][r];
-      if ((w & kExpansion) && (w & kIndex) >= c.num_expansions) return false;
+  // Eight words at a time (an index has 14 bits: signed lanes hold it).
+  typedef int16_t Lanes __attribute__((vector_size(16)));
+  constexpr int32_t kLanes = static_cast<int32_t>(sizeof(Lanes) / sizeof(int16_t));
+  const int32_t rows = c.max_row + 1;
+  const int16_t count = static_cast<int16_t>(c.num_expansions < kExpansion ? c.num_expansions : kExpansion);
+  for (int32_t p = 0; p < c.num_passes; ++p) {
+    const uint16_t *words = c.pass_weights[p];
+    Lanes bad = {};
+    int32_t r = 0;
+    for (; r + kLanes <= rows; r += kLanes) {
+      Lanes w;
+      memcpy(&w, words + r, sizeof w);
+      bad |= ((w & static_cast<int16_t>(kExpansion)) != 0) & ((w & static_cast<int16_t>(kIndex)) >= count);
     }
+    for (int32_t k = 0; k < kLanes; ++k)
+      if (bad[k]) return false;
+    for (; r < rows; ++r)
+      if ((words[r] & kExpansion) && (words[r] & kIndex) >= c.num_expansions) return false;
+  }
   return true;
 }
 
@@ -875,13 +889,24 @@ int64_t chars_below(const unc_multi_arr_t *node, int32_t depth, int64_t limit, F
   if (depth >= vls::tree::kMaxChar || !node || !node->flags) return 0;
   const unsigned char *f = node->flags;
   if (f != last.flags) {
-    // A node's own characters in one straight pass (it vectorises).
-    int64_t complete = 0;
-    unsigned leads = 0;
-    for (unsigned b = 0; b < 256; ++b) {
-      complete += f[b] == VL_MULTI_COMPLETE;
-      leads += f[b] == VL_MULTI_LEADS;
+    // A node's own characters, sixteen flags at a time: each lane counts
+    // its matches (a match compares as all ones, subtracted as -1).
+    typedef unsigned char Lanes __attribute__((vector_size(16)));
+    Lanes complete_lanes = {}, lead_lanes = {};
+    for (unsigned b = 0; b < 256; b += sizeof(Lanes)) {
+      Lanes v;
+      memcpy(&v, f + b, sizeof v);
+      complete_lanes -= reinterpret_cast<Lanes>(v == static_cast<unsigned char>(VL_MULTI_COMPLETE));
+      lead_lanes -= reinterpret_cast<Lanes>(v == static_cast<unsigned char>(VL_MULTI_LEADS));
     }
+    // At most 16 in a lane: the eight lanes of a word add up in its top byte.
+    auto lane_sum = [](const Lanes &v) {
+      uint64_t w[2];
+      memcpy(w, &v, sizeof w);
+      return static_cast<unsigned>(((w[0] * 0x0101010101010101ull) >> 56) + ((w[1] * 0x0101010101010101ull) >> 56));
+    };
+    const int64_t complete = lane_sum(complete_lanes);
+    const unsigned leads = lane_sum(lead_lanes);
     last = {f, complete, leads};
   }
   int64_t count = last.complete;

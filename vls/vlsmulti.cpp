@@ -1635,17 +1635,23 @@ int32_t vls::packed_rows_max(const multi_t *t) {
   const size_t rb = row_bytes(t), rows = a->rows_bytes / rb;
   uint16_t most = 0;
   if (rb == 2) {
-    // Sixteen rows at a time, then the rest.
-    typedef uint16_t Lanes __attribute__((vector_size(32)));
-    constexpr size_t kLanes = sizeof(Lanes) / sizeof(uint16_t);
-    Lanes top = {};
+    // Eight rows at a time, then the rest: with the top bit flipped the
+    // order of the values is that of signed lanes.
+    typedef int16_t Lanes __attribute__((vector_size(16)));
+    constexpr size_t kLanes = sizeof(Lanes) / sizeof(int16_t);
+    constexpr int16_t kFlip = INT16_MIN;
+    Lanes top = Lanes{} + kFlip;  // 0 in every lane, flipped
     size_t i = 0;
     for (; i + kLanes <= rows; i += kLanes) {
       Lanes v;
       memcpy(&v, a->rows + 2 * i, sizeof v);
+      v ^= kFlip;
       top = v > top ? v : top;
     }
-    for (size_t k = 0; k < kLanes; ++k) most = top[k] > most ? top[k] : most;
+    for (size_t k = 0; k < kLanes; ++k) {
+      const uint16_t v = static_cast<uint16_t>(top[k] ^ kFlip);
+      most = v > most ? v : most;
+    }
     for (; i < rows; ++i) {
       uint16_t v;
       memcpy(&v, a->rows + 2 * i, sizeof v);
