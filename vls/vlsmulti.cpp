@@ -112,6 +112,18 @@ struct FlagPool {
   };
   Entry *table;
   uint32_t capacity, count;
+  // The texts that gave arrays of the pool, while the load runs: a text
+  // met again gives the same array, its leads and offsets, unread.
+  struct Text {
+    uint64_t hash;
+    const unsigned char *text;  // a copy, in text_blocks; null for an empty slot
+    size_t length;
+    int32_t leads;
+    unsigned char *flags, *offsets;
+  };
+  Text *texts;
+  uint32_t text_capacity, text_count;
+  ArenaBlock *text_blocks;
 };
 
 struct ArenaHead {
@@ -171,17 +183,25 @@ void free_blocks(ArenaBlock *b) {
 
 FlagPool *new_pool() {
   auto *p = static_cast<FlagPool *>(_vl_alloc_ptr(sizeof(FlagPool)));
-  if (p) *p = FlagPool{1, nullptr, nullptr, 0, 0};
+  if (p) *p = FlagPool{1, nullptr, nullptr, 0, 0, nullptr, 0, 0, nullptr};
   return p;
 }
 FlagPool *hold_pool(FlagPool *p) {
   if (p) __atomic_add_fetch(&p->refs, 1, __ATOMIC_RELAXED);
   return p;
 }
+void drop_texts(FlagPool *p) {
+  _vl_free_ptr(p->texts);
+  free_blocks(p->text_blocks);
+  p->texts = nullptr;
+  p->text_blocks = nullptr;
+  p->text_capacity = p->text_count = 0;
+}
 void release_pool(FlagPool *p) {
   if (!p || __atomic_sub_fetch(&p->refs, 1, __ATOMIC_ACQ_REL) != 0) return;
   free_blocks(p->blocks);
   _vl_free_ptr(p->table);
+  drop_texts(p);
   _vl_free_ptr(p);
 }
 // The load that adds arrays is over: the table goes, the pool stays with
@@ -191,6 +211,7 @@ void end_pool_load(FlagPool *p) {
   _vl_free_ptr(p->table);
   p->table = nullptr;
   p->capacity = p->count = 0;
+  drop_texts(p);
   release_pool(p);
 }
 
@@ -239,6 +260,77 @@ bool pool_room(FlagPool *p, uint32_t more) {
   return true;
 }
 
+// A hash of the text of a flag array, eight bytes at a time.
+uint64_t text_key(const unsigned char *text, size_t length) {
+  constexpr uint64_t k = 0xFF51AFD7ED558CCDull;
+  uint64_t h = 0x9E3779B97F4A7C15ull ^ length;
+  size_t i = 0;
+  for (; i + 8 <= length; i += 8) {
+    uint64_t w;
+    memcpy(&w, text + i, sizeof w);
+    h = (h ^ w) * k;
+    h ^= h >> 29;
+  }
+  uint64_t w = 0;
+  memcpy(&w, text + i, length - i);
+  h = (h ^ w) * k;
+  return h ^ (h >> 33);
+}
+
+// The slot of a text: its entry, or the empty slot where it goes.
+FlagPool::Text *text_slot(FlagPool *p, uint64_t h, const unsigned char *text, size_t length) {
+  const uint32_t mask = p->text_capacity - 1;
+  for (uint32_t i = static_cast<uint32_t>(h) & mask;; i = (i + 1) & mask) {
+    FlagPool::Text &e = p->texts[i];
+    if (!e.text || (e.hash == h && e.length == length && memcmp(e.text, text, length) == 0)) return &e;
+  }
+}
+
+// The array that a text gave before in this load, or null.
+const FlagPool::Text *text_seen(FlagPool *p, uint64_t h, const unsigned char *text, size_t length) {
+  if (!p->texts) return nullptr;
+  const FlagPool::Text *e = text_slot(p, h, text, length);
+  return e->text ? e : nullptr;
+}
+
+// Remembers that a text gave an array of the pool; without memory it is
+// only not remembered.
+void text_keep(FlagPool *p, uint64_t h, const unsigned char *text, size_t length, int32_t leads,
+               unsigned char *flags, unsigned char *offsets) {
+  if ((p->text_count + 1) * 2 > p->text_capacity) {
+    const uint32_t capacity = p->text_capacity ? p->text_capacity * 2 : 512;
+    FlagPool::Text *old = p->texts;
+    const uint32_t old_capacity = p->text_capacity;
+    p->texts = vls::alloc_array<FlagPool::Text>(capacity);
+    if (!p->texts) {
+      p->texts = old;
+      return;
+    }
+    memset(p->texts, 0, capacity * sizeof(FlagPool::Text));
+    p->text_capacity = capacity;
+    for (uint32_t i = 0; i < old_capacity; ++i)
+      if (old[i].text) *text_slot(p, old[i].hash, old[i].text, old[i].length) = old[i];
+    _vl_free_ptr(old);
+  }
+  FlagPool::Text *e = text_slot(p, h, text, length);
+  if (e->text) return;
+  ArenaBlock *b = p->text_blocks;
+  if (!b || b->capacity - b->used < length) {
+    const size_t size = length > 16 * 1024 ? length : 16 * 1024;
+    b = static_cast<ArenaBlock *>(_vl_alloc_ptr(sizeof(ArenaBlock) + size));
+    if (!b) return;
+    b->next = p->text_blocks;
+    b->used = 0;
+    b->capacity = size;
+    p->text_blocks = b;
+  }
+  unsigned char *copy = b->bytes() + b->used;
+  memcpy(copy, text, length);
+  b->used += length;
+  *e = FlagPool::Text{h, copy, length, leads, flags, offsets};
+  ++p->text_count;
+}
+
 // The offsets a flag array implies: each byte that leads on numbered in
 // byte order, every other 0.
 void offsets_of(const unsigned char *flags, unsigned char *offsets) {
@@ -250,12 +342,14 @@ void offsets_of(const unsigned char *flags, unsigned char *offsets) {
 // added when new, and gives the copy's offsets (null when nothing leads on;
 // `offsets` may be null); `leads` counts what leads on in each. The arrays
 // new to the pool go into one block. False without memory for it.
-bool intern_flags(FlagPool *p, unsigned char **arrs, const int32_t *leads, int32_t n, unsigned char **offsets) {
+bool intern_flags(FlagPool *p, unsigned char **arrs, const int32_t *leads, int32_t n, unsigned char **offsets,
+                  const unsigned char *taken = nullptr) {
   if (n <= 0) return true;
   const bool table = pool_room(p, static_cast<uint32_t>(n));
   vls::HostPtr<uint64_t> keys(table ? vls::alloc_array<uint64_t>(static_cast<size_t>(n)) : nullptr);
   size_t bytes = 0;
   for (int32_t i = 0; i < n; ++i) {
+    if (taken && taken[i]) continue;
     if (table) {
       const uint64_t h = flags_key(arrs[i]);
       if (keys) keys[i] = h;
@@ -274,6 +368,7 @@ bool intern_flags(FlagPool *p, unsigned char **arrs, const int32_t *leads, int32
     at = b->bytes();
   }
   for (int32_t i = 0; i < n; ++i) {
+    if (taken && taken[i]) continue;
     const uint64_t h = keys ? keys[i] : flags_key(arrs[i]);
     FlagPool::Entry *e = table ? pool_slot(p, h, arrs[i]) : nullptr;
     if (!e || !e->flags) {
@@ -596,6 +691,7 @@ struct HostSource {
   void sync() {}
   void load() {}
   const unsigned char *window(size_t) const { return nullptr; }
+  size_t buffered() const { return 0; }
   void skip(size_t) {}
 };
 
@@ -615,6 +711,7 @@ struct FileSource {
   // The next n bytes when the buffer holds them, else null; skip(n) then
   // consumes them.
   const unsigned char *window(size_t n) const { return static_cast<size_t>(end - p) >= n ? p : nullptr; }
+  size_t buffered() const { return static_cast<size_t>(end - p); }
   void skip(size_t n) { p += n; }
   int get() { return p < end ? *p++ : refill(); }
   int refill() {
@@ -991,6 +1088,23 @@ struct Scanner {
     return length != 0;
   }
 
+  // The length of the runs that begin here, their terminator included,
+  // when the buffer holds them all (as flag_runs reads them in place); 0
+  // otherwise.
+  size_t runs_length() const {
+    const size_t avail = in.buffered();
+    const unsigned char *w = in.window(avail);
+    size_t at = 0;
+    while (avail - at >= 8) {
+      const size_t length = static_cast<size_t>(kHex.v[w[at + 2]] << 8 | kHex.v[w[at + 3]] << 4 | kHex.v[w[at + 4]]);
+      if (length == 0) return at + 8;
+      const size_t line = 8 + 2 * length + 1;
+      if (length > kTableSize || avail - at < line) return 0;
+      at += line;
+    }
+    return 0;
+  }
+
   // Flags: counts every stored value 1 into *leads.
   bool flag_runs(unsigned char *flags, int32_t *leads) {
     int first, length, repeat;
@@ -1333,10 +1447,10 @@ struct Scanner {
 
   // Puts the flag arrays read (t->flag_arrs, in `read`) into the pool,
   // which gives each array's shared copy and its offsets.
-  bool pool_flags(FlagPool *pool) {
+  bool pool_flags(FlagPool *pool, const unsigned char *taken) {
     multi_t *t = tree;
     const int32_t n = t->flag_arr_count;
-    if (!intern_flags(pool, t->flag_arrs, t->flag_next_counts, n, offsets_by_flags)) {
+    if (!intern_flags(pool, t->flag_arrs, t->flag_next_counts, n, offsets_by_flags, taken)) {
       t->flag_arr_count = 0;
       return fail(VL_ENOMEM);
     }
@@ -1376,11 +1490,43 @@ struct Scanner {
     // The flag arrays are read here, then go to the pool.
     vls::HostPtr<unsigned char> read(vls::alloc_array<unsigned char>(flag_slots * kTableSize));
     if (!read) return fail(VL_ENOMEM);
+    // In a load, an array whose text an earlier tree gave (the ctype, case
+    // and collation trees of a UTF-8 locale share most) is taken as that
+    // tree's, unread: the same bytes read the same. `texts` keeps where
+    // each new one's text lies, to be remembered once the pool has it.
+    FlagPool *const load_pool = t_load_pool && offsets_by_flags ? arena->pool : nullptr;
+    vls::HostPtr<unsigned char> taken(load_pool ? vls::alloc_array<unsigned char>(flag_slots) : nullptr);
+    struct TextAt {
+      const unsigned char *text;
+      size_t length;
+      uint64_t hash;
+    };
+    vls::HostPtr<TextAt> texts(taken ? vls::alloc_array<TextAt>(flag_slots) : nullptr);
     bool ok = true;
     for (int32_t i = 0; i < nflags && ok; ++i) {
       if (in.eof()) {
         ok = fail(VL_ENOMEM);  // the text ran out: no more arrays
         break;
+      }
+      const unsigned char *text = nullptr;
+      size_t length = 0;
+      uint64_t h = 0;
+      if (texts) {
+        texts[i].text = nullptr;
+        taken[i] = 0;
+        if ((length = runs_length()) != 0) {
+          text = in.window(length);
+          h = text_key(text, length);
+          if (const FlagPool::Text *e = text_seen(load_pool, h, text, length)) {
+            in.skip(length);
+            t->flag_arrs[t->flag_arr_count] = e->flags;
+            t->flag_next_counts[t->flag_arr_count] = e->leads;
+            offsets_by_flags[t->flag_arr_count] = e->offsets;
+            taken[i] = 1;
+            ++t->flag_arr_count;
+            continue;
+          }
+        }
       }
       unsigned char *f = read.get() + static_cast<size_t>(i) * kTableSize;
       memset(f, 0, kTableSize);
@@ -1388,8 +1534,15 @@ struct Scanner {
       t->flag_next_counts[t->flag_arr_count] = 0;
       ++t->flag_arr_count;
       ok = flag_runs(f, &t->flag_next_counts[i]);
+      // Remembered only when the runs were read in place, to its end.
+      if (ok && text && in.window(0) == text + length) texts[i] = TextAt{text, length, h};
     }
-    if (!pool_flags(arena->pool)) ok = false;
+    if (!pool_flags(arena->pool, texts ? taken.get() : nullptr)) ok = false;
+    if (ok && texts)
+      for (int32_t i = 0; i < t->flag_arr_count; ++i)
+        if (!taken[i] && texts[i].text)
+          text_keep(load_pool, texts[i].hash, texts[i].text, texts[i].length, t->flag_next_counts[i], t->flag_arrs[i],
+                    offsets_by_flags[i]);
     if (!t_load_pool) end_pool_load(hold_pool(arena->pool));  // a pool of its own: no more arrays
     if (!ok) return false;
     completes = static_cast<unsigned char *>(_vl_alloc_ptr(flag_slots));
