@@ -112,11 +112,15 @@ struct FlagPool {
   };
   Entry *table;
   uint32_t capacity, count;
-  // The texts that gave arrays of the pool, while the load runs: a text
-  // met again gives the same array, its leads and offsets, unread.
+};
+
+// The texts that gave arrays of the pool of the load in progress on this
+// thread: a text met again gives the same array, its leads and offsets,
+// unread. They go when the load ends.
+struct LoadTexts {
   struct Text {
     uint64_t hash;
-    const unsigned char *text;  // a copy, in text_blocks; null for an empty slot
+    const unsigned char *text;  // a copy, in blocks; null for an empty slot
     size_t length;
     int32_t leads;
     unsigned char *flags, *offsets;
@@ -125,6 +129,7 @@ struct FlagPool {
   uint32_t text_capacity, text_count;
   ArenaBlock *text_blocks;
 };
+thread_local LoadTexts t_load_texts = {};
 
 struct ArenaHead {
   ArenaBlock *blocks;  // newest first
@@ -183,25 +188,22 @@ void free_blocks(ArenaBlock *b) {
 
 FlagPool *new_pool() {
   auto *p = static_cast<FlagPool *>(_vl_alloc_ptr(sizeof(FlagPool)));
-  if (p) *p = FlagPool{1, nullptr, nullptr, 0, 0, nullptr, 0, 0, nullptr};
+  if (p) *p = FlagPool{1, nullptr, nullptr, 0, 0};
   return p;
 }
 FlagPool *hold_pool(FlagPool *p) {
   if (p) __atomic_add_fetch(&p->refs, 1, __ATOMIC_RELAXED);
   return p;
 }
-void drop_texts(FlagPool *p) {
+void drop_texts(LoadTexts *p) {
   _vl_free_ptr(p->texts);
   free_blocks(p->text_blocks);
-  p->texts = nullptr;
-  p->text_blocks = nullptr;
-  p->text_capacity = p->text_count = 0;
+  *p = LoadTexts{};
 }
 void release_pool(FlagPool *p) {
   if (!p || __atomic_sub_fetch(&p->refs, 1, __ATOMIC_ACQ_REL) != 0) return;
   free_blocks(p->blocks);
   _vl_free_ptr(p->table);
-  drop_texts(p);
   _vl_free_ptr(p);
 }
 // The load that adds arrays is over: the table goes, the pool stays with
@@ -211,7 +213,6 @@ void end_pool_load(FlagPool *p) {
   _vl_free_ptr(p->table);
   p->table = nullptr;
   p->capacity = p->count = 0;
-  drop_texts(p);
   release_pool(p);
 }
 
@@ -278,41 +279,41 @@ uint64_t text_key(const unsigned char *text, size_t length) {
 }
 
 // The slot of a text: its entry, or the empty slot where it goes.
-FlagPool::Text *text_slot(FlagPool *p, uint64_t h, const unsigned char *text, size_t length) {
+LoadTexts::Text *text_slot(LoadTexts *p, uint64_t h, const unsigned char *text, size_t length) {
   const uint32_t mask = p->text_capacity - 1;
   for (uint32_t i = static_cast<uint32_t>(h) & mask;; i = (i + 1) & mask) {
-    FlagPool::Text &e = p->texts[i];
+    LoadTexts::Text &e = p->texts[i];
     if (!e.text || (e.hash == h && e.length == length && memcmp(e.text, text, length) == 0)) return &e;
   }
 }
 
 // The array that a text gave before in this load, or null.
-const FlagPool::Text *text_seen(FlagPool *p, uint64_t h, const unsigned char *text, size_t length) {
+const LoadTexts::Text *text_seen(LoadTexts *p, uint64_t h, const unsigned char *text, size_t length) {
   if (!p->texts) return nullptr;
-  const FlagPool::Text *e = text_slot(p, h, text, length);
+  const LoadTexts::Text *e = text_slot(p, h, text, length);
   return e->text ? e : nullptr;
 }
 
 // Remembers that a text gave an array of the pool; without memory it is
 // only not remembered.
-void text_keep(FlagPool *p, uint64_t h, const unsigned char *text, size_t length, int32_t leads,
+void text_keep(LoadTexts *p, uint64_t h, const unsigned char *text, size_t length, int32_t leads,
                unsigned char *flags, unsigned char *offsets) {
   if ((p->text_count + 1) * 2 > p->text_capacity) {
     const uint32_t capacity = p->text_capacity ? p->text_capacity * 2 : 512;
-    FlagPool::Text *old = p->texts;
+    LoadTexts::Text *old = p->texts;
     const uint32_t old_capacity = p->text_capacity;
-    p->texts = vls::alloc_array<FlagPool::Text>(capacity);
+    p->texts = vls::alloc_array<LoadTexts::Text>(capacity);
     if (!p->texts) {
       p->texts = old;
       return;
     }
-    memset(p->texts, 0, capacity * sizeof(FlagPool::Text));
+    memset(p->texts, 0, capacity * sizeof(LoadTexts::Text));
     p->text_capacity = capacity;
     for (uint32_t i = 0; i < old_capacity; ++i)
       if (old[i].text) *text_slot(p, old[i].hash, old[i].text, old[i].length) = old[i];
     _vl_free_ptr(old);
   }
-  FlagPool::Text *e = text_slot(p, h, text, length);
+  LoadTexts::Text *e = text_slot(p, h, text, length);
   if (e->text) return;
   ArenaBlock *b = p->text_blocks;
   if (!b || b->capacity - b->used < length) {
@@ -327,7 +328,7 @@ void text_keep(FlagPool *p, uint64_t h, const unsigned char *text, size_t length
   unsigned char *copy = b->bytes() + b->used;
   memcpy(copy, text, length);
   b->used += length;
-  *e = FlagPool::Text{h, copy, length, leads, flags, offsets};
+  *e = LoadTexts::Text{h, copy, length, leads, flags, offsets};
   ++p->text_count;
 }
 
@@ -1494,8 +1495,8 @@ struct Scanner {
     // and collation trees of a UTF-8 locale share most) is taken as that
     // tree's, unread: the same bytes read the same. `texts` keeps where
     // each new one's text lies, to be remembered once the pool has it.
-    FlagPool *const load_pool = t_load_pool && offsets_by_flags ? arena->pool : nullptr;
-    vls::HostPtr<unsigned char> taken(load_pool ? vls::alloc_array<unsigned char>(flag_slots) : nullptr);
+    LoadTexts *const load_texts = t_load_pool && offsets_by_flags ? &t_load_texts : nullptr;
+    vls::HostPtr<unsigned char> taken(load_texts ? vls::alloc_array<unsigned char>(flag_slots) : nullptr);
     struct TextAt {
       const unsigned char *text;
       size_t length;
@@ -1517,7 +1518,7 @@ struct Scanner {
         if ((length = runs_length()) != 0) {
           text = in.window(length);
           h = text_key(text, length);
-          if (const FlagPool::Text *e = text_seen(load_pool, h, text, length)) {
+          if (const LoadTexts::Text *e = text_seen(load_texts, h, text, length)) {
             in.skip(length);
             t->flag_arrs[t->flag_arr_count] = e->flags;
             t->flag_next_counts[t->flag_arr_count] = e->leads;
@@ -1541,7 +1542,7 @@ struct Scanner {
     if (ok && texts)
       for (int32_t i = 0; i < t->flag_arr_count; ++i)
         if (!taken[i] && texts[i].text)
-          text_keep(load_pool, texts[i].hash, texts[i].text, texts[i].length, t->flag_next_counts[i], t->flag_arrs[i],
+          text_keep(load_texts, texts[i].hash, texts[i].text, texts[i].length, t->flag_next_counts[i], t->flag_arrs[i],
                     offsets_by_flags[i]);
     if (!t_load_pool) end_pool_load(hold_pool(arena->pool));  // a pool of its own: no more arrays
     if (!ok) return false;
@@ -1778,6 +1779,7 @@ vls::TreeLoadScope::TreeLoadScope() : outermost_(t_load_pool == nullptr) {
 
 vls::TreeLoadScope::~TreeLoadScope() {
   if (!outermost_) return;
+  drop_texts(&t_load_texts);
   end_pool_load(t_load_pool);
   t_load_pool = nullptr;
 }
