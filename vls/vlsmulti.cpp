@@ -1426,19 +1426,32 @@ struct Scanner {
       t->data_arr_count = 0;
       return fail(VL_ENOMEM);
     }
-    fill_default_rows(t, block, size ? size : rb);
+    // Default rows wherever no held row goes: the padding in front and
+    // behind, and the rows of an array that the text did not give.
+    auto fill = [t](unsigned char *d, size_t bytes) {
+      if (bytes) fill_default_rows(t, d, bytes);
+    };
+    const size_t whole = size ? size : rb;
+    fill(block, front);
     at = front;
     for (int32_t i = 0; i < count; ++i) {
       const DataSpan &s = spans[i];
       unsigned char *row0 = block + at - static_cast<size_t>(s.first) * rb;
-      if (s.held_first <= s.held_last)
-        memcpy(row0 + static_cast<size_t>(s.held_first) * rb, kept + s.at,
-               static_cast<size_t>(s.held_last - s.held_first + 1) * rb);
+      const size_t first = static_cast<size_t>(s.first), end = static_cast<size_t>(s.last + 1);
+      if (s.held_first <= s.held_last) {
+        const size_t held_first = static_cast<size_t>(s.held_first), held_end = static_cast<size_t>(s.held_last + 1);
+        fill(row0 + first * rb, (held_first - first) * rb);
+        memcpy(row0 + held_first * rb, kept + s.at, (held_end - held_first) * rb);
+        fill(row0 + held_end * rb, (end - held_end) * rb);
+      } else {
+        fill(row0 + first * rb, (end - first) * rb);
+      }
       t->data_arrs[i] = row0;
       held[2 * i] = static_cast<unsigned char>(s.first > s.last ? 1 : s.first);
       held[2 * i + 1] = static_cast<unsigned char>(s.first > s.last ? 0 : s.last);
       at += static_cast<size_t>(s.last - s.first + 1) * rb;
     }
+    fill(block + at, whole - at);
     arena->rows = block;
     arena->rows_bytes = size ? size : rb;
     arena->ranges = held;
