@@ -299,7 +299,7 @@ const LoadTexts::Text *text_seen(LoadTexts *p, uint64_t h, const unsigned char *
 void text_keep(LoadTexts *p, uint64_t h, const unsigned char *text, size_t length, int32_t leads,
                unsigned char *flags, unsigned char *offsets) {
   if ((p->text_count + 1) * 2 > p->text_capacity) {
-    const uint32_t capacity = p->text_capacity ? p->text_capacity * 2 : 512;
+    const uint32_t capacity = p->text_capacity ? p->text_capacity * 2 : 1024;
     LoadTexts::Text *old = p->texts;
     const uint32_t old_capacity = p->text_capacity;
     p->texts = vls::alloc_array<LoadTexts::Text>(capacity);
@@ -1027,9 +1027,10 @@ struct Scanner {
 
   // Room for one more leaf; false without memory (the leaf is then not
   // shared, which costs only memory).
-  bool leaf_room() {
-    if (leaf_count * 2 < leaf_capacity) return true;
+  bool leaf_room(uint32_t want = 0) {
+    if (leaf_count * 2 < leaf_capacity && want <= leaf_capacity) return true;
     uint32_t capacity = leaf_capacity ? leaf_capacity * 2 : 256;
+    while (capacity < want) capacity *= 2;
     Leaf *old = leaves;
     uint32_t old_capacity = leaf_capacity;
     leaves = vls::alloc_array<Leaf>(capacity);
@@ -1597,7 +1598,12 @@ struct Scanner {
         memcpy(whole.get() + static_cast<size_t>(lo) * rb, blank + static_cast<size_t>(lo) * rb,
                static_cast<size_t>(hi - lo + 1) * rb);
     }
-    if (ok) ok = comp_node(t->root, 1, scratch);
+    if (ok) {
+      // About one leaf per data array: the table is sized for them at once
+      // (within reason: a damaged count must not ask for much).
+      leaf_room(2 * static_cast<uint32_t>(ndata < 4096 ? ndata : 4096));
+      ok = comp_node(t->root, 1, scratch);
+    }
     // What was read stays consistent for release either way.
     if (!pack_rows()) ok = false;
     return ok;
