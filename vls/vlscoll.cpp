@@ -18,6 +18,7 @@
 #include <vls/vlsvlu.h>
 
 #include "vlscollidx.h"
+#include "vlsctypefast.h"
 #include "vlsint.h"
 #include "vlswalk.h"
 
@@ -1481,43 +1482,65 @@ int plain_first_pass(vl_locale_t *h, const multi_t *t, const unsigned char *a, i
 
 constexpr uint32_t kFastOut = 0x10000;  // a character the table cannot answer for
 
+// Where a side of a comparison ends: at `e` (a counted text) or at its
+// byte 0 (a terminated one, where term0 sends that byte out of the table's
+// way and a lead's trail is read only where the lead is not the last byte).
+struct CountedEnd {
+  static constexpr bool kTerminated = false;
+  const unsigned char *e;
+  bool at(const unsigned char *q) const { return q == e; }
+};
+struct TermEnd {
+  static constexpr bool kTerminated = true;
+  bool at(const unsigned char *q) const { return *q == 0; }
+};
+
 // The next word other than 1 of a side read through the fast table alone,
-// from `p` up to `e`: the word (its index in `x`), 0 at the end of the side,
-// kFastOut at a character the table cannot answer for (the general readers
-// take it from there). A character of one byte takes a load of its flag
-// and one of its word; the rest is out of the way.
+// from `p` to its end: the word (its index in `x`), 0 at the end of the
+// side, kFastOut at a character the table cannot answer for (the general
+// readers take it from there). A character of one byte takes a load of its
+// flag and one of its word; the rest is out of the way. `lead2`: the leads
+// 0xC0..0xDF known to take every trail 0x80..0xBF (bit b - 0xC0), the others
+// are asked of the tree.
+template <class End>
 __attribute__((always_inline)) inline uint32_t fast_word(const vls::coll::FastTable *ft, const unsigned char *f,
-                                                         const multi_t *t, const collate_category &c,
-                                                         const unsigned char *&p, const unsigned char *e,
-                                                         uint32_t &x) {
+                                                         const multi_t *t, uint32_t lead2, const unsigned char *&p,
+                                                         End end, uint32_t &x) {
+  const uint16_t *const words = End::kTerminated ? ft->term0 : ft->word0;
   const unsigned char *q = p;
   uint32_t w;
   do {
-    if (q == e) {
-      x = 0;
-      return 0;
-    }
+    if constexpr (!End::kTerminated)
+      if (end.at(q)) {
+        x = 0;
+        return 0;
+      }
     const unsigned b = *q;
     const unsigned char *next = q + 1;
     x = b;
-    if (__builtin_expect(f[b] != VL_MULTI_COMPLETE, 0)) {
+    // (A terminated text is read only where the root takes every byte
+    // below 0x80 whole.)
+    if (__builtin_expect(End::kTerminated ? b >= 0x80 && f[b] != VL_MULTI_COMPLETE : f[b] != VL_MULTI_COMPLETE, 0)) {
       // (A zero byte behind a lead is no trail of the table.)
-      if (f[b] != VL_MULTI_LEADS || e - q < 2) return kFastOut;
+      if (f[b] != VL_MULTI_LEADS) return End::kTerminated && b == 0 ? 0 : kFastOut;
+      if constexpr (!End::kTerminated)
+        if (end.e - q < 2) return kFastOut;
       const unsigned t2 = q[1];
       const int32_t k = vls::coll::fast_index2(b, t2);
-      if (k < 0 || vls::tree::flag_of(vls::tree::child(t->root, b), t2) != VL_MULTI_COMPLETE) return kFastOut;
+      if (k < 0) return kFastOut;
+      if (!(lead2 >> (b - 0xC0) & 1u) && vls::tree::flag_of(vls::tree::child(t->root, b), t2) != VL_MULTI_COMPLETE)
+        return kFastOut;
       x = static_cast<uint32_t>(k);
       next = q + 2;
     }
-    w = ft->word0[x];
+    w = words[x];
     if (__builtin_expect((w & kMask) == 0, 0)) {  // 0, an element's mark, or a tie on a weight of 0
-      if (w == 0) return kFastOut;
+      if (w == 0) return End::kTerminated && x == 0 ? 0 : kFastOut;  // (p stays on the byte 0)
       if (w == vls::coll::kFastElem) {
         // An element may start here unless the next character is a byte
         // that no element has second (with an element of one character
         // every byte is flagged).
-        const unsigned char *second = vls::coll::elem_second_flags(c.elem_candidates);
-        if (next == e || f[*next] != VL_MULTI_COMPLETE || second[*next]) return kFastOut;
+        if (end.at(next) || f[*next] != VL_MULTI_COMPLETE || ft->elem_second[*next]) return kFastOut;
         w = ft->elem_word0[x];
         if (w == 0) return kFastOut;
       }
@@ -1528,20 +1551,58 @@ __attribute__((always_inline)) inline uint32_t fast_word(const vls::coll::FastTa
   return w;
 }
 
+// The word of the character at `p` of a terminated text whose root takes
+// every byte below 0x80 whole, and its bytes, where it is one byte or two
+// of the table (a lead that `lead2` names); else 0. The first character of
+// an element has its own word where the next byte is below 0x80 and is
+// second of no element (with an element of one character every byte is).
+__attribute__((always_inline)) inline int quick_word(const vls::coll::FastTable *ft, uint32_t lead2,
+                                                     const unsigned char *p, uint32_t &w) {
+  const unsigned b = p[0];
+  if (b < 0x80) {
+    w = ft->term0[b];
+    if (__builtin_expect(w == vls::coll::kFastElem, 0) && p[1] - 1u < 0x7Fu && !ft->elem_second[p[1]])
+      w = ft->elem_word0[b];
+    return 1;
+  }
+  const int32_t k = vls::coll::fast_index2(b, p[1]);
+  if (k < 0 || !(lead2 >> (b - 0xC0) & 1u)) return 0;
+  w = ft->term0[k];
+  return 2;
+}
+
 // plain_first_pass over the characters of the fast table: the same answers,
 // and 2 (ends undefined) where it would read any other character. On -1 or
-// 1, `a` and `z` are left behind the characters read.
-__attribute__((always_inline)) inline int fast_first_pass(const collate_category &c,
-                                                          const vls::coll::FastTable *ft, const multi_t *t,
-                                                          const unsigned char *&a, const unsigned char *e1,
-                                                          const unsigned char *&z, const unsigned char *e2) {
+// 1, `a` and `z` are left behind the characters read. A counted text
+// passes a head of the same codes of one byte on both sides, which start
+// no element, on both at once.
+template <class End>
+__attribute__((always_inline)) inline int fast_first_pass(const vls::coll::FastTable *ft, const multi_t *t,
+                                                          uint32_t lead2, const unsigned char *&a, End e1,
+                                                          const unsigned char *&z, End e2) {
   const unsigned char *f = t->root->flags;
   const unsigned char *p1 = a, *p2 = z;
+  if constexpr (!End::kTerminated)
+    while (!e1.at(p1) && !e2.at(p2) && *p1 == *p2 && ft->plain[*p1] && f[*p1] == VL_MULTI_COMPLETE) ++p1, ++p2;
   for (;;) {
+    if constexpr (End::kTerminated) {
+      // Two characters of the table with plain words (2..0x3FFF: no tie,
+      // no expansion, not ignored) decide or pass at once.
+      uint32_t w1, w2;
+      if (const int n1 = quick_word(ft, lead2, p1, w1))
+        if (const int n2 = quick_word(ft, lead2, p2, w2); n2 && w1 - 2u < 0x3FFEu && w2 - 2u < 0x3FFEu) {
+          p1 += n1;
+          p2 += n2;
+          if (w1 == w2) continue;
+          a = p1;
+          z = p2;
+          return sign(w1 < w2);
+        }
+    }
     uint32_t x1, x2;
-    const uint32_t w1 = fast_word(ft, f, t, c, p1, e1, x1);
+    const uint32_t w1 = fast_word(ft, f, t, lead2, p1, e1, x1);
     if (w1 == kFastOut) return 2;
-    const uint32_t w2 = fast_word(ft, f, t, c, p2, e2, x2);
+    const uint32_t w2 = fast_word(ft, f, t, lead2, p2, e2, x2);
     if (w2 == kFastOut) return 2;
     // The same character on both sides (or both ended) mostly.
     if (w1 != w2 || x1 != x2 || w1 == 0) {
@@ -1615,7 +1676,7 @@ __attribute__((always_inline)) inline int fast_coll(vl_locale_t *h, const vls::c
                                                     const unsigned char *a, int32_t bytes1, const unsigned char *z,
                                                     int32_t bytes2) {
   const unsigned char *e1 = a + bytes1, *e2 = z + bytes2;
-  const int r = fast_first_pass(h->collate, ft, t, a, e1, z, e2);
+  const int r = fast_first_pass(ft, t, 0, a, CountedEnd{e1}, z, CountedEnd{e2});
   if (r != -1 && r != 1) return 2;
   // Only the bytes not read are left to check.
   const unsigned char *f = t->root->flags;
@@ -1638,7 +1699,7 @@ int lazy_coll(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t 
   int first = 2;
   if (ft && (c.num_coll_elems == 0 || c.elem_candidates)) {
     const unsigned char *p1 = a, *p2 = z;
-    first = fast_first_pass(c, ft, t, p1, a + bytes1, p2, z + bytes2);
+    first = fast_first_pass(ft, t, 0, p1, CountedEnd{a + bytes1}, p2, CountedEnd{z + bytes2});
     pos1 = static_cast<int32_t>(p1 - a);
     pos2 = static_cast<int32_t>(p2 - z);
   }
@@ -1982,6 +2043,7 @@ void build_fast_table(vl_locale_t *h) {
   for (int32_t p = 0; p < c.num_passes; ++p)
     if (!(c.pass_flags[p] & 1)) t->forward = 0;
   t->sb_first = c.pass_flags[0] == 1 && rt->min_length == 1;
+  t->elem_second = cand ? elem_second_flags(cand) : nullptr;
   const int dw = key_digits(c.max_weight);
   t->key_dw = dw;
   for (int32_t x = 0; x < kFastCodes; ++x) {
@@ -1992,7 +2054,10 @@ void build_fast_table(vl_locale_t *h) {
     t->elem_word0[x] = row >= 0 && w0 != 0 && !(w0 & kExpansion) ? w0 : 0;
     t->word0[x] = elem && t->elem_word0[x] ? kFastElem : t->elem_word0[x];
     t->term0[x] = x == 0 ? 0 : t->word0[x];
-    if (x < 256) t->sb_same[x] = x != 0 && !elem;
+    if (x < 256) {
+      t->sb_same[x] = x != 0 && !elem;
+      t->plain[x] = t->sb_same[x] && t->word0[x] != 0;
+    }
     const uint32_t field = code - 2;
     t->code_lo[x][0] = static_cast<unsigned char>(field / 254u + 2);
     t->code_lo[x][1] = static_cast<unsigned char>(field % 254u + 2);
@@ -2441,86 +2506,114 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
 
 namespace {
 
-// fast_word over a terminated text: its end is the byte 0 (term0 sends it
-// out of the table's way), and a lead's trail is read only where the lead
-// is not the last byte.
-__attribute__((always_inline)) inline uint32_t term_word(const vls::coll::FastTable *ft, const unsigned char *f,
-                                                         const multi_t *t, const collate_category &c,
-                                                         const unsigned char *&p, uint32_t &x) {
-  const unsigned char *q = p;
-  uint32_t w;
-  do {
-    const unsigned b = *q;
-    const unsigned char *next = q + 1;
-    x = b;
-    if (__builtin_expect(f[b] != VL_MULTI_COMPLETE, 0)) {
-      if (b == 0) {
-        x = 0;
-        return 0;
-      }
-      // (A zero byte behind a lead is no trail of the table.)
-      if (f[b] != VL_MULTI_LEADS) return kFastOut;
-      const unsigned t2 = q[1];
-      const int32_t k = vls::coll::fast_index2(b, t2);
-      if (k < 0 || vls::tree::flag_of(vls::tree::child(t->root, b), t2) != VL_MULTI_COMPLETE) return kFastOut;
-      x = static_cast<uint32_t>(k);
-      next = q + 2;
-    }
-    w = ft->term0[x];
-    if (__builtin_expect((w & kMask) == 0, 0)) {
-      if (w == 0) {
-        if (x != 0) return kFastOut;
-        return 0;  // the end (p stays on the byte 0)
-      }
-      if (w == vls::coll::kFastElem) {
-        const unsigned char *second = vls::coll::elem_second_flags(c.elem_candidates);
-        if (*next == 0 || f[*next] != VL_MULTI_COMPLETE || second[*next]) return kFastOut;
-        w = ft->elem_word0[x];
-        if (w == 0) return kFastOut;
-      }
-    }
-    q = next;
-  } while (w == 1);
-  p = q;
-  return w;
+// The bytes of the character at `s` of a terminated text, or 0 when it is
+// no character.
+__attribute__((noinline)) int32_t term_char_length(const multi_t *t, const unsigned char *s) {
+  return char_length(t, t->root->flags, s, static_cast<int32_t>(strlen(reinterpret_cast<const char *>(s))));
 }
 
-// The first pass of two terminated texts from the fast table, as
-// fast_coll reads it with the measured lengths: -1 or 1 with the rests
-// checked (0 with error 1 for an illegal text), 2 when the pass ties or
-// meets a character outside the table.
-__attribute__((always_inline)) inline int term_fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft,
-                                                         const multi_t *t, const unsigned char *f,
-                                                         const unsigned char *a, const unsigned char *z) {
-  const collate_category &c = h->collate;
-  int r;
+// Whether a character of two bytes starts at `s`: a lead that `lead2` names
+// (bit b - 0xC0 for the leads 0xC0..0xDF that take every byte 0x80..0xBF),
+// then such a byte.
+inline bool two_byte_at(uint32_t lead2, const unsigned char *s) {
+  const unsigned b = s[0];
+  return b - 0xC0u < 32u && (lead2 >> (b - 0xC0u) & 1u) && s[1] - 0x80u < 0x40u;
+}
+
+// The bytes of the character at `s` of a terminated text (not its end, nor
+// a byte below 0x80), or 0 when it is no character.
+__attribute__((always_inline)) inline int32_t term_char_bytes(const multi_t *t, uint32_t lead2,
+                                                              const unsigned char *s) {
+  return two_byte_at(lead2, s) ? 2 : term_char_length(t, s);
+}
+
+// Whether the rest of a terminated text from `s` is whole characters, the
+// root taking every byte below 0x80 whole: the characters of two bytes
+// that two_byte_at finds pass on a range check, others walk the tree.
+// The bytes that are 0 or above 0x7F are found sixteen at a time in
+// aligned blocks, which never reach into a page the text does not (the
+// bytes read beyond the end are not used); a byte at a time where a
+// sanitizer watches every read.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VLS_COLL_BYTEWISE 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define VLS_COLL_BYTEWISE 1
+#endif
+#endif
+#if defined(__SSE2__) && !defined(VLS_COLL_BYTEWISE)
+__attribute__((always_inline)) inline bool term_rest_valid(const multi_t *t, uint32_t lead2, const unsigned char *s) {
+  const __m128i zero = _mm_setzero_si128();
+  auto stops = [zero](const unsigned char *block) {
+    const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i *>(block));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero)) | _mm_movemask_epi8(v));
+  };
+  const unsigned char *block = s - (reinterpret_cast<uintptr_t>(s) & 15u);
+  uint32_t m = stops(block) >> (s - block);  // bit k: the byte at s + k stops the run
   for (;;) {
-    uint32_t x1, x2;
-    const uint32_t w1 = term_word(ft, f, t, c, a, x1);
-    if (w1 == kFastOut) return 2;
-    const uint32_t w2 = term_word(ft, f, t, c, z, x2);
-    if (w2 == kFastOut) return 2;
-    if (w1 != w2 || x1 != x2 || w1 == 0) {
-      if ((w1 & kMask) != (w2 & kMask)) {
-        r = sign((w1 & kMask) < (w2 & kMask));
-        break;
-      }
-      if (w1 == 0 || w2 == 0) return 2;
-      if ((w1 & kTie) && x1 != x2) {
-        r = sign(x1 < x2);
-        break;
-      }
+    while (m == 0) {  // none up to the block's end
+      block += 16;
+      if (s < block) s = block;
+      m = stops(block) >> (s - block);
     }
+    const unsigned k = static_cast<unsigned>(__builtin_ctz(m));
+    s += k;
+    if (*s == 0) return true;
+    const int32_t len = term_char_bytes(t, lead2, s);
+    if (len == 0) return false;
+    // Behind the character, in this block while it lasts.
+    s += len;
+    m = k + static_cast<unsigned>(len) < 32 ? m >> (k + static_cast<unsigned>(len)) : 0;
   }
-  // Only the bytes not read are left to measure and check.
-  const unsigned char *e1 = a + strlen(reinterpret_cast<const char *>(a));
-  const unsigned char *e2 = z + strlen(reinterpret_cast<const char *>(z));
-  const bool ascii = (e1 - a) + (e2 - z) >= 8 && ascii_whole(f);
-  if (!rest_valid(t, f, ascii, a, e1) || !rest_valid(t, f, ascii, z, e2)) {
+}
+#else
+inline bool term_rest_valid(const multi_t *t, uint32_t lead2, const unsigned char *s) {
+  for (;;) {
+    while (*s != 0 && *s < 0x80) ++s;
+    if (*s == 0) return true;
+    const int32_t len = term_char_bytes(t, lead2, s);
+    if (len == 0) return false;
+    s += len;
+  }
+}
+#endif
+
+// The first pass of two terminated texts from the fast table, as fast_coll
+// reads them with the measured lengths: -1 or 1 with the rests checked (0
+// with error 1 for an illegal text), 2 when the pass ties or meets a
+// character outside the table. The handle reads its text through the tree
+// of `fc`, whose root takes every byte below 0x80 whole.
+__attribute__((always_inline)) inline int term_fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft,
+                                                         const vls::ctype::FastCtype *fc, const multi_t *t,
+                                                         const unsigned char *a, const unsigned char *z) {
+  const int r = fast_first_pass(ft, t, fc->lead2, a, TermEnd{}, z, TermEnd{});
+  if (r != -1 && r != 1) return 2;
+  // Only the bytes not read are left to check.
+  if (!term_rest_valid(t, fc->lead2, a) || !term_rest_valid(t, fc->lead2, z)) {
     set_error(h, VL_EILSEQ);
     return 0;
   }
   return r;
+}
+
+// The fast table and the derived class table when terminated texts of the
+// handle may take term_fast_coll: a table locale whose passes all run
+// forward, read through a loaded class tree of one-byte characters that
+// takes every byte below 0x80 whole, nothing through the bridge (as
+// tree_coll_ok, with single_byte and codepoint_collation, and the two
+// bridge marks, read a pair at a time).
+__attribute__((always_inline)) inline bool term_fast_ok(const vl_locale_t *h, const vls::coll::FastTable *&ft,
+                                                        const vls::ctype::FastCtype *&fc) {
+  static_assert(offsetof(vl_locale_t, codepoint_collation) == offsetof(vl_locale_t, single_byte) + 4);
+  static_assert(VL_LC_COLLATE == VL_LC_CTYPE + 1);
+  ft = vls::coll::fast_table(h->collate);
+  if (!ft || !ft->forward) return false;
+  uint64_t flags, bridges;
+  memcpy(&flags, &h->single_byte, sizeof flags);
+  memcpy(&bridges, &h->bridge_active[VL_LC_CTYPE - 2], sizeof bridges);
+  if ((flags | bridges) != 0 || !h->coll_rows || h->collate.collation_kind != VL_COLL_TABLE) return false;
+  fc = vls::ctype::fast_of(h);
+  return vls::ctype::reads(fc, h->ctype.ctype_tree) && fc->cls_limit >= 0x80;
 }
 
 __attribute__((noinline)) int im_terminated(vl_locale_t *h, const char *s1, const char *s2) {
@@ -2542,15 +2635,12 @@ VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
   // (Texts that share their first 4 bytes go to the paths that pass a
   // shared head in wide steps.)
   if (h && s1 && s2) {
-    const multi_t *tree = h->ctype.ctype_tree;
-    const vls::coll::FastTable *ft = vls::coll::fast_table(h->collate);
-    int32_t k = 0;
-    while (k < 4 && s1[k] && s1[k] == s2[k]) ++k;
-    if (k < 4 && ft && ft->forward && tree_coll_ok(h, tree) && tree->min_length == 1 && tree->root->flags)
-      if (const int r = term_fast_coll(h, ft, tree, tree->root->flags, reinterpret_cast<const unsigned char *>(s1),
-                                       reinterpret_cast<const unsigned char *>(s2));
-          r != 2)
-        return r;
+    const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
+    const vls::coll::FastTable *ft;
+    const vls::ctype::FastCtype *fc;
+    const bool head = a[0] == z[0] && a[0] && a[1] == z[1] && a[1] && a[2] == z[2] && a[2] && a[3] == z[3] && a[3];
+    if (!head && term_fast_ok(h, ft, fc))
+      if (const int r = term_fast_coll(h, ft, fc, h->ctype.ctype_tree, a, z); r != 2) return r;
   }
   return im_terminated(h, s1, s2);
 }

@@ -41,6 +41,8 @@ inline const unsigned char *elem_row_flags(const int32_t *cand) { return elem_se
 //           the word, for a character where no element can match);
 //   term0   word0 with the byte 0 out of the table, so that a terminated
 //           text meets its end on the table's unusual path;
+//   plain   the codes of one byte that a first pass may pass on both
+//           sides at once;
 //   frag    per pass, the key bytes it writes (kFragNone when the general
 //           path must write the key): the weight digits of its words,
 //           then the code's digits when `tie` is set.
@@ -65,9 +67,13 @@ struct FastTable {
   int32_t key_dw;       // digits of a weight in a key
   int32_t lists_later;  // the handle's lists are made by vl_coll_lists
   int32_t sb_first;     // pass 0 runs forward over rows of single bytes
+  const unsigned char *elem_second;  // elem_second_flags of the element index, or null without elements
   uint16_t word0[kFastCodes];       // kFastElem: see elem_word0
   uint16_t term0[kFastCodes];       // word0, but 0 for the byte 0 (the end of a terminated text)
   unsigned char sb_same[256];       // a single byte that two texts may pass together: no element starts with it, not 0
+  // A code of one byte that two multibyte texts may pass together in pass
+  // 0 where the root takes it whole: sb_same, and its word0 a plain word.
+  unsigned char plain[256];
   uint16_t elem_word0[kFastCodes];  // the word of pass 0 alone
   unsigned char code_lo[kFastCodes][2];  // the code's last two key digits (codes 2..64517)
   // Behind: kFastCodes frags for each pass.

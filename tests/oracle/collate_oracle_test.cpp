@@ -20,6 +20,8 @@
 
 #include "glibc_pair.h"
 
+#include <sys/mman.h>
+
 namespace {
 
 #ifndef __has_feature
@@ -475,6 +477,58 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
                     << hex(std::string(key, static_cast<size_t>(std::clamp(n, 0, room)))) << " (" << n << "), wide "
                     << hex(std::string(wkey, static_cast<size_t>(std::clamp(wn, 0, room)))) << " (" << wn << ")";
   }
+  EXPECT_EQ(bad, 0);
+}
+
+// Terminated texts are read in aligned blocks past their end: the answer
+// and the error of a pair do not depend on where the texts lie, and a text
+// that ends on the last byte of a page before one that cannot be read is
+// read safely. Each pair is placed at every offset of a block and against
+// such a page, on either side.
+TEST_P(CollateOracle, TerminatedTextsAnywhere) {
+  if (h->single_byte) GTEST_SKIP() << "single-byte";
+  std::vector<std::string> pool, cs = chars();
+  std::shuffle(cs.begin(), cs.end(), rng);
+  for (const auto &s : cs)
+    if (pool.size() < 200) pool.push_back(s);
+  for (unsigned b = 0x20; b < 0x7F; b += 1 + pick(2)) pool.push_back(std::string(1, static_cast<char>(b)));
+  for (const char *x : {"\x80", "\xC3", "\xFF", "\xC3\xA9", "\xC5\xBF", "\xD0\x96"}) pool.push_back(x);
+  const long page = sysconf(_SC_PAGESIZE);
+  char *map = static_cast<char *>(mmap(nullptr, static_cast<size_t>(2 * page), PROT_READ | PROT_WRITE,
+                                       MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(map, MAP_FAILED);
+  ASSERT_EQ(mprotect(map + page, static_cast<size_t>(page), PROT_NONE), 0);
+  alignas(16) char block[2][96];
+  long bad = 0;
+  for (int k = 0; k < (kSlow ? 300 : 2000); ++k) {
+    std::string a, b;
+    for (size_t n = pick(12); n; --n) a += pool[pick(pool.size())];
+    b = (k & 1) ? a.substr(0, pick(a.size() + 1)) : std::string();
+    for (size_t n = pick(12); n; --n) b += pool[pick(pool.size())];
+    if (a.size() > 60 || b.size() > 60) continue;
+    h->vl_errno = 0;
+    const int want = _vl_im_mbscoll(h, a.c_str(), b.c_str());
+    const uint32_t want_err = h->vl_errno;
+    auto check = [&](const char *x, const char *y, const char *where) {
+      h->vl_errno = 0;
+      const int r = _vl_im_mbscoll(h, x, y);
+      if ((r != want || h->vl_errno != want_err) && bad++ < 10)
+        ADD_FAILURE() << hex(a) << " vs " << hex(b) << " " << where << ": " << r << " error " << h->vl_errno
+                      << ", want " << want << " error " << want_err;
+    };
+    for (size_t off = 0; off < 16; ++off) {
+      memcpy(block[0] + off, a.c_str(), a.size() + 1);
+      memcpy(block[1] + 15 - off, b.c_str(), b.size() + 1);
+      check(block[0] + off, block[1] + 15 - off, "in blocks");
+    }
+    char *end_a = map + page - a.size() - 1;
+    memcpy(end_a, a.c_str(), a.size() + 1);
+    check(end_a, b.c_str(), "first at a page's end");
+    char *end_b = map + page - b.size() - 1;
+    memcpy(end_b, b.c_str(), b.size() + 1);
+    check(a.c_str(), end_b, "second at a page's end");
+  }
+  munmap(map, static_cast<size_t>(2 * page));
   EXPECT_EQ(bad, 0);
 }
 
