@@ -1551,46 +1551,58 @@ __attribute__((always_inline)) inline uint32_t fast_word(const vls::coll::FastTa
   return w;
 }
 
-// The word of the character at `p` of a terminated text whose root takes
-// every byte below 0x80 whole, and its bytes, where it is one byte or two
-// of the table (a lead that `lead2` names); else 0. The first character of
-// an element has its own word where the next byte is below 0x80 and is
-// second of no element (with an element of one character every byte is).
+// The word of the character at `p` of a text whose root takes every byte
+// below 0x80 whole, and its bytes, where it is one byte or two of the table
+// (a lead that `lead2` names); else 0 (the end of a counted text too). The
+// first character of an element has its own word where the next byte is
+// 1..0x7F and is second of no element (with an element of one character
+// every byte is).
+template <class End>
 __attribute__((always_inline)) inline int quick_word(const vls::coll::FastTable *ft, uint32_t lead2,
-                                                     const unsigned char *p, uint32_t &w) {
+                                                     const unsigned char *p, End end, uint32_t &w) {
+  const uint16_t *const words = End::kTerminated ? ft->term0 : ft->word0;
+  if constexpr (!End::kTerminated)
+    if (end.at(p)) return 0;
   const unsigned b = p[0];
   if (b < 0x80) {
-    w = ft->term0[b];
-    if (__builtin_expect(w == vls::coll::kFastElem, 0) && p[1] - 1u < 0x7Fu && !ft->elem_second[p[1]])
+    w = words[b];
+    // (The byte 0 that ends a terminated text fails the range check.)
+    if (__builtin_expect(w == vls::coll::kFastElem, 0) && (End::kTerminated || !end.at(p + 1)) &&
+        p[1] - 1u < 0x7Fu && !ft->elem_second[p[1]])
       w = ft->elem_word0[b];
     return 1;
   }
+  if constexpr (!End::kTerminated)
+    if (end.e - p < 2) return 0;
   const int32_t k = vls::coll::fast_index2(b, p[1]);
   if (k < 0 || !(lead2 >> (b - 0xC0) & 1u)) return 0;
-  w = ft->term0[k];
+  w = words[k];
   return 2;
 }
 
 // plain_first_pass over the characters of the fast table: the same answers,
 // and 2 (ends undefined) where it would read any other character. On -1 or
-// 1, `a` and `z` are left behind the characters read. A counted text
-// passes a head of the same codes of one byte on both sides, which start
-// no element, on both at once.
-template <class End>
+// 1, `a` and `z` are left behind the characters read. `Ascii`: the root
+// takes every byte below 0x80 whole (always so for a terminated text), so
+// that pairs of plain characters take quick_word; else a head of the same
+// codes of one byte on both sides, which start no element, is passed on
+// both at once.
+template <bool Ascii, class End>
 __attribute__((always_inline)) inline int fast_first_pass(const vls::coll::FastTable *ft, const multi_t *t,
                                                           uint32_t lead2, const unsigned char *&a, End e1,
                                                           const unsigned char *&z, End e2) {
+  static_assert(Ascii || !End::kTerminated);
   const unsigned char *f = t->root->flags;
   const unsigned char *p1 = a, *p2 = z;
-  if constexpr (!End::kTerminated)
+  if constexpr (!Ascii)
     while (!e1.at(p1) && !e2.at(p2) && *p1 == *p2 && ft->plain[*p1] && f[*p1] == VL_MULTI_COMPLETE) ++p1, ++p2;
   for (;;) {
-    if constexpr (End::kTerminated) {
+    if constexpr (Ascii) {
       // Two characters of the table with plain words (2..0x3FFF: no tie,
       // no expansion, not ignored) decide or pass at once.
       uint32_t w1, w2;
-      if (const int n1 = quick_word(ft, lead2, p1, w1))
-        if (const int n2 = quick_word(ft, lead2, p2, w2); n2 && w1 - 2u < 0x3FFEu && w2 - 2u < 0x3FFEu) {
+      if (const int n1 = quick_word(ft, lead2, p1, e1, w1))
+        if (const int n2 = quick_word(ft, lead2, p2, e2, w2); n2 && w1 - 2u < 0x3FFEu && w2 - 2u < 0x3FFEu) {
           p1 += n1;
           p2 += n2;
           if (w1 == w2) continue;
@@ -1676,7 +1688,7 @@ __attribute__((always_inline)) inline int fast_coll(vl_locale_t *h, const vls::c
                                                     const unsigned char *a, int32_t bytes1, const unsigned char *z,
                                                     int32_t bytes2) {
   const unsigned char *e1 = a + bytes1, *e2 = z + bytes2;
-  const int r = fast_first_pass(ft, t, 0, a, CountedEnd{e1}, z, CountedEnd{e2});
+  const int r = fast_first_pass<false>(ft, t, 0, a, CountedEnd{e1}, z, CountedEnd{e2});
   if (r != -1 && r != 1) return 2;
   // Only the bytes not read are left to check.
   const unsigned char *f = t->root->flags;
@@ -1699,7 +1711,7 @@ int lazy_coll(vl_locale_t *h, const multi_t *t, const unsigned char *a, int32_t 
   int first = 2;
   if (ft && (c.num_coll_elems == 0 || c.elem_candidates)) {
     const unsigned char *p1 = a, *p2 = z;
-    first = fast_first_pass(ft, t, 0, p1, CountedEnd{a + bytes1}, p2, CountedEnd{z + bytes2});
+    first = fast_first_pass<false>(ft, t, 0, p1, CountedEnd{a + bytes1}, p2, CountedEnd{z + bytes2});
     pos1 = static_cast<int32_t>(p1 - a);
     pos2 = static_cast<int32_t>(p2 - z);
   }
@@ -2434,6 +2446,47 @@ inline bool tree_coll_ok(vl_locale_t *h, const multi_t *tree) {
          h->collate.collation_kind == VL_COLL_TABLE && !_vlu_active(h, VL_LC_COLLATE);
 }
 
+// The fast table and the derived class table when texts of the handle may
+// take term_fast_coll or counted_fast_coll: a table locale whose passes all run
+// forward, read through a loaded class tree of one-byte characters that
+// takes every byte below 0x80 whole, nothing through the bridge (as
+// tree_coll_ok, with single_byte and codepoint_collation, and the two
+// bridge marks, read a pair at a time).
+__attribute__((always_inline)) inline bool term_fast_ok(const vl_locale_t *h, const vls::coll::FastTable *&ft,
+                                                        const vls::ctype::FastCtype *&fc) {
+  static_assert(offsetof(vl_locale_t, codepoint_collation) == offsetof(vl_locale_t, single_byte) + 4);
+  static_assert(VL_LC_COLLATE == VL_LC_CTYPE + 1);
+  ft = vls::coll::fast_table(h->collate);
+  if (!ft || !ft->forward) return false;
+  uint64_t flags, bridges;
+  memcpy(&flags, &h->single_byte, sizeof flags);
+  memcpy(&bridges, &h->bridge_active[VL_LC_CTYPE - 2], sizeof bridges);
+  if ((flags | bridges) != 0 || !h->coll_rows || h->collate.collation_kind != VL_COLL_TABLE) return false;
+  fc = vls::ctype::fast_of(h);
+  return vls::ctype::reads(fc, h->ctype.ctype_tree) && fc->cls_limit >= 0x80;
+}
+
+// The first pass of two counted texts from the fast table (term_fast_ok
+// holds), as term_fast_coll reads terminated ones: -1 or 1 with the rests
+// checked (0 with error 1 for an illegal text), 2 when the pass ties or
+// meets a character outside the table. Texts that share a head of more
+// than 16 bytes are left to tree_coll, which passes it in blocks.
+__attribute__((always_inline)) inline int counted_fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft,
+                                                            const vls::ctype::FastCtype *fc, const multi_t *t,
+                                                            const unsigned char *a, int32_t bytes1,
+                                                            const unsigned char *z, int32_t bytes2) {
+  if (std::min(bytes1, bytes2) > 16 && memcmp(a, z, 16) == 0) return 2;
+  const unsigned char *e1 = a + bytes1, *e2 = z + bytes2;
+  const int r = fast_first_pass<true>(ft, t, fc->lead2, a, CountedEnd{e1}, z, CountedEnd{e2});
+  if (r != -1 && r != 1) return 2;
+  const unsigned char *f = t->root->flags;
+  if (!rest_valid(t, f, true, a, e1) || !rest_valid(t, f, true, z, e2)) {
+    set_error(h, VL_EILSEQ);
+    return 0;
+  }
+  return r;
+}
+
 // tree_coll with the fast table's comparison in front, in the entry's own
 // frame: texts without a shared head of 16 bytes that the table decides
 // take no other call. (A built table has every pass's direction and the
@@ -2452,6 +2505,18 @@ __attribute__((always_inline)) inline int tree_coll_fast(vl_locale_t *h, const m
 
 VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, const char *s2, int32_t len2) {
   if (refuse_pair(h, s1, len1, s2, len2)) return 0;
+  // Counted texts of a table locale read through a tree that takes every
+  // byte below 0x80 whole: the fast table's first pass mostly decides at
+  // once.
+  if (len1 >= 0 && len2 >= 0) {
+    const vls::coll::FastTable *ft;
+    const vls::ctype::FastCtype *fc;
+    if (term_fast_ok(h, ft, fc))
+      if (const int r = counted_fast_coll(h, ft, fc, h->ctype.ctype_tree, reinterpret_cast<const unsigned char *>(s1),
+                                          len1, reinterpret_cast<const unsigned char *>(s2), len2);
+          r != 2)
+        return r;
+  }
   int32_t bytes1 = len1, bytes2 = len2;
   if (len1 == -1) {
     if (!_vlu_active(h, VL_LC_CTYPE) && h->ctype.ctype_tree && h->ctype.ctype_tree->min_length == 1) {
@@ -2586,7 +2651,7 @@ inline bool term_rest_valid(const multi_t *t, uint32_t lead2, const unsigned cha
 __attribute__((always_inline)) inline int term_fast_coll(vl_locale_t *h, const vls::coll::FastTable *ft,
                                                          const vls::ctype::FastCtype *fc, const multi_t *t,
                                                          const unsigned char *a, const unsigned char *z) {
-  const int r = fast_first_pass(ft, t, fc->lead2, a, TermEnd{}, z, TermEnd{});
+  const int r = fast_first_pass<true>(ft, t, fc->lead2, a, TermEnd{}, z, TermEnd{});
   if (r != -1 && r != 1) return 2;
   // Only the bytes not read are left to check.
   if (!term_rest_valid(t, fc->lead2, a) || !term_rest_valid(t, fc->lead2, z)) {
@@ -2594,26 +2659,6 @@ __attribute__((always_inline)) inline int term_fast_coll(vl_locale_t *h, const v
     return 0;
   }
   return r;
-}
-
-// The fast table and the derived class table when terminated texts of the
-// handle may take term_fast_coll: a table locale whose passes all run
-// forward, read through a loaded class tree of one-byte characters that
-// takes every byte below 0x80 whole, nothing through the bridge (as
-// tree_coll_ok, with single_byte and codepoint_collation, and the two
-// bridge marks, read a pair at a time).
-__attribute__((always_inline)) inline bool term_fast_ok(const vl_locale_t *h, const vls::coll::FastTable *&ft,
-                                                        const vls::ctype::FastCtype *&fc) {
-  static_assert(offsetof(vl_locale_t, codepoint_collation) == offsetof(vl_locale_t, single_byte) + 4);
-  static_assert(VL_LC_COLLATE == VL_LC_CTYPE + 1);
-  ft = vls::coll::fast_table(h->collate);
-  if (!ft || !ft->forward) return false;
-  uint64_t flags, bridges;
-  memcpy(&flags, &h->single_byte, sizeof flags);
-  memcpy(&bridges, &h->bridge_active[VL_LC_CTYPE - 2], sizeof bridges);
-  if ((flags | bridges) != 0 || !h->coll_rows || h->collate.collation_kind != VL_COLL_TABLE) return false;
-  fc = vls::ctype::fast_of(h);
-  return vls::ctype::reads(fc, h->ctype.ctype_tree) && fc->cls_limit >= 0x80;
 }
 
 __attribute__((noinline)) int im_terminated(vl_locale_t *h, const char *s1, const char *s2) {

@@ -484,7 +484,8 @@ TEST_P(CollateOracle, MultibyteEntriesAreTheWideEngine) {
 // and the error of a pair do not depend on where the texts lie, and a text
 // that ends on the last byte of a page before one that cannot be read is
 // read safely. Each pair is placed at every offset of a block and against
-// such a page, on either side.
+// such a page, on either side; counted, a text that ends on a page's last
+// byte is read no further.
 TEST_P(CollateOracle, TerminatedTextsAnywhere) {
   if (h->single_byte) GTEST_SKIP() << "single-byte";
   std::vector<std::string> pool, cs = chars();
@@ -527,6 +528,21 @@ TEST_P(CollateOracle, TerminatedTextsAnywhere) {
     char *end_b = map + page - b.size() - 1;
     memcpy(end_b, b.c_str(), b.size() + 1);
     check(a.c_str(), end_b, "second at a page's end");
+    // Counted, each side in turn ending on the page's last byte (with no
+    // terminator behind it).
+    for (int side = 0; side < 2; ++side) {
+      const std::string &moved = side ? b : a;
+      char *at = map + page - moved.size();
+      memcpy(at, moved.data(), moved.size());
+      h->vl_errno = 0;
+      const int counted = side ? _kvx_vl_im_mbfscoll(h, a.data(), static_cast<int32_t>(a.size()), at,
+                                                     static_cast<int32_t>(b.size()))
+                               : _kvx_vl_im_mbfscoll(h, at, static_cast<int32_t>(a.size()), b.data(),
+                                                     static_cast<int32_t>(b.size()));
+      if ((counted != want || h->vl_errno != want_err) && bad++ < 10)
+        ADD_FAILURE() << hex(a) << " vs " << hex(b) << " counted, side " << side << " at a page's end: " << counted
+                      << " error " << h->vl_errno << ", want " << want << " error " << want_err;
+    }
   }
   munmap(map, static_cast<size_t>(2 * page));
   EXPECT_EQ(bad, 0);
