@@ -1008,14 +1008,6 @@ inline bool ascii_whole(const unsigned char *f) {
   return (h[0] | h[1]) == 0;
 }
 
-// Whether the child of lead byte `b` takes every byte 0x80..0xBF as the
-// last byte of a character (a lead of two-byte UTF-8, as the tree has it).
-inline bool lead_takes_trails(const multi_t *t, unsigned b) {
-  if (t->root->flags[b] != VL_MULTI_LEADS) return false;
-  const unsigned char *g = vls::tree::child(t->root, b)->flags;
-  return g && vls::tree::all_complete(g, 0x80, 0xC0);
-}
-
 // The bytes at the head of `n` bytes at `s` that are whole characters of
 // one byte below 0x80 or of two bytes (a lead 0xC0..0xDF whose child takes
 // every 0x80..0xBF, then such a byte), found 32 bytes at a time; the root
@@ -1056,7 +1048,7 @@ int32_t two_byte_run(const multi_t *t, const unsigned char *s, int32_t n) {
       for (uint32_t m = lead; m != 0; m &= m - 1) {
         const unsigned b = s[i + __builtin_ctz(m)];
         if (!(good >> (b - 0xC0) & 1u)) {
-          if (!lead_takes_trails(t, b)) return i - static_cast<int32_t>(carry);
+          if (!vls::tree::lead_takes_trails(t, b)) return i - static_cast<int32_t>(carry);
           good |= 1u << (b - 0xC0);
         }
       }
@@ -2452,7 +2444,7 @@ inline bool tree_coll_ok(vl_locale_t *h, const multi_t *tree) {
 // takes every byte below 0x80 whole, nothing through the bridge (as
 // tree_coll_ok, with single_byte and codepoint_collation, and the two
 // bridge marks, read a pair at a time).
-__attribute__((always_inline)) inline bool term_fast_ok(const vl_locale_t *h, const vls::coll::FastTable *&ft,
+__attribute__((always_inline)) inline bool pair_path_ok(const vl_locale_t *h, const vls::coll::FastTable *&ft,
                                                         const vls::ctype::FastCtype *&fc) {
   static_assert(offsetof(vl_locale_t, codepoint_collation) == offsetof(vl_locale_t, single_byte) + 4);
   static_assert(VL_LC_COLLATE == VL_LC_CTYPE + 1);
@@ -2466,7 +2458,7 @@ __attribute__((always_inline)) inline bool term_fast_ok(const vl_locale_t *h, co
   return vls::ctype::reads(fc, h->ctype.ctype_tree) && fc->cls_limit >= 0x80;
 }
 
-// The first pass of two counted texts from the fast table (term_fast_ok
+// The first pass of two counted texts from the fast table (pair_path_ok
 // holds), as term_fast_coll reads terminated ones: -1 or 1 with the rests
 // checked (0 with error 1 for an illegal text), 2 when the pass ties or
 // meets a character outside the table. Texts that share a head of more
@@ -2511,11 +2503,12 @@ VLS_API int _kvx_vl_im_mbfscoll(vl_locale_t *h, const char *s1, int32_t len1, co
   if (len1 >= 0 && len2 >= 0) {
     const vls::coll::FastTable *ft;
     const vls::ctype::FastCtype *fc;
-    if (term_fast_ok(h, ft, fc))
-      if (const int r = counted_fast_coll(h, ft, fc, h->ctype.ctype_tree, reinterpret_cast<const unsigned char *>(s1),
-                                          len1, reinterpret_cast<const unsigned char *>(s2), len2);
-          r != 2)
-        return r;
+    if (pair_path_ok(h, ft, fc)) {
+      const auto *a = reinterpret_cast<const unsigned char *>(s1), *z = reinterpret_cast<const unsigned char *>(s2);
+      const int r = counted_fast_coll(h, ft, fc, h->ctype.ctype_tree, a, len1, z, len2);
+      // (Not the table's first pass again.)
+      return r != 2 ? r : tree_coll(h, h->ctype.ctype_tree, a, len1, z, len2, true);
+    }
   }
   int32_t bytes1 = len1, bytes2 = len2;
   if (len1 == -1) {
@@ -2684,8 +2677,14 @@ VLS_API int _vl_im_mbscoll(vl_locale_t *h, const char *s1, const char *s2) {
     const vls::coll::FastTable *ft;
     const vls::ctype::FastCtype *fc;
     const bool head = a[0] == z[0] && a[0] && a[1] == z[1] && a[1] && a[2] == z[2] && a[2] && a[3] == z[3] && a[3];
-    if (!head && term_fast_ok(h, ft, fc))
-      if (const int r = term_fast_coll(h, ft, fc, h->ctype.ctype_tree, a, z); r != 2) return r;
+    if (!head && pair_path_ok(h, ft, fc)) {
+      const int r = term_fast_coll(h, ft, fc, h->ctype.ctype_tree, a, z);
+      // (Not the table's first pass again; the table's tree has characters
+      // of one byte, so the terminator is one.)
+      return r != 2 ? r
+                    : tree_coll(h, h->ctype.ctype_tree, a, static_cast<int32_t>(strlen(s1)), z,
+                                static_cast<int32_t>(strlen(s2)), true);
+    }
   }
   return im_terminated(h, s1, s2);
 }

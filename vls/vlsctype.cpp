@@ -516,10 +516,7 @@ void build_fast(vl_locale_t *h) {
   f->ctype_tree = c.ctype_tree;
   f->lead2 = 0;
   for (unsigned lb = 0xC0; lb < 0xE0; ++lb)
-    if (c.ctype_tree->root->flags[lb] == VL_MULTI_LEADS) {
-      const unsigned char *g = vls::tree::child(c.ctype_tree->root, lb)->flags;
-      if (g && vls::tree::all_complete(g, 0x80, 0xC0)) f->lead2 |= 1u << (lb - 0xC0);
-    }
+    if (vls::tree::lead_takes_trails(c.ctype_tree, lb)) f->lead2 |= 1u << (lb - 0xC0);
   memcpy(f->cls_lead, lead[0], sizeof f->cls_lead);
   memcpy(f->cas_lead, lead[1], sizeof f->cas_lead);
   // The direct answers, as the walk gives them.

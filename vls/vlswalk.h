@@ -229,6 +229,14 @@ inline bool all_complete(const unsigned char *flags, int from, int to) {
   return diff == 0;
 }
 
+// Whether the child of lead byte `b` takes every byte 0x80..0xBF as the
+// last byte of a character (a lead of two-byte UTF-8, as the tree has it).
+inline bool lead_takes_trails(const multi_t *t, unsigned b) {
+  if (t->root->flags[b] != VL_MULTI_LEADS) return false;
+  const unsigned char *g = child(t->root, b)->flags;
+  return g && all_complete(g, 0x80, 0xC0);
+}
+
 // True when the tree takes every byte below 0x80 as a character of its own
 // (its value then the byte itself). Callers ask once per call, and only
 // when a run of such bytes is long enough to pay for the question.
