@@ -61,15 +61,9 @@ inline vl_wchar pick(const vl_case_pair *p) {
 using vls::ctype::FastCtype;
 using vls::ctype::FastLeaf;
 using vls::ctype::fast_of;
+using vls::ctype::leaf_of;
 using vls::ctype::kFastMark;
 using vls::ctype::kLeafUnit;
-
-// The leaf that holds a value of up to three bytes at or above the part's
-// limit; the value is there when its flag completes it.
-__attribute__((always_inline)) inline const FastLeaf &fast_leaf(const FastCtype *f, const uint32_t *lead, vl_wchar v) {
-  const uint16_t unit = f->rows[static_cast<uint32_t>(lead[v >> 16] + (v >> 8))];
-  return *reinterpret_cast<const FastLeaf *>(reinterpret_cast<const unsigned char *>(f->leaves) + size_t{unit} * kLeafUnit);
-}
 
 template <bool Upper>
 __attribute__((noinline)) vl_wchar im_towcase_walk(vl_locale_t *h, vl_wchar value) {
@@ -89,7 +83,7 @@ inline vl_wchar im_towcase(vl_locale_t *h, vl_wchar value) {
       if (value < f->cas_limit) return Upper ? f->upper[value] : f->lower[value];
       const size_t b = value & 0xFFu;
       if (__builtin_expect(value <= 0xFFFFFFu, 1))
-        if (const FastLeaf &l = fast_leaf(f, f->cas_lead, value); __builtin_expect(l.flags[b] == VL_MULTI_COMPLETE, 1)) {
+        if (const FastLeaf &l = leaf_of(f, f->cas_lead, value); __builtin_expect(l.flags[b] == VL_MULTI_COMPLETE, 1)) {
           const uint32_t index = row_u16(l.data + 2 * b);
           if (index == 0 || static_cast<int32_t>(index) > h->case_pair_count) return value;
           const vl_case_pair &p = h->ctype.case_pairs[index];
@@ -413,8 +407,7 @@ int read_expansion(void *stream, vl_locale_t *h) {
 
 // ---- building the derived table --------------------------------------------------------
 
-// Leaf 0: flags that complete nothing.
-constexpr unsigned char kNoFlags[256] = {};
+using vls::ctype::kNoFlags;
 using Node = vls::tree::Node;
 
 // The rows and leaves as they are gathered from both trees (alike nodes
@@ -571,7 +564,7 @@ VLS_API uint32_t _vl_im_iswctype(vl_locale_t *h, vl_wchar value, uint32_t mask) 
       if (value < f->cls_limit) return f->masks[value] & mask;
       const size_t b = value & 0xFFu;
       if (__builtin_expect(value <= 0xFFFFFFu, 1))
-        if (const FastLeaf &l = fast_leaf(f, f->cls_lead, value); __builtin_expect(l.flags[b] == VL_MULTI_COMPLETE, 1))
+        if (const FastLeaf &l = leaf_of(f, f->cls_lead, value); __builtin_expect(l.flags[b] == VL_MULTI_COMPLETE, 1))
           return row_u16(l.data + 2 * b) & mask;
     }
   return iswctype_walk(h, value, mask);

@@ -63,6 +63,80 @@ inline const FastCtype *fast_of(const vl_locale_t *h) {
 // the root takes every byte below cls_limit whole.
 inline bool reads(const FastCtype *f, const multi_t *tree) { return f && f->ctype_tree == tree; }
 
+// The leaf that holds a value of up to three bytes at or above the part's
+// limit (`lead` is cls_lead or cas_lead); the value is there when its flag
+// completes it.
+__attribute__((always_inline)) inline const FastLeaf &leaf_of(const FastCtype *f, const uint32_t *lead, vl_wchar v) {
+  const uint16_t unit = f->rows[static_cast<uint32_t>(lead[v >> 16] + (v >> 8))];
+  return *reinterpret_cast<const FastLeaf *>(reinterpret_cast<const unsigned char *>(f->leaves) + size_t{unit} * kLeafUnit);
+}
+
+// Flags that complete nothing: leaf 0 of every table.
+inline constexpr unsigned char kNoFlags[256] = {};
+
+// Rows for a handle without the table: row 0 only, each lead's entry less
+// 256 times the lead as in a table, and leaf 0.
+struct NoRows {
+  uint16_t row[256];
+  uint32_t lead[256];
+  FastLeaf leaf;
+};
+constexpr NoRows make_no_rows() {
+  NoRows n{};
+  for (uint32_t b = 0; b < 256; ++b) n.lead[b] = 0u - 256u * b;
+  n.leaf = {kNoFlags, nullptr};
+  return n;
+}
+inline constexpr NoRows kNoRows = make_no_rows();
+
+// The class rows as a reader of text uses them. A handle without the table
+// gets rows that name only leaf 0, so every character takes the walk.
+class TextRows {
+ public:
+  explicit TextRows(const FastCtype *f)
+      : rows_(f ? f->rows : kNoRows.row),
+        lead_(f ? f->cls_lead : kNoRows.lead),
+        under_(rows_ + lead_[0]),
+        leaves_(f ? reinterpret_cast<const unsigned char *>(f->leaves) : reinterpret_cast<const unsigned char *>(&kNoRows.leaf)) {}
+
+  // The character of two or three bytes at `p`: its length with its value
+  // (the bytes folded) in `v`, or 0 when the rows cannot tell (a character
+  // of one or four bytes, bytes that are no character, a node the table
+  // left out), and the caller walks. The rows name a node under a lead
+  // only where the tree leads there, so a completing flag means the walk
+  // completes on the same bytes. `p[0]` is 0x80 or above; `p[2]` is read
+  // only when `p[1]` is not zero, so a terminated text is not read past
+  // its terminator.
+  __attribute__((always_inline)) int32_t read(const unsigned char *p, vl_wchar &v) const {
+    const unsigned b0 = p[0], b1 = p[1];
+    if (two(b0, b1)) {
+      v = b0 << 8 | b1;
+      return 2;
+    }
+    if (!b1) return 0;
+    const unsigned b2 = p[2];
+    if (!three(b0, b1, b2)) return 0;
+    v = b0 << 16 | b1 << 8 | b2;
+    return 3;
+  }
+
+  // Whether the bytes complete a character of two (three) bytes.
+  bool two(unsigned b0, unsigned b1) const { return flags(under_[b0])[b1] == VL_MULTI_COMPLETE; }
+  bool three(unsigned b0, unsigned b1, unsigned b2) const {
+    return flags(rows_[static_cast<uint32_t>(lead_[b0] + (b0 << 8 | b1))])[b2] == VL_MULTI_COMPLETE;
+  }
+
+ private:
+  const unsigned char *flags(uint16_t unit) const {
+    return reinterpret_cast<const FastLeaf *>(leaves_ + size_t{unit} * kLeafUnit)->flags;
+  }
+
+  const uint16_t *rows_;
+  const uint32_t *lead_;
+  const uint16_t *under_;  // the entries of the nodes under each lead byte
+  const unsigned char *leaves_;
+};
+
 }  // namespace vls::ctype
 
 #endif

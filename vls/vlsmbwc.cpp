@@ -11,10 +11,14 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include <vls/vlsctype.h>
 #include <vls/vlsvlu.h>
 
+#include "vlsctypefast.h"
 #include "vlsint.h"
 #include "vlswalk.h"
 
@@ -61,15 +65,131 @@ inline int32_t put_wide(const multi_t *tree, unsigned char *out, vl_wchar v) {
   return w.ok() ? w.bytes : -1;
 }
 
-// A byte below 0x80 that the root takes as a whole character: its value is
-// the byte. The test the walk's first step makes, without the walk.
-inline bool one_byte(const unsigned char *root_flags, unsigned b) {
-  return b < 0x80 && root_flags && root_flags[b] == VL_MULTI_COMPLETE;
-}
-
 // After this many one-byte characters in a row a call asks once whether the
 // tree takes all of ASCII that way, and then goes eight bytes at a time.
 constexpr int32_t kRunForWords = 16;
+
+// Eight bytes as eight wide values.
+inline void widen8(vl_wchar *out, const unsigned char *b) {
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i half = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(b)), zero);
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_unpacklo_epi16(half, zero));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4), _mm_unpackhi_epi16(half, zero));
+#else
+  for (int j = 0; j < 8; ++j) out[j] = b[j];
+#endif
+}
+
+// `n` bytes as as many wide values.
+inline void widen(vl_wchar *out, const unsigned char *b, int32_t n) {
+  int32_t i = 0;
+  for (; i + 8 <= n; i += 8) widen8(out + i, b + i);
+  for (; i < n; ++i) out[i] = b[i];
+}
+
+// The class rows of the handle's tree, when LC_CTYPE derived them: they
+// read most characters of two and three bytes without a walk.
+inline vls::ctype::TextRows text_rows(const vl_locale_t *h) {
+  const vls::ctype::FastCtype *f = vls::ctype::fast_of(h);
+  return vls::ctype::TextRows(vls::ctype::reads(f, h->ctype.ctype_tree) ? f : nullptr);
+}
+
+// The character at `p`, of bytes that may be read up to `limit`
+// (kUnbounded: a terminated text): its length with its value in `v`,
+// through the rows when they tell, else by the walk; 0 on failure with the
+// walk's error in `err`.
+__attribute__((always_inline)) inline int32_t next_char(const multi_t *tree, const vls::ctype::TextRows &rows,
+                                                        const unsigned char *p, int32_t limit, vl_wchar &v,
+                                                        uint32_t &err) {
+  if (*p >= 0x80 && limit >= 3)
+    if (const int32_t n = rows.read(p, v)) return n;
+  const Walk w = walk(tree, p, limit);
+  if (!w.ok()) {
+    err = w.err;
+    return 0;
+  }
+  v = w.value;
+  return w.bytes;
+}
+
+// Reads the NUL-terminated text at `at` of a tree-driven locale, at most
+// `room` characters, a walk reading at most `limit` bytes; with Store each
+// value goes to `target` (the terminator's value too when room is left).
+// `at` ends at the terminator (or after the last character taken). Gives
+// the characters before it, or -1 with the error in `err` at bytes that are
+// no character. Runs of one-byte characters go eight bytes at a time once
+// they are long enough to pay for asking whether the tree takes all of
+// ASCII. Not inlined, so that the rows stay in registers.
+template <bool Store>
+__attribute__((noinline)) int32_t read_terminated(const multi_t *tree, const vls::ctype::TextRows rows,
+                                                  const unsigned char *&at, int32_t room, int32_t limit,
+                                                  uint32_t &err, vl_wchar *target = nullptr) {
+  const unsigned char *rf = tree->root->flags;
+  if (!rf) {  // a root that takes no byte
+    if (room < 1) return 0;
+    err = VL_EILSEQ;
+    return -1;
+  }
+  const unsigned char *p = at;
+  int32_t i = 0, run = 0;
+  int direct = -1;
+  while (i < room) {
+    const unsigned b = *p;
+    if (b < 0x80 && rf[b] == VL_MULTI_COMPLETE) {
+      if constexpr (Store) target[i] = b;
+      if (!b) break;
+      ++p;
+      ++i;
+      if (++run >= kRunForWords) {
+        run = 0;
+        if (direct < 0) direct = vls::tree::ascii_direct(tree);
+        if (direct) {
+          const size_t left = static_cast<size_t>(room - i);
+          size_t k;
+          if constexpr (Store) {
+            vl_wchar *out = target + i;
+            k = vls::tree::ascii_words<true>(p, left, [out](size_t j, const unsigned char *w) { widen8(out + j, w); });
+          } else {
+            k = vls::tree::ascii_words<true>(p, left, [](size_t, const unsigned char *) {});
+          }
+          p += k;
+          i += static_cast<int32_t>(k);
+        }
+      }
+      continue;
+    }
+    run = 0;
+    vl_wchar v = 0;
+    int32_t n = 0;
+    if (b >= 0x80) {  // then p[1] may be read, and p[2] when p[1] is not zero
+      const unsigned b1 = p[1];
+      if (rows.two(b, b1)) {
+        v = b << 8 | b1;
+        n = 2;
+      } else if (b1 && rows.three(b, b1, p[2])) {
+        v = b << 16 | b1 << 8 | p[2];
+        n = 3;
+      }
+    }
+    if (!n) {
+      const Walk w = walk(tree, p, limit);
+      if (!w.ok()) {
+        err = w.err;
+        at = p;
+        return -1;
+      }
+      v = w.value;
+      n = w.bytes;
+    }
+    if constexpr (Store) target[i] = v;
+    if (!v) break;
+    p += n;
+    ++i;
+  }
+  at = p;
+  return i;
+}
 
 inline int wctomb_on(vl_locale_t *h, const multi_t *tree, char *target, vl_wchar v) {
   if (!tree) return fail(h, VL_EILSEQ);
@@ -202,31 +322,11 @@ VLS_API int vl_mbsbytes(vl_locale_t *h, const char *string) {
     if (len < 0) return 0;
     n = static_cast<size_t>(p - ubytes(string));
   } else {
-    const multi_t *tree = h->ctype.ctype_tree;
-    const unsigned char *rf = tree->root->flags;
     const unsigned char *p = ubytes(string);
-    int32_t run = 0;
-    int direct = -1;
-    for (;;) {
-      const unsigned b = *p;
-      if (one_byte(rf, b)) {
-        if (!b) break;
-        ++p;
-        if (++run >= kRunForWords) {
-          run = 0;
-          if (direct < 0) direct = vls::tree::ascii_direct(tree);
-          if (direct) p += vls::tree::ascii_words<true>(p, PTRDIFF_MAX, [](size_t, unsigned) {});
-        }
-        continue;
-      }
-      run = 0;
-      const Walk w = walk(tree, p, kMaxChar);
-      if (!w.ok()) {
-        fail(h, w.err);
-        return 0;
-      }
-      if (!w.value) break;
-      p += w.bytes;
+    uint32_t err = 0;
+    if (read_terminated<false>(h->ctype.ctype_tree, text_rows(h), p, kUnbounded, kMaxChar, err) < 0) {
+      fail(h, err);
+      return 0;
     }
     n = static_cast<size_t>(p - ubytes(string));
   }
@@ -267,36 +367,10 @@ VLS_API int _kvx_vl_im_mbfslen(vl_locale_t *h, const char *string, int32_t lengt
     if (h->single_byte) return static_cast<int>(strlen(string));
     // One pass: measuring the string first and counting up to that end
     // walks the same characters twice with the same outcome.
-    const multi_t *tree = h->ctype.ctype_tree;
-    const unsigned char *rf = tree->root->flags;
     const unsigned char *p = ubytes(string);
-    int count = 0;
-    int32_t run = 0;
-    int direct = -1;
-    for (;;) {
-      const unsigned b = *p;
-      if (one_byte(rf, b)) {
-        if (!b) return count;
-        ++count;
-        ++p;
-        if (++run >= kRunForWords) {
-          run = 0;
-          if (direct < 0) direct = vls::tree::ascii_direct(tree);
-          if (direct) {
-            const size_t k = vls::tree::ascii_words<true>(p, INT32_MAX, [](size_t, unsigned) {});
-            p += k;
-            count += static_cast<int>(k);
-          }
-        }
-        continue;
-      }
-      run = 0;
-      const Walk w = walk(tree, p, kMaxChar);
-      if (!w.ok()) return fail(h, VL_EILSEQ);
-      if (!w.value) return count;
-      ++count;
-      p += w.bytes;
-    }
+    uint32_t err = 0;
+    const int32_t count = read_terminated<false>(h->ctype.ctype_tree, text_rows(h), p, kUnbounded, kMaxChar, err);
+    return count < 0 ? fail(h, VL_EILSEQ) : count;
   }
   if (length == -1) {
     // A failed measure (or a null string) leaves a negative length: no
@@ -348,12 +422,11 @@ VLS_API int _kvx_vl_is_mbfstowcfs(vl_locale_t *h, vl_wchar *target, const char *
   if (length == -1) {
     // The zero byte is copied too but not counted.
     const int32_t n = static_cast<int32_t>(strnlen(source, static_cast<size_t>(capacity)));
-    const int32_t copy = n < capacity ? n + 1 : n;
-    for (int32_t i = 0; i < copy; ++i) target[i] = s[i];
+    widen(target, s, n < capacity ? n + 1 : n);
     return n;
   }
   const int32_t n = length < capacity ? length : capacity;
-  for (int32_t i = 0; i < n; ++i) target[i] = s[i];
+  widen(target, s, n);
   return n;
 }
 
@@ -372,54 +445,25 @@ VLS_API int _kvx_vl_im_mbfstowcfs(vl_locale_t *h, vl_wchar *target, const char *
   if (length < -1) return fail(h, VL_EBADARG);
   if (!source && capacity > 0) return fail(h, VL_EBADPTR);
   const multi_t *tree = h->ctype.ctype_tree;
+  const vls::ctype::TextRows rows = text_rows(h);
   const unsigned char *p = ubytes(source);
-  int32_t i = 0;
+  uint32_t err = 0;
   if (length != -1) {
     const unsigned char *end = p + length;
+    int32_t i = 0;
     while (i < capacity) {
       const int32_t room = static_cast<int32_t>(end - p);
       if (room < 1) return fail(h, VL_EILSEQ);
-      const Walk w = walk(tree, p, room);
-      if (!w.ok()) return fail(h, VL_EILSEQ);
-      target[i] = w.value;
-      p += w.bytes;
+      const int32_t n = next_char(tree, rows, p, room, target[i], err);
+      if (!n) return fail(h, VL_EILSEQ);
+      p += n;
       if (p >= end) break;
       ++i;
     }
     return i + 1;
   }
-  const unsigned char *rf = tree->root->flags;
-  int32_t run = 0;
-  int direct = -1;
-  while (i < capacity) {
-    const unsigned b = *p;
-    if (one_byte(rf, b)) {
-      target[i] = b;
-      if (!b) break;
-      ++p;
-      ++i;
-      if (++run >= kRunForWords) {
-        run = 0;
-        if (direct < 0) direct = vls::tree::ascii_direct(tree);
-        if (direct) {
-          vl_wchar *out = target + i;
-          const size_t k = vls::tree::ascii_words<true>(p, static_cast<size_t>(capacity - i),
-                                                        [out](size_t j, unsigned c) { out[j] = c; });
-          p += k;
-          i += static_cast<int32_t>(k);
-        }
-      }
-      continue;
-    }
-    run = 0;
-    const Walk w = walk(tree, p, kUnbounded);
-    if (!w.ok()) return fail(h, VL_EILSEQ);
-    target[i] = w.value;
-    if (!w.value) break;
-    p += w.bytes;
-    ++i;
-  }
-  return i;
+  const int32_t n = read_terminated<true>(tree, rows, p, capacity, kUnbounded, err, target);
+  return n < 0 ? fail(h, VL_EILSEQ) : n;
 }
 
 VLS_API int _vl_im_mbstowcs(vl_locale_t *h, vl_wchar *target, const char *source, int32_t capacity) {

@@ -252,10 +252,11 @@ inline bool ascii8(uint64_t w) {
 }
 
 // The ASCII run at `p` in whole words of eight bytes, at most `room` bytes:
-// each byte is handed to `out` (index, byte) and the count of bytes taken is
-// returned; the bytes after the run are left to the caller's byte loop.
-// With StopAtNul the run ends before a zero byte and no byte past it is
-// read; otherwise zero is a character like any other byte below 0x80.
+// each word is handed to `out` (index of its first byte, the eight bytes)
+// and the count of bytes taken is returned; the bytes after the run are
+// left to the caller's byte loop. With StopAtNul the run ends before a
+// zero byte and no byte past it is read; otherwise zero is a character
+// like any other byte below 0x80.
 template <bool StopAtNul, typename Out>
 inline size_t ascii_words(const unsigned char *p, size_t room, Out &&out) {
   constexpr size_t kChunk = 256;
@@ -271,7 +272,7 @@ inline size_t ascii_words(const unsigned char *p, size_t room, Out &&out) {
       uint64_t w;
       memcpy(&w, p + done + k, sizeof w);
       if (StopAtNul ? !ascii8(w) : (w & kHigh) != 0) break;
-      for (size_t j = 0; j < 8; ++j) out(done + k + j, p[done + k + j]);
+      out(done + k, p + done + k);
       k += 8;
     }
     done += k;

@@ -6,6 +6,9 @@
 
 #include <langinfo.h>
 #include <monetary.h>
+#include <sys/mman.h>
+
+#include <random>
 
 #include "glibc_pair.h"
 
@@ -187,6 +190,88 @@ TEST_P(Oracle, Texts) {
   if (tc.alt_digits_count == 0) rows.push_back({"alt digits", "", ga});
   uselocale(old);
   for (const auto &[what, mine, theirs] : rows) EXPECT_EQ(hex(mine), hex(theirs)) << what;
+}
+
+// The text readers (conversion to wide of terminated and counted texts,
+// the length in characters, the length in bytes) give what stepping
+// through the text a character at a time gives: values, counts, where a
+// capacity stops, the error. Texts are generated from every character of
+// the codeset, odd bytes (stray trails, cut leads, bytes that are no
+// character) and ASCII runs long enough to be read in words, and placed
+// to end on the last byte of a page before one that cannot be read.
+TEST_P(Oracle, TextReadersStepAsOneCharacter) {
+  if (h->single_byte) GTEST_SKIP() << "single-byte";
+  std::vector<std::string> cs;
+  std::string prefix;
+  walk(h->ctype.ctype_tree->root, prefix, cs);
+  std::erase_if(cs, [](const std::string &c) { return c.find('\0') != std::string::npos; });
+  const std::vector<std::string> odd = {"\x80", "\xBF", "\xC3", "\xE3\x81", "\xFF", "\x8E", "\x8F\xA2", "\xA4", "\xF0\x9F"};
+  std::mt19937 rng(11);
+  auto pick = [&](size_t n) { return static_cast<size_t>(rng() % n); };
+  const long page = sysconf(_SC_PAGESIZE);
+  char *map = static_cast<char *>(mmap(nullptr, static_cast<size_t>(2 * page), PROT_READ | PROT_WRITE,
+                                       MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(map, MAP_FAILED);
+  ASSERT_EQ(mprotect(map + page, static_cast<size_t>(page), PROT_NONE), 0);
+  constexpr vl_wchar kUnset = 0xDEADBEEF;
+  long bad = 0;
+  for (int k = 0; k < 3000 && bad < 10; ++k) {
+    std::string x;
+    for (size_t n = 1 + pick(14); n; --n) {
+      const size_t what = pick(20);
+      if (what == 0) x += odd[pick(odd.size())];
+      else if (what == 1) x += std::string(8 + pick(40), static_cast<char>('a' + pick(26)));
+      else x += cs[pick(cs.size())];
+    }
+    if (x.size() > 400) continue;
+    // One character at a time.
+    std::vector<vl_wchar> want;
+    uint32_t want_err = 0;
+    for (const char *p = x.c_str();;) {
+      vl_wchar v;
+      h->vl_errno = 0;
+      const int n = vl_full_mbtowc(h, &v, p, 4);
+      if (n < 0) want_err = h->vl_errno;
+      if (n <= 0) break;
+      want.push_back(v);
+      p += n;
+    }
+    const int n = static_cast<int>(want.size());
+    SCOPED_TRACE(hex(x));
+    char *t = map + page - x.size() - 1;  // the terminator on the page's last byte
+    memcpy(t, x.c_str(), x.size() + 1);
+    // The error as the call leaves it: each call clears it first.
+    auto got = [&](auto call, int ok_r, uint32_t ok_err, const char *what) {
+      h->vl_errno = 0;
+      const int r = call();
+      if (r != ok_r || h->vl_errno != ok_err) {
+        ++bad;
+        ADD_FAILURE() << what << ": " << r << " error " << h->vl_errno << ", want " << ok_r << " error " << ok_err;
+      }
+    };
+    got([&] { return _vl_im_mbslen(h, t); }, want_err ? -1 : n, want_err, "mbslen");
+    got([&] { return vl_mbsbytes(h, t); }, want_err ? 0 : static_cast<int>(x.size()) + 1, want_err, "mbsbytes");
+    for (int cap : {n + 1, n, static_cast<int>(pick(static_cast<size_t>(n) + 1))}) {
+      std::vector<vl_wchar> out(static_cast<size_t>(n) + 2, kUnset);
+      const bool fails = want_err && cap > n;
+      got([&] { return h->mbstowcs_fn(h, out.data(), t, cap); }, fails ? -1 : std::min(cap, n), fails ? VL_EILSEQ : 0,
+          "mbstowcs");
+      if (fails) continue;
+      std::vector<vl_wchar> w(want.begin(), want.begin() + std::min(cap, n));
+      if (cap > n) w.push_back(0);
+      w.resize(out.size(), kUnset);
+      if (out != w) ++bad, ADD_FAILURE() << "mbstowcs values, capacity " << cap;
+    }
+    // Counted, ending on the page's last byte.
+    char *c = map + page - x.size();
+    memcpy(c, x.data(), x.size());
+    std::vector<vl_wchar> out(static_cast<size_t>(n) + 2, kUnset);
+    got([&] { return h->mbfstowcfs_fn(h, out.data(), c, static_cast<int32_t>(x.size()), n + 1); }, want_err ? -1 : n,
+        want_err ? VL_EILSEQ : 0, "mbfstowcfs");
+    if (!want_err && !std::equal(want.begin(), want.end(), out.begin())) ++bad, ADD_FAILURE() << "mbfstowcfs values";
+  }
+  munmap(map, static_cast<size_t>(2 * page));
+  EXPECT_EQ(bad, 0);
 }
 
 // The file sits where the library looks for the locale's specification.
