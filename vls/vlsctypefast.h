@@ -97,7 +97,11 @@ class TextRows {
       : rows_(f ? f->rows : kNoRows.row),
         lead_(f ? f->cls_lead : kNoRows.lead),
         under_(rows_ + lead_[0]),
-        leaves_(f ? reinterpret_cast<const unsigned char *>(f->leaves) : reinterpret_cast<const unsigned char *>(&kNoRows.leaf)) {}
+        leaves_(f ? reinterpret_cast<const unsigned char *>(f->leaves) : reinterpret_cast<const unsigned char *>(&kNoRows.leaf)),
+        ascii_(f && f->cls_limit >= 0x80) {}
+
+  // Whether the root takes every byte below 0x80 as a character of its own.
+  bool ascii() const { return ascii_; }
 
   // The character of two or three bytes at `p`: its length with its value
   // (the bytes folded) in `v`, or 0 when the rows cannot tell (a character
@@ -135,6 +139,7 @@ class TextRows {
   const uint32_t *lead_;
   const uint16_t *under_;  // the entries of the nodes under each lead byte
   const unsigned char *leaves_;
+  bool ascii_;
 };
 
 }  // namespace vls::ctype

@@ -8,6 +8,7 @@
 // tree are written inline and allocate nothing.
 #include <vls/vlsmbwc.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -69,6 +70,11 @@ inline int32_t put_wide(const multi_t *tree, unsigned char *out, vl_wchar v) {
 // tree takes all of ASCII that way, and then goes eight bytes at a time.
 constexpr int32_t kRunForWords = 16;
 
+// put_wide out of a hot loop's way.
+__attribute__((noinline)) int32_t put_wide_walk(const multi_t *tree, unsigned char *out, vl_wchar v) {
+  return put_wide(tree, out, v);
+}
+
 // Eight bytes as eight wide values.
 inline void widen8(vl_wchar *out, const unsigned char *b) {
 #if defined(__SSE2__)
@@ -86,6 +92,27 @@ inline void widen(vl_wchar *out, const unsigned char *b, int32_t n) {
   int32_t i = 0;
   for (; i + 8 <= n; i += 8) widen8(out + i, b + i);
   for (; i < n; ++i) out[i] = b[i];
+}
+
+// Values of 1..Top from `s` as bytes at `o`, at most `room` of them, up to
+// the first other value: the count written. No value behind that one is
+// read, so a terminated text is not read past its zero.
+template <vl_wchar Top>
+inline int32_t narrow_run(unsigned char *o, const vl_wchar *s, int32_t room) {
+  int32_t k = 0;
+  auto one = [&](int32_t at) {
+    const vl_wchar v = s[at];
+    if (v - 1u >= Top) return false;
+    o[at] = static_cast<unsigned char>(v);
+    return true;
+  };
+  for (; k + 4 <= room; k += 4)
+    if (!one(k)) return k;
+    else if (!one(k + 1)) return k + 1;
+    else if (!one(k + 2)) return k + 2;
+    else if (!one(k + 3)) return k + 3;
+  while (k < room && one(k)) ++k;
+  return k;
 }
 
 // The class rows of the handle's tree, when LC_CTYPE derived them: they
@@ -246,6 +273,91 @@ inline int wide_columns(vl_locale_t *h, vl_wchar v, uint32_t fw) {
 inline uint16_t mb_class(vl_locale_t *h, const unsigned char *p, const Walk &w) {
   if (const uint16_t *ct = h->class_table) return ct[*p];
   return class_mask(h->ctype.ctype_tree, w);
+}
+
+// narrow_run of ASCII out of the way of plain_run's registers.
+__attribute__((noinline)) int32_t ascii_run(unsigned char *o, const vl_wchar *s, int32_t room) {
+  return narrow_run<0x7F>(o, s, room);
+}
+
+// The values from `s` that are written without a walk, as their bytes at
+// `o`: values of one byte the root completes (`rf`: kNoFlags when values
+// of one byte need more bytes), runs of ASCII where the root takes all of
+// it whole, and values of two and three bytes the rows complete; at most
+// `count` values and `room` bytes, up to the first other value.
+struct Run {
+  int32_t values, bytes;
+};
+__attribute__((noinline)) Run plain_run(const vls::ctype::TextRows rows, const unsigned char *rf, unsigned char *out,
+                                        const vl_wchar *s, int32_t count, int32_t room) {
+  // A copy of the rows of its own: the bytes written could otherwise be
+  // the rows, which would be read again after every byte.
+  const vls::ctype::TextRows r = rows;
+  // Bounds as counts, not as pointers: a capacity may be far larger than
+  // the address space left behind the target.
+  if (room < 0) room = 0;
+  int32_t k = 0, n = 0;
+  while (k < count) {
+    const vl_wchar v = s[k];
+    if (v - 0x100u < 0xFF00u) {
+      if (room - n < 2 || !r.two(v >> 8, v & 0xFFu)) break;
+      out[n] = static_cast<unsigned char>(v >> 8);
+      out[n + 1] = static_cast<unsigned char>(v);
+      n += 2;
+    } else if (v - 1u < 0xFFu) {
+      if (n == room) break;
+      if (v < 0x80u && r.ascii()) {  // takes this value at least
+        const int32_t a = ascii_run(out + n, s + k, std::min(count - k, room - n));
+        k += a;
+        n += a;
+        continue;
+      }
+      if (rf[v] != VL_MULTI_COMPLETE) break;
+      out[n++] = static_cast<unsigned char>(v);
+    } else if (v - 0x10000u < 0xFF0000u) {
+      if (room - n < 3 || !r.three(v >> 16, (v >> 8) & 0xFFu, v & 0xFFu)) break;
+      out[n] = static_cast<unsigned char>(v >> 16);
+      out[n + 1] = static_cast<unsigned char>(v >> 8);
+      out[n + 2] = static_cast<unsigned char>(v);
+      n += 3;
+    } else {
+      break;
+    }
+    ++k;
+  }
+  return {k, n};
+}
+
+// The multibyte form of the values at `source` (up to a zero value, which
+// writes the terminator, when `length` is -1) into `t`, as far as whole
+// characters fit `capacity`: runs of values that need no walk at a time
+// (plain_run), the others by the walk. Not inlined, so that the rows stay
+// in registers.
+__attribute__((noinline)) int32_t write_multi(vl_locale_t *h, const multi_t *tree, const vls::ctype::TextRows rows,
+                                              unsigned char *t, const vl_wchar *source, int32_t length,
+                                              int32_t capacity) {
+  const int32_t end = length == -1 ? INT32_MAX : length;
+  const int32_t min = tree->min_length;
+  const unsigned char *rf = min == 1 && tree->root->flags ? tree->root->flags : vls::ctype::kNoFlags;
+  int32_t written = 0;
+  for (int32_t i = 0; i < end; ++i) {
+    if (const Run r = plain_run(rows, rf, t + written, source + i, end - i, capacity - written); r.values) {
+      written += r.bytes;
+      i += r.values;
+      if (i == end) break;
+    }
+    const vl_wchar v = source[i];
+    const int32_t len = wide_length(min, v);
+    if (static_cast<int64_t>(written) + len > capacity) return written;
+    if (length == -1 && !v) {
+      vl_mbsterm(h, reinterpret_cast<char *>(t + written));
+      return written;
+    }
+    const int32_t n = put_wide_walk(tree, t + written, v);
+    if (n < 0) return fail(h, VL_EILSEQ);
+    written += n;
+  }
+  return written;
 }
 
 }  // namespace
@@ -517,27 +629,31 @@ VLS_API int _kvx_vl_full_wcstombs(vl_locale_t *h, char *target, const vl_wchar *
   if (length < -1) return fail(h, VL_EBADARG);
   if (!source) return fail(h, VL_EBADPTR);
   const multi_t *tree = h->ctype.ctype_tree;
-  const bool single = h->single_byte != 0;
   unsigned char *t = reinterpret_cast<unsigned char *>(target);
+  const int32_t end = length == -1 ? INT32_MAX : length;
   int32_t written = 0;
-  for (int32_t i = 0; length == -1 || i < length; ++i) {
-    const vl_wchar v = source[i];
-    const int32_t len = wide_length(tree, v);
-    if (static_cast<int64_t>(written) + len > capacity) return written;
-    if (length == -1 && !v) {
-      vl_mbsterm(h, target + written);
-      return written;
-    }
-    if (single) {
+  const int32_t min = tree->min_length;
+  if (h->single_byte) {
+    for (int32_t i = 0; i < end; ++i) {
+      const vl_wchar v = source[i];
+      if (v - 1u < 0xFFu && min == 1 && written < capacity) {  // a run of values of one byte
+        const int32_t k = narrow_run<0xFF>(t + written, source + i, std::min(capacity - written, end - i));
+        written += k;
+        i += k - 1;
+        continue;
+      }
+      const int32_t len = wide_length(min, v);
+      if (static_cast<int64_t>(written) + len > capacity) return written;
+      if (length == -1 && !v) {
+        vl_mbsterm(h, target + written);
+        return written;
+      }
       t[written] = static_cast<unsigned char>(v);
       written += len;
-      continue;
     }
-    const int32_t n = put_wide(tree, t + written, v);
-    if (n < 0) return fail(h, VL_EILSEQ);
-    written += n;
+    return written;
   }
-  return written;
+  return write_multi(h, tree, text_rows(h), t, source, length, capacity);
 }
 
 VLS_API int vl_full_wcstombs(vl_locale_t *h, char *target, const vl_wchar *source, int32_t capacity) {

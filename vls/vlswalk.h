@@ -121,10 +121,10 @@ inline const unsigned char *text_row(const unsigned char *s, const multi_t *t, i
 
 // ---- wide values ---------------------------------------------------------------------------
 
-// Bytes of the multibyte form of a wide value: the tree's shortest length,
-// raised to cover the value's significant bytes.
-inline int32_t wide_length(const multi_t *t, vl_wchar v) {
-  int32_t len = t->min_length;
+// Bytes of the multibyte form of a wide value: the tree's shortest length
+// `min`, raised to cover the value's significant bytes.
+inline int32_t wide_length(int32_t min, vl_wchar v) {
+  int32_t len = min;
   if (v > 0xFFFFFFu) {
     len = 4;
   } else if (v > 0xFFFFu) {
@@ -134,6 +134,7 @@ inline int32_t wide_length(const multi_t *t, vl_wchar v) {
   }
   return len;
 }
+inline int32_t wide_length(const multi_t *t, vl_wchar v) { return wide_length(t->min_length, v); }
 
 struct NoSink {
   void operator()(unsigned) const {}

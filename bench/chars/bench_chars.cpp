@@ -282,6 +282,30 @@ void mbstowcs_all(benchmark::State &state, Set &s, Text &t, Side side, locale_t 
   ops(state, static_cast<double>(t.bytes.size()));
 }
 
+// The wide text back to multibyte: ns per byte written.
+void wcstombs_all(benchmark::State &state, Set &s, Text &t, Side side, locale_t l) {
+  std::vector<char> out(t.bytes.size() + 8);
+  if (side == kVls) {
+    std::vector<vl_wchar> w = t.vls_wide;
+    w.push_back(0);
+    vl_locale_t *h = s.h;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(vl_full_wcstombs(h, out.data(), w.data(), static_cast<int32_t>(out.size())));
+      benchmark::ClobberMemory();
+    }
+  } else {
+    std::vector<wchar_t> w = t.libc_wide;
+    w.push_back(0);
+    locale_t old = uselocale(l);
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(wcstombs(out.data(), w.data(), out.size()));
+      benchmark::ClobberMemory();
+    }
+    uselocale(old);
+  }
+  ops(state, static_cast<double>(t.bytes.size()));
+}
+
 // The length in characters: ns per byte.
 void mbslen(benchmark::State &state, Set &s, Text &t, Side side, locale_t l) {
   if (side == kVls) {
@@ -324,7 +348,7 @@ struct Op {
 };
 const Op kOps[] = {
     {"Classify", classify, "char"},     {"Upper", upper, "char"},  {"Mbtowc", mbtowc_each, "char"},
-    {"Mbstowcs", mbstowcs_all, "byte"}, {"Mbslen", mbslen, "byte"},
+    {"Mbstowcs", mbstowcs_all, "byte"}, {"Wcstombs", wcstombs_all, "byte"}, {"Mbslen", mbslen, "byte"},
 };
 
 void register_all() {

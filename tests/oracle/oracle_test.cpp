@@ -269,6 +269,32 @@ TEST_P(Oracle, TextReadersStepAsOneCharacter) {
     got([&] { return h->mbfstowcfs_fn(h, out.data(), c, static_cast<int32_t>(x.size()), n + 1); }, want_err ? -1 : n,
         want_err ? VL_EILSEQ : 0, "mbfstowcfs");
     if (!want_err && !std::equal(want.begin(), want.end(), out.begin())) ++bad, ADD_FAILURE() << "mbfstowcfs values";
+    // Back to multibyte, now and then with a value that is no character,
+    // against writing one value at a time; a value that does not fit by
+    // its size stops the text first.
+    std::vector<vl_wchar> w = want;
+    if (k % 3 == 0) w.insert(w.begin() + static_cast<long>(pick(w.size() + 1)), static_cast<vl_wchar>(rng() >> pick(32)));
+    w.push_back(0);
+    std::string mb;  // with the terminator when it fits
+    bool ended = false;
+    uint32_t ok_err = 0;
+    const int cap = k % 7 == 0 ? -2 : k % 2 ? static_cast<int>(pick(x.size() + 4)) : static_cast<int>(x.size()) + 8;
+    for (vl_wchar v : w) {
+      const int size = v > 0xFFFFFF ? 4 : v > 0xFFFF ? 3 : v > 0xFF ? 2 : 1;
+      if (static_cast<int>(mb.size()) + size > cap) break;
+      char one[8];
+      const int m = v ? vl_full_wctomb(h, one, v) : 1;
+      if (m < 0) {
+        ok_err = VL_EILSEQ;
+        break;
+      }
+      mb.append(v ? one : "", static_cast<size_t>(m));
+      if ((ended = !v)) break;
+    }
+    const int ok_r = ok_err ? -1 : static_cast<int>(mb.size()) - ended;
+    std::vector<char> back(static_cast<size_t>(std::max(cap, 0)) + 8, '\x7F');
+    got([&] { return vl_full_wcstombs(h, back.data(), w.data(), cap); }, ok_r, ok_err, "wcstombs");
+    if (!ok_err && std::string(back.data(), mb.size()) != mb) ++bad, ADD_FAILURE() << "wcstombs bytes, capacity " << cap;
   }
   munmap(map, static_cast<size_t>(2 * page));
   EXPECT_EQ(bad, 0);
